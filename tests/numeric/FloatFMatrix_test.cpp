@@ -1,0 +1,198 @@
+#include "FloatFMatrix.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <random>
+
+#include "xRecordingPlatform.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class FloatFMatrixTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dir_ = fs::temp_directory_path() /
+               ("tovarn_ffm_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    fs::path File(const std::string& name) const { return dir_ / name; }
+
+    static std::string ReadAll(const fs::path& path) {
+        std::ifstream in(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+    static float FloatAt(const std::string& bytes, std::size_t place) {
+        float value;
+        std::memcpy(&value, bytes.data() + place, 4);
+        return value;
+    }
+    static std::int32_t IntAt(const std::string& bytes, std::size_t place) {
+        std::int32_t value;
+        std::memcpy(&value, bytes.data() + place, 4);
+        return value;
+    }
+
+    fs::path dir_;
+    xRecordingPlatform platform_;
+};
+
+}  // namespace
+
+TEST_F(FloatFMatrixTest, SmallBufferIsRaisedToTwoAndRowsPageIn) {
+    FloatFMatrix m(File("three.fm"));
+    ASSERT_EQ(m.Init(0, 1, 3, 2), 1);
+    EXPECT_EQ(m.BufferRows(), 2);
+    EXPECT_EQ(m.Pages(), 2);
+    EXPECT_EQ(m.RowLow(), 0);
+    EXPECT_EQ(m.RowHigh(), 1);
+    m[0][1] = 5.0f;
+    m[2][0] = 7.0f;  // outside the window: written back, then reloaded around row 2
+    EXPECT_EQ(m.RowLow(), 1);
+    EXPECT_EQ(m.RowHigh(), 2);
+    EXPECT_EQ(m[0][1], 5.0f);  // came back from the file
+}
+
+TEST_F(FloatFMatrixTest, WindowRecentresAndClampsAtBothEnds) {
+    FloatFMatrix m;
+    ASSERT_EQ(m.Init(0, 4, 10, 1), 1);
+    EXPECT_EQ(m.Pages(), 3);
+    struct Case {
+        long row, low, high;
+    } cases[] = {{5, 3, 6}, {9, 7, 9}, {0, 0, 3}, {8, 6, 9}, {1, 0, 3}};
+    for (const auto& c : cases) {
+        m[c.row];
+        EXPECT_EQ(m.RowLow(), c.low) << "row " << c.row;
+        EXPECT_EQ(m.RowHigh(), c.high) << "row " << c.row;
+    }
+}
+
+TEST_F(FloatFMatrixTest, FileLayoutAtAnOffset) {
+    const fs::path path = File("layout.fm");
+    {
+        std::ofstream prefix(path, std::ios::binary);
+        prefix << "HEADER!!";  // 8 bytes that belong to someone else
+    }
+    {
+        FloatFMatrix m(path);
+        ASSERT_EQ(m.Init(8, 2, 3, 2), 1);
+        for (long r = 0; r < 3; ++r)
+            for (long c = 0; c < 2; ++c) m[r][c] = float(10 * r + c);
+        m.Flush();
+    }
+    const std::string bytes = ReadAll(path);
+    ASSERT_EQ(bytes.size(), 8u + 16u + 3u * 2u * 4u);
+    EXPECT_EQ(bytes.substr(0, 8), "HEADER!!");
+    EXPECT_EQ(IntAt(bytes, 8), 0);
+    EXPECT_EQ(IntAt(bytes, 12), 2);
+    EXPECT_EQ(IntAt(bytes, 16), 0);
+    EXPECT_EQ(IntAt(bytes, 20), 1);
+    for (long r = 0; r < 3; ++r)
+        for (long c = 0; c < 2; ++c)
+            EXPECT_EQ(FloatAt(bytes, std::size_t(8 + 16 + (r * 2 + c) * 4)), float(10 * r + c));
+
+    FloatFMatrix reader(path);
+    ASSERT_EQ(reader.Init(8, 2), 1);  // dimensions from the header
+    EXPECT_EQ(reader.FileRows(), 3);
+    EXPECT_EQ(reader.Cols(), 2);
+    EXPECT_EQ(reader[2][1], 21.0f);
+    EXPECT_EQ(reader[0][0], 0.0f);
+}
+
+TEST_F(FloatFMatrixTest, RandomWalkMatchesAnInMemoryCopy) {
+    const long rows = 257, cols = 5;
+    std::vector<float> reference(rows * cols, 0.0f);
+    std::mt19937 random(7);
+    std::uniform_int_distribution<long> anyRow(0, rows - 1), anyCol(0, cols - 1);
+    const fs::path path = File("walk.fm");
+    {
+        FloatFMatrix m(path);
+        ASSERT_EQ(m.Init(0, 16, rows, cols), 1);
+        for (int step = 0; step < 5000; ++step) {
+            long r = anyRow(random), c = anyCol(random);
+            if (step % 3 == 0) {
+                float value = float(step);
+                m[r][c] = value;
+                reference[r * cols + c] = value;
+            } else {
+                const FloatFMatrix& reader = m;
+                ASSERT_EQ(reader[r][c], reference[r * cols + c]) << "step " << step;
+            }
+        }
+    }  // a named matrix writes its last window back when it goes
+    FloatFMatrix reader(path);
+    ASSERT_EQ(reader.Init(0, 16), 1);
+    for (long r = 0; r < rows; ++r)
+        for (long c = 0; c < cols; ++c) ASSERT_EQ(reader[r][c], reference[r * cols + c]);
+}
+
+TEST_F(FloatFMatrixTest, FillReachesEveryRowOfTheFile) {
+    const fs::path path = File("fill.fm");
+    {
+        FloatFMatrix m(path);
+        ASSERT_EQ(m.Init(0, 3, 11, 2), 1);  // 3 whole windows and 2 rows more
+        m.Fill(-32767.0f);
+    }
+    const std::string bytes = ReadAll(path);
+    ASSERT_EQ(bytes.size(), 16u + 11u * 2u * 4u);
+    for (std::size_t place = 16; place < bytes.size(); place += 4)
+        EXPECT_EQ(FloatAt(bytes, place), -32767.0f);
+}
+
+TEST_F(FloatFMatrixTest, TemporaryFileGoesNamedFileStays) {
+    fs::path temporary;
+    {
+        FloatFMatrix m;
+        ASSERT_EQ(m.Init(0, 2, 4, 4), 1);
+        temporary = m.FileName();
+        EXPECT_TRUE(m.IsTemporary());
+        EXPECT_TRUE(fs::exists(temporary));
+    }
+    EXPECT_FALSE(fs::exists(temporary));
+    {
+        FloatFMatrix m(File("kept.fm"));
+        ASSERT_EQ(m.Init(0, 2, 4, 4), 1);
+    }
+    EXPECT_TRUE(fs::exists(File("kept.fm")));
+    EXPECT_TRUE(platform_.messages.empty());
+}
+
+TEST_F(FloatFMatrixTest, CopyIsRowByRowAndAssignmentIsRefused) {
+    FloatFMatrix m;
+    ASSERT_EQ(m.Init(0, 2, 6, 3), 1);
+    for (long r = 0; r < 6; ++r) m[r][2] = float(r);
+    FloatFMatrix copy(m);
+    EXPECT_NE(copy.FileName(), m.FileName());
+    for (long r = 5; r >= 0; --r) EXPECT_EQ(copy[r][2], float(r));
+
+    FloatFMatrix other;
+    other.Init(0, 2, 1, 1);
+    other = m;
+    EXPECT_EQ(other.FileRows(), 1);
+    EXPECT_TRUE(platform_.Saw("error", "FloatFMatrix: operator= called - Not implemented!"));
+}
+
+TEST_F(FloatFMatrixTest, OutOfRangeIndicesAreFatal) {
+    FloatFMatrix m;
+    ASSERT_EQ(m.Init(0, 2, 3, 2), 1);
+    EXPECT_THROW(m[3], xFatalError);
+    EXPECT_THROW(m[-1], xFatalError);
+    EXPECT_THROW(m.At(1, 2), xFatalError);
+    EXPECT_EQ(m.At(2, 1), 0.0f);
+    EXPECT_EQ(platform_.Texts("fatal"),
+              (std::vector<std::string>{"FloatFMatrix: Row index out of range!",
+                                        "FloatFMatrix: Row index out of range!",
+                                        "FloatFMatrix: Column index out of range!"}));
+}
+
+TEST_F(FloatFMatrixTest, MissingHeaderIsAnError) {
+    FloatFMatrix m(File("empty.fm"));
+    EXPECT_EQ(m.Init(0, 2), 0);
+    EXPECT_EQ(platform_.Texts("error").size(), 1u);
+}

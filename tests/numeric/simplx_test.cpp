@@ -1,0 +1,638 @@
+#include "simplx.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "xRecordingPlatform.h"
+
+namespace {
+
+// A linear program in the natural form: maximise cost . x over x >= 0.
+struct Constraint {
+    std::vector<double> coef;
+    double rhs;
+};
+
+struct Program {
+    std::vector<double> cost;
+    std::vector<Constraint> atMost;
+    std::vector<Constraint> atLeast;
+    std::vector<Constraint> equal;
+
+    int N() const { return int(cost.size()); }
+    int M() const { return int(atMost.size() + atLeast.size() + equal.size()); }
+};
+
+FloatMatrix TableauOf(const Program& p) {
+    const int n = p.N();
+    const int m = p.M();
+    FloatMatrix a(1, m + 2, 1, n + 1);
+    for (int k = 1; k <= n; ++k) a[1][k + 1] = float(p.cost[k - 1]);
+    int i = 1;
+    for (const auto* rows : {&p.atMost, &p.atLeast, &p.equal}) {
+        for (const Constraint& row : *rows) {
+            a[i + 1][1] = float(row.rhs);
+            for (int k = 1; k <= n; ++k) a[i + 1][k + 1] = -float(row.coef[k - 1]);
+            ++i;
+        }
+    }
+    return a;
+}
+
+struct Outcome {
+    int status = 99;
+    float value = 0.0f;
+    // Every variable 1..n+m (index 0 unused): the basic ones from column 1 of
+    // their row, the others 0.
+    std::vector<double> x;
+    std::vector<int> basic;  // iposv as read back
+};
+
+Outcome RunSimplx(FloatMatrix& a, int m, int n, int m1, int m2, int m3, float eps = 1e-6f,
+                  bool verbose = false) {
+    LongArray izrov(1, n);
+    LongArray iposv(1, m);
+    Outcome out;
+    out.value = simplx(a, m, n, m1, m2, m3, out.status, izrov, iposv, eps, verbose);
+
+    // The two lists always share out the n + m variables between them.
+    std::vector<int> seen(std::size_t(n + m + 1), 0);
+    for (int k = 1; k <= n; ++k) {
+        if (izrov[k] >= 1 && izrov[k] <= n + m) ++seen[std::size_t(izrov[k])];
+    }
+    for (int i = 1; i <= m; ++i) {
+        if (iposv[i] >= 1 && iposv[i] <= n + m) ++seen[std::size_t(iposv[i])];
+    }
+    for (int v = 1; v <= n + m; ++v) EXPECT_EQ(seen[std::size_t(v)], 1) << "variable " << v;
+
+    out.x.assign(std::size_t(n + m + 1), 0.0);
+    for (int i = 1; i <= m; ++i) {
+        out.basic.push_back(iposv[i]);
+        if (iposv[i] >= 1 && iposv[i] <= n + m) out.x[std::size_t(iposv[i])] = a[i + 1][1];
+    }
+    return out;
+}
+
+Outcome Solve(const Program& p) {
+    FloatMatrix a = TableauOf(p);
+    return RunSimplx(a, p.M(), p.N(), int(p.atMost.size()), int(p.atLeast.size()),
+                     int(p.equal.size()));
+}
+
+// ---------------------------------------------------------------------------
+// Small programs solved by hand.
+
+TEST(SimplxHandSolved, AtMostRowsOnly) {
+    xRecordingPlatform platform;
+    // maximise 3 x1 + 2 x2 with x1 + x2 <= 4, x1 + 3 x2 <= 6, x1 <= 3.5.
+    // Vertices (0,0) 0, (3.5,0) 10.5, (3.5,0.5) 11.5, (3,1) 11, (0,2) 4: the
+    // optimum is 11.5 at (3.5, 0.5), where the second row keeps a slack of 1.
+    const Program p{{3, 2}, {{{1, 1}, 4}, {{1, 3}, 6}, {{1, 0}, 3.5}}, {}, {}};
+    const Outcome out = Solve(p);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 11.5f, 1e-5f);
+    EXPECT_NEAR(out.x[1], 3.5, 1e-5);
+    EXPECT_NEAR(out.x[2], 0.5, 1e-5);
+    EXPECT_NEAR(out.x[2 + 2], 1.0, 1e-5);  // slack of the second row
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxHandSolved, PhaseOneWithAtLeastAndEqualityRows) {
+    xRecordingPlatform platform;
+    // maximise -x1 - x2 with x1 <= 5, x1 + x2 >= 3, x1 - x2 = 1. On the equality
+    // x1 = x2 + 1, so 2 x2 + 1 >= 3 and x2 <= 4: the best is x2 = 1, x1 = 2,
+    // value -3, the first row keeping a slack of 3. The origin is infeasible, so
+    // only a working phase one gets there.
+    const Program p{{-1, -1}, {{{1, 0}, 5}}, {{{1, 1}, 3}}, {{{1, -1}, 1}}};
+    const Outcome out = Solve(p);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, -3.0f, 1e-5f);
+    EXPECT_NEAR(out.x[1], 2.0, 1e-5);
+    EXPECT_NEAR(out.x[2], 1.0, 1e-5);
+    EXPECT_NEAR(out.x[2 + 1], 3.0, 1e-5);
+    std::vector<int> basic = out.basic;
+    std::sort(basic.begin(), basic.end());
+    EXPECT_EQ(basic, (std::vector<int>{1, 2, 3}));
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxHandSolved, AtLeastRowsActiveAndSlack) {
+    xRecordingPlatform platform;
+    // maximise x1 + 2 x2 with x1 + x2 <= 4 and x1 >= 1: x2 takes what x1 leaves,
+    // so x1 = 1, x2 = 3, value 7; here the at-least row is active.
+    // Then the same with x1 >= 0.5 and x2 <= 2: x2 = 2, x1 = 2, value 6, and the
+    // at-least row keeps a surplus of 1.5 that must come out positive.
+    const Program tight{{1, 2}, {{{1, 1}, 4}}, {{{1, 0}, 1}}, {}};
+    const Outcome a = Solve(tight);
+    EXPECT_EQ(a.status, 0);
+    EXPECT_NEAR(a.value, 7.0f, 1e-5f);
+    EXPECT_NEAR(a.x[1], 1.0, 1e-5);
+    EXPECT_NEAR(a.x[2], 3.0, 1e-5);
+
+    const Program loose{{1, 2}, {{{1, 1}, 4}, {{0, 1}, 2}}, {{{1, 0}, 0.5}}, {}};
+    const Outcome b = Solve(loose);
+    EXPECT_EQ(b.status, 0);
+    EXPECT_NEAR(b.value, 6.0f, 1e-5f);
+    EXPECT_NEAR(b.x[1], 2.0, 1e-5);
+    EXPECT_NEAR(b.x[2], 2.0, 1e-5);
+    EXPECT_NEAR(b.x[2 + 3], 1.5, 1e-5);  // surplus of the at-least row
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxHandSolved, EqualityArtificialsStayOut) {
+    xRecordingPlatform platform;
+    // maximise x1 with x1 + x2 = 2 and x1 <= 5: x1 = 2, value 2. Were the
+    // artificial's column let back in after it left, the equality would act as
+    // x1 + x2 >= 2 and x1 would climb to 5.
+    const Program bounded{{1, 0}, {{{1, 0}, 5}}, {}, {{{1, 1}, 2}}};
+    Outcome out = Solve(bounded);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 2.0f, 1e-5f);
+    EXPECT_NEAR(out.x[1], 2.0, 1e-5);
+    EXPECT_NEAR(out.x[2], 0.0, 1e-6);
+
+    // maximise 2 x1 + x2 with x1 + x2 <= 4 and -x1 = 0. Phase one has nothing to
+    // gain from the start (the artificial is already 0), yet the artificial must
+    // leave the basis: left in, phase two would raise x1 to 4 for a value of 8.
+    // The answer is x1 = 0, x2 = 4, value 4.
+    const Program zeroLevel{{2, 1}, {{{1, 1}, 4}}, {}, {{{-1, 0}, 0}}};
+    out = Solve(zeroLevel);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 4.0f, 1e-5f);
+    EXPECT_NEAR(out.x[1], 0.0, 1e-6);
+    EXPECT_NEAR(out.x[2], 4.0, 1e-5);
+    EXPECT_EQ(std::count(out.basic.begin(), out.basic.end(), 2 + 2), 0);
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxHandSolved, AtLeastRowsWhoseArtificialsNeverLeave) {
+    xRecordingPlatform platform;
+    // maximise x1 with x1 + x2 <= 3, x1 - 2 x2 >= 0 and -x1 + x2 >= 0. The last
+    // two give x1 >= 2 x2 >= 2 x1, so only the origin is feasible: value 0.
+    // The coefficients of the at-least rows sum to (0, -1), so phase one ends
+    // before any exchange, with both artificials still basic at zero; their
+    // rows must then be read with the sense turned, or they would act as
+    // at-most rows and let x1 reach 2.
+    const Program p{{1, 0}, {{{1, 1}, 3}}, {{{1, -2}, 0}, {{-1, 1}, 0}}, {}};
+    const Outcome out = Solve(p);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 0.0f, 1e-6f);
+    EXPECT_NEAR(out.x[1], 0.0, 1e-6);
+    EXPECT_NEAR(out.x[2], 0.0, 1e-6);
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxHandSolved, EqualEntriesLetTheFirstColumnIn) {
+    xRecordingPlatform platform;
+    // maximise x1 + x2 with x1 <= 1, x2 <= 1, x1 + x2 <= 1.5: every point of the
+    // edge from (1, 0.5) to (0.5, 1) is optimal, value 1.5. x1 and x2 gain the
+    // same, the first of them enters and takes its bound, so the fit gets
+    // (1, 0.5), never the other end.
+    const Program p{{1, 1}, {{{1, 0}, 1}, {{0, 1}, 1}, {{1, 1}, 1.5}}, {}, {}};
+    const Outcome out = Solve(p);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 1.5f, 1e-6f);
+    EXPECT_NEAR(out.x[1], 1.0, 1e-6);
+    EXPECT_NEAR(out.x[2], 0.5, 1e-6);
+}
+
+TEST(SimplxHandSolved, RatioTiesDoNotCycle) {
+    xRecordingPlatform platform;
+    // The classic cycling program: maximise 3/4 x1 - 20 x2 + 1/2 x3 - 6 x4 with
+    //   1/4 x1 -  8 x2 -     x3 + 9 x4 <= 0
+    //   1/2 x1 - 12 x2 - 1/2 x3 + 3 x4 <= 0
+    //                        x3        <= 1.
+    // Its first two rows tie at ratio 0 again and again; the lowest-row choice
+    // comes back to the starting basis and never ends.
+    // Broken by the ratios of the other columns, it ends at the optimum: from
+    // the second row x1 <= 24 x2 + x3 - 6 x4, so the objective is at most
+    // -2 x2 + 5/4 x3 - 10.5 x4 <= 5/4, reached at x1 = x3 = 1, x2 = x4 = 0.
+    const Program beale{{0.75, -20, 0.5, -6},
+                        {{{0.25, -8, -1, 9}, 0}, {{0.5, -12, -0.5, 3}, 0}, {{0, 0, 1, 0}, 1}},
+                        {},
+                        {}};
+    const Outcome out = Solve(beale);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 1.25f, 1e-6f);
+    EXPECT_NEAR(out.x[1], 1.0, 1e-6);
+    EXPECT_NEAR(out.x[2], 0.0, 1e-6);
+    EXPECT_NEAR(out.x[3], 1.0, 1e-6);
+    EXPECT_NEAR(out.x[4], 0.0, 1e-6);
+}
+
+TEST(SimplxHandSolved, InfeasibleAnswersMinusOneAndMinus100) {
+    xRecordingPlatform platform;
+    // x1 + x2 <= 2 against x1 + x2 >= 5.
+    const Program clash{{1, 0}, {{{1, 1}, 2}}, {{{1, 1}, 5}}, {}};
+    Outcome out = Solve(clash);
+    EXPECT_EQ(out.status, -1);
+    EXPECT_EQ(out.value, -100.0f);
+
+    // x1 + x2 = 3 with x1 <= 1 and x2 <= 1.
+    const Program short_{{1, 1}, {{{1, 0}, 1}, {{0, 1}, 1}}, {}, {{{1, 1}, 3}}};
+    out = Solve(short_);
+    EXPECT_EQ(out.status, -1);
+    EXPECT_EQ(out.value, -100.0f);
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxHandSolved, UnboundedAnswersOneAndMinus99) {
+    xRecordingPlatform platform;
+    // maximise x1 + x2 with x1 - x2 <= 1: x2 grows freely.
+    const Program open{{1, 1}, {{{1, -1}, 1}}, {}, {}};
+    Outcome out = Solve(open);
+    EXPECT_EQ(out.status, 1);
+    EXPECT_EQ(out.value, -99.0f);
+
+    // Only found after phase one: maximise x1 with x2 <= 2 and x1 >= 1.
+    const Program afterPhaseOne{{1, 0}, {{{0, 1}, 2}}, {{{1, 0}, 1}}, {}};
+    out = Solve(afterPhaseOne);
+    EXPECT_EQ(out.status, 1);
+    EXPECT_EQ(out.value, -99.0f);
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+// ---------------------------------------------------------------------------
+// Tableaux of the L1 fits, built the way the fitters build them.
+
+// A[t][c], taus by channels, both from 0 here.
+using Design = std::vector<std::vector<double>>;
+
+// Free-signed amplitudes: x+ in columns 2..n+1, x- in n+2..2n+1, residual
+// bounds after them; 2m rows, m at-most then m at-least.
+FloatMatrix MinErrTableau(const Design& A, const std::vector<double>& rhs) {
+    const int n = int(A.size());
+    const int m = int(rhs.size());
+    FloatMatrix a(1, 2 * m + 2, 1, 2 * n + m + 1);
+    for (int k = 2; k <= 2 * n + 1; ++k) a[1][k] = -1.0f;
+    for (int k = 2 * n + 2; k <= 2 * n + m + 1; ++k) a[1][k] = -10.0f;
+    for (int c = 1; c <= m; ++c) {
+        const int i = c + 1;
+        for (int row : {i, i + m}) {
+            a[row][1] = float(rhs[c - 1]);
+            for (int t = 1; t <= n; ++t) {
+                a[row][t + 1] = -float(A[t - 1][c - 1]);
+                a[row][n + t + 1] = float(A[t - 1][c - 1]);
+            }
+        }
+        a[i][2 * n + 1 + c] = 1.0f;
+        a[i + m][2 * n + 1 + c] = -1.0f;
+    }
+    return a;
+}
+
+// Positive amplitudes only: x in columns 2..n+1, residual bounds after them.
+FloatMatrix PosTableau(const Design& A, const std::vector<double>& rhs) {
+    const int n = int(A.size());
+    const int m = int(rhs.size());
+    FloatMatrix a(1, 2 * m + 2, 1, n + m + 1);
+    for (int k = 2; k <= n + 1; ++k) a[1][k] = -1.0f;
+    for (int k = n + 2; k <= n + m + 1; ++k) a[1][k] = -10.0f;
+    for (int c = 1; c <= m; ++c) {
+        const int i = c + 1;
+        for (int row : {i, i + m}) {
+            a[row][1] = float(rhs[c - 1]);
+            for (int t = 1; t <= n; ++t) a[row][t + 1] = -float(A[t - 1][c - 1]);
+        }
+        a[i][n + 1 + c] = 1.0f;
+        a[i + m][n + 1 + c] = -1.0f;
+    }
+    return a;
+}
+
+// What the fits minimise, evaluated in double on the float-rounded data the
+// tableau saw.
+double L1Misfit(const Design& A, const std::vector<double>& rhs, const std::vector<double>& x) {
+    double sum = 0.0;
+    for (double v : x) sum += std::fabs(v);
+    for (std::size_t c = 0; c < rhs.size(); ++c) {
+        double fit = 0.0;
+        for (std::size_t t = 0; t < x.size(); ++t) fit += A[t][c] * x[t];
+        sum += 10.0 * std::fabs(rhs[c] - fit);
+    }
+    return sum;
+}
+
+// Brute force: the minimum of cost . z over G z <= h (nonnegativity included
+// as rows of G), found by visiting every vertex, i.e. every choice of N rows
+// whose equalities fix a single point. Double precision throughout.
+struct Polyhedron {
+    std::vector<std::vector<double>> G;
+    std::vector<double> h;
+};
+
+bool SolveSquare(std::vector<std::vector<double>> M, std::vector<double> b,
+                 std::vector<double>& z) {
+    const std::size_t N = b.size();
+    for (std::size_t col = 0; col < N; ++col) {
+        std::size_t pivot = col;
+        for (std::size_t r = col + 1; r < N; ++r)
+            if (std::fabs(M[r][col]) > std::fabs(M[pivot][col])) pivot = r;
+        if (std::fabs(M[pivot][col]) < 1e-10) return false;
+        std::swap(M[pivot], M[col]);
+        std::swap(b[pivot], b[col]);
+        for (std::size_t r = col + 1; r < N; ++r) {
+            const double f = M[r][col] / M[col][col];
+            if (f == 0.0) continue;
+            for (std::size_t k = col; k < N; ++k) M[r][k] -= f * M[col][k];
+            b[r] -= f * b[col];
+        }
+    }
+    z.assign(N, 0.0);
+    for (std::size_t r = N; r-- > 0;) {
+        double s = b[r];
+        for (std::size_t k = r + 1; k < N; ++k) s -= M[r][k] * z[k];
+        z[r] = s / M[r][r];
+    }
+    return true;
+}
+
+double MinimumOverVertices(const Polyhedron& P, const std::vector<double>& cost) {
+    const std::size_t N = cost.size();
+    const std::size_t R = P.h.size();
+    double best = std::numeric_limits<double>::infinity();
+    std::vector<std::size_t> pick(N);
+    for (std::size_t k = 0; k < N; ++k) pick[k] = k;
+    std::vector<std::vector<double>> M(N);
+    std::vector<double> b(N);
+    std::vector<double> z;
+    for (;;) {
+        for (std::size_t k = 0; k < N; ++k) {
+            M[k] = P.G[pick[k]];
+            b[k] = P.h[pick[k]];
+        }
+        if (SolveSquare(M, b, z)) {
+            bool feasible = true;
+            for (std::size_t r = 0; r < R && feasible; ++r) {
+                double s = 0.0;
+                for (std::size_t k = 0; k < N; ++k) s += P.G[r][k] * z[k];
+                feasible = s <= P.h[r] + 1e-9 * (1.0 + std::fabs(P.h[r]));
+            }
+            if (feasible) {
+                double value = 0.0;
+                for (std::size_t k = 0; k < N; ++k) value += cost[k] * z[k];
+                best = std::min(best, value);
+            }
+        }
+        // Next N-subset of the R rows in lexicographic order.
+        std::size_t k = N;
+        while (k > 0 && pick[k - 1] == R - N + (k - 1)) --k;
+        if (k == 0) break;
+        ++pick[k - 1];
+        for (std::size_t j = k; j < N; ++j) pick[j] = pick[j - 1] + 1;
+    }
+    return best;
+}
+
+// The LP of the tableau in inequality form, variables (x+, x-, r) or (x, r):
+// A x - r <= rhs and -(A x + r) <= -rhs per channel, then z >= 0.
+double BruteForceL1(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
+    const std::size_t n = A.size();
+    const std::size_t m = rhs.size();
+    const std::size_t nx = signedAmplitudes ? 2 * n : n;
+    const std::size_t N = nx + m;
+    Polyhedron P;
+    for (int sense : {1, -1}) {
+        for (std::size_t c = 0; c < m; ++c) {
+            std::vector<double> g(N, 0.0);
+            for (std::size_t t = 0; t < n; ++t) {
+                g[t] = sense * A[t][c];
+                if (signedAmplitudes) g[n + t] = -sense * A[t][c];
+            }
+            g[nx + c] = -1.0;
+            P.G.push_back(g);
+            P.h.push_back(sense * rhs[c]);
+        }
+    }
+    for (std::size_t k = 0; k < N; ++k) {
+        std::vector<double> g(N, 0.0);
+        g[k] = -1.0;
+        P.G.push_back(g);
+        P.h.push_back(0.0);
+    }
+    std::vector<double> cost(N, 1.0);
+    for (std::size_t c = 0; c < m; ++c) cost[nx + c] = 10.0;
+    return MinimumOverVertices(P, cost);
+}
+
+// Portable draws, so that every machine meets the same cases.
+double Draw(std::mt19937& rng, double lo, double hi) {
+    return lo + (hi - lo) * (double(rng()) / 4294967296.0);
+}
+
+enum class Family { Uniform, Decays, CoarseGrid };
+
+// Data rounded to float first: the brute force must see what the tableau saw.
+// Without signed data every channel is at or above 0; the coarse grid puts
+// exact zeros and ties in, which is where degenerate vertices come from.
+void MakeCase(std::mt19937& rng, Family family, int n, int m, bool signedData, Design& A,
+              std::vector<double>& rhs) {
+    A.assign(std::size_t(n), std::vector<double>(std::size_t(m), 0.0));
+    rhs.assign(std::size_t(m), 0.0);
+    const double rhsLow = signedData ? -2.0 : 0.0;
+    auto grid = [&](double lo, double hi) { return std::round(Draw(rng, lo, hi) * 2.0) / 2.0; };
+    if (family == Family::Decays) {
+        // Exponential decays over log-spaced windows, like a tau basis: nearly
+        // collinear columns and data mixed from them plus noise.
+        std::vector<double> taus(std::size_t(n), 0.0);
+        for (auto& tau : taus) tau = std::exp(Draw(rng, std::log(0.05), std::log(2.0)));
+        std::vector<double> amp(std::size_t(n), 0.0);
+        for (auto& v : amp) v = Draw(rng, -1.0, 1.0);
+        for (int c = 0; c < m; ++c) {
+            const double time = 0.05 * std::pow(2.0, c);
+            for (int t = 0; t < n; ++t) A[t][c] = std::exp(-time / taus[t]);
+            for (int t = 0; t < n; ++t) rhs[c] += amp[t] * A[t][c];
+            rhs[c] += Draw(rng, -0.05, 0.05);
+            if (!signedData) rhs[c] = std::fabs(rhs[c]);
+        }
+    } else {
+        for (int c = 0; c < m; ++c) {
+            for (int t = 0; t < n; ++t)
+                A[t][c] = family == Family::CoarseGrid ? grid(-1, 1) : Draw(rng, -1, 1);
+            rhs[c] = family == Family::CoarseGrid ? grid(rhsLow, 2) : Draw(rng, rhsLow, 2);
+        }
+    }
+    for (auto& row : A)
+        for (auto& v : row) v = double(float(v));
+    for (auto& v : rhs) v = double(float(v));
+}
+
+// The optimum of the float simplex against the exact one: the tableau is
+// worked in single precision through some tens of exchanges with entries of
+// order 10, so agreement to 2e-5 of the larger of the optimum and 1 is what
+// float rounding allows; a wrong pivot or a lost exchange is off by far more.
+constexpr double kRelativeTolerance = 2e-5;
+
+double Allowance(double optimum) {
+    return kRelativeTolerance * std::max(1.0, std::fabs(optimum));
+}
+
+struct Size {
+    int taus;
+    int channels;
+};
+
+// The amplitudes the fits read off the basis: x+ - x- for free signs.
+std::vector<double> Amplitudes(const Outcome& out, int n, bool signedAmplitudes) {
+    std::vector<double> x(std::size_t(n), 0.0);
+    for (int t = 1; t <= n; ++t) {
+        x[std::size_t(t - 1)] = out.x[std::size_t(t)];
+        if (signedAmplitudes) x[std::size_t(t - 1)] -= out.x[std::size_t(n + t)];
+    }
+    return x;
+}
+
+// The fit's own variables, amplitudes and residual bounds, make up the
+// objective; column 1 of row 1 is the objective at the basic solution.
+double ObjectiveAtBasis(const Outcome& out, int nAmplitudeColumns, int m) {
+    double cost = 0.0;
+    for (int v = 1; v <= nAmplitudeColumns; ++v) cost += out.x[std::size_t(v)];
+    for (int c = 1; c <= m; ++c) cost += 10.0 * out.x[std::size_t(nAmplitudeColumns + c)];
+    return -cost;
+}
+
+Outcome SolveL1(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
+    const int n = int(A.size());
+    const int m = int(rhs.size());
+    const int columns = signedAmplitudes ? 2 * n : n;
+    FloatMatrix a = signedAmplitudes ? MinErrTableau(A, rhs) : PosTableau(A, rhs);
+    return RunSimplx(a, 2 * m, columns + m, m, m, 0);
+}
+
+// Every family at every size, five draws each, against brute force.
+void CheckAgainstBruteForce(bool signedAmplitudes, const std::vector<Size>& sizes, unsigned seed,
+                            int expectedCases) {
+    xRecordingPlatform platform;
+    std::mt19937 rng(seed);
+    int cases = 0;
+    for (Family family : {Family::Uniform, Family::Decays, Family::CoarseGrid}) {
+        for (Size size : sizes) {
+            for (int rep = 0; rep < 5; ++rep, ++cases) {
+                Design A;
+                std::vector<double> rhs;
+                const int n = size.taus;
+                const int m = size.channels;
+                MakeCase(rng, family, n, m, false, A, rhs);
+                SCOPED_TRACE(testing::Message() << "case " << cases << " family " << int(family)
+                                                << " size " << n << "x" << m);
+                const Outcome out = SolveL1(A, rhs, signedAmplitudes);
+                const double best = BruteForceL1(A, rhs, signedAmplitudes);
+                ASSERT_EQ(out.status, 0);
+                EXPECT_NEAR(-out.value, best, Allowance(best));
+
+                // The amplitudes as the fit reads them must carry that misfit too,
+                // and never come out negative in the positive fit.
+                const std::vector<double> x = Amplitudes(out, n, signedAmplitudes);
+                EXPECT_NEAR(L1Misfit(A, rhs, x), best, Allowance(best));
+                if (!signedAmplitudes) {
+                    for (double v : x) EXPECT_GE(v, 0.0);
+                }
+            }
+        }
+    }
+    EXPECT_EQ(cases, expectedCases);
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxL1, FreeSignedFitsReachTheBruteForceOptimum) {
+    CheckAgainstBruteForce(true, {{2, 3}, {3, 3}, {2, 4}, {3, 4}}, 20240611u, 60);
+}
+
+TEST(SimplxL1, PositiveFitsReachTheBruteForceOptimum) {
+    CheckAgainstBruteForce(false, {{2, 3}, {3, 4}}, 977u, 30);
+}
+
+TEST(SimplxL1, NegativeChannelsGoOnQuietly) {
+    // A negative channel makes the starting slack of its at-most row negative,
+    // which the two phases never repair, so the optimum is not promised here.
+    // What holds all the same: no word without verbose, an answer from the
+    // three statuses, and on status 0 an answer that is the objective of the
+    // basic solution handed back.
+    xRecordingPlatform platform;
+    std::mt19937 rng(4711u);
+    for (Family family : {Family::Uniform, Family::Decays, Family::CoarseGrid}) {
+        for (int rep = 0; rep < 10; ++rep) {
+            for (bool signedAmplitudes : {true, false}) {
+                Design A;
+                std::vector<double> rhs;
+                MakeCase(rng, family, 3, 4, true, A, rhs);
+                const Outcome out = SolveL1(A, rhs, signedAmplitudes);
+                SCOPED_TRACE(testing::Message() << "family " << int(family) << " draw " << rep);
+                ASSERT_TRUE(out.status == 0 || out.status == 1 || out.status == -1);
+                if (out.status == 0) {
+                    const int columns = signedAmplitudes ? 6 : 3;
+                    const double objective = ObjectiveAtBasis(out, columns, 4);
+                    EXPECT_NEAR(out.value, objective, Allowance(objective));
+                } else {
+                    EXPECT_EQ(out.value, out.status == 1 ? -99.0f : -100.0f);
+                }
+            }
+        }
+    }
+    EXPECT_TRUE(platform.messages.empty());
+}
+
+TEST(SimplxL1, AllRightHandSidesZero) {
+    xRecordingPlatform platform;
+    // Nothing to fit: the optimum is 0 with every amplitude and residual bound
+    // at 0, however phase one shuffles the degenerate basis.
+    const Design A{{0.9, 0.5, 0.2}, {0.4, 0.7, 0.8}};
+    const std::vector<double> rhs{0.0, 0.0, 0.0};
+    const Outcome out = SolveL1(A, rhs, true);
+    EXPECT_EQ(out.status, 0);
+    EXPECT_EQ(out.value, 0.0f);
+    for (int v = 1; v <= 7; ++v) EXPECT_EQ(out.x[std::size_t(v)], 0.0) << "variable " << v;
+}
+
+// ---------------------------------------------------------------------------
+// Messages.
+
+TEST(SimplxMessages, BadCountsAreReportedAndTheSolveGoesOn) {
+    xRecordingPlatform platform;
+    // Two at-most rows declared with one at-least too many. No row is left to
+    // be at-least, so the answer is that of the at-most program:
+    // maximise x1 + x2 with x1 <= 1, x2 <= 2, value 3.
+    const Program p{{1, 1}, {{{1, 0}, 1}, {{0, 1}, 2}}, {}, {}};
+    FloatMatrix a = TableauOf(p);
+    const Outcome out = RunSimplx(a, 2, 2, 2, 1, 0);
+    EXPECT_EQ(platform.Texts("error"),
+              std::vector<std::string>{"Bad input constraint counts in simplx"});
+    EXPECT_EQ(out.status, 0);
+    EXPECT_NEAR(out.value, 3.0f, 1e-6f);
+}
+
+TEST(SimplxMessages, NegativeRightHandSideOnlyReportedWhenVerbose) {
+    // Two rows with negative right-hand sides, as the L1 fits hand in, and one
+    // at zero, which is not below 0 and so not worth a box.
+    const Program p{{1, 1}, {{{1, -1}, -1}, {{-1, -1}, -0.5}, {{0, 1}, 0}, {{1, 1}, 3}}, {}, {}};
+    Outcome quiet;
+    Outcome loud;
+    {
+        xRecordingPlatform platform;
+        FloatMatrix a = TableauOf(p);
+        quiet = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, false);
+        EXPECT_TRUE(platform.messages.empty());
+    }
+    {
+        xRecordingPlatform platform;
+        FloatMatrix a = TableauOf(p);
+        loud = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, true);
+        // One box per offending row, and nothing else.
+        EXPECT_EQ(platform.Texts("error"),
+                  (std::vector<std::string>{"Bad input tableau in simplx",
+                                            "Bad input tableau in simplx"}));
+        EXPECT_EQ(platform.messages.size(), 2u);
+    }
+    // Verbose changes what is said, not what is computed.
+    EXPECT_EQ(loud.status, quiet.status);
+    EXPECT_EQ(loud.value, quiet.value);
+    EXPECT_EQ(loud.basic, quiet.basic);
+}
+
+}  // namespace
