@@ -1,0 +1,186 @@
+#include "xPrsCont.h"
+
+#include <fstream>
+#include <map>
+
+#include "xParFile.h"
+#include "xPlatform.h"
+#include "xProjectContext.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::map<int, std::string>& ProcessTitles() {
+    static const std::map<int, std::string> titles = {
+        {701, "ASCII->BIN/"}, {702, "Basis Functions/"}, {703, "Deconvolution/"},
+        {704, "CDI/"},        {705, "Anm.Picker/"},      {706, "Inverter/"}};
+    return titles;
+}
+
+fs::path ParFileOfProject() {
+    const xProjectContext& context = ProjectContext();
+    return context.parFile.empty() ? context.ProjectFile("PAR") : context.parFile;
+}
+
+// A header for a file that has none yet, naming the project's descriptor.
+bool WriteNewHeader(std::fstream& file) {
+    const xProjectContext& context = ProjectContext();
+    file.clear();
+    par::WriteHeader(file, context.projectName,
+                     par::CreationText(context.projectName, par::Today()),
+                     context.DescriptorPath().string(), false);
+    file.flush();
+    return bool(file);
+}
+
+bool OpenReadWrite(std::fstream& file, const fs::path& path) {
+    file.open(path, std::ios::in | std::ios::out | std::ios::binary);
+    return file.is_open();
+}
+
+bool CreateFile(std::fstream& file, const fs::path& path) {
+    file.open(path, std::ios::in | std::ios::out | std::ios::binary | std::ios::trunc);
+    return file.is_open() && WriteNewHeader(file);
+}
+
+}  // namespace
+
+xPrsCont::xPrsCont(int processId, std::int32_t blockVersion, const std::string& outputExtension)
+    : processId_(processId), blockVersion_(blockVersion) {
+    if (!outputExtension.empty()) outputFile = ProjectContext().projectName + "." + outputExtension;
+}
+
+std::string xPrsCont::Title() const {
+    auto found = ProcessTitles().find(processId_);
+    return found == ProcessTitles().end() ? std::string() : found->second;
+}
+
+// Opens the project's PAR file, making one when there is none, and checks its
+// header. A file too old to read is replaced by a new, empty one.
+bool xPrsCont::PrepareFile(std::fstream& file) {
+    fs::path path = ParFileOfProject();
+    if (!fs::exists(path)) {
+        if (auto chosen = Platform().FileBox("Select Parameter File", "*.PAR", false);
+            chosen && fs::exists(*chosen)) {
+            path = *chosen;
+            ProjectContext().SetParFile(path);
+        } else if (!CreateFile(file, path)) {
+            Platform().Error("xPrsCont:Problems in opening PAR file");
+            return false;
+        }
+    }
+    if (!file.is_open() && !OpenReadWrite(file, path)) {
+        Platform().Error("xPrsCont:Problems in opening PAR file");
+        return false;
+    }
+    if (fs::file_size(path) == 0) WriteNewHeader(file);
+    par::Header header;
+    if (!par::CheckHeader(file, header)) {
+        Platform().Error("Older version files have been detected! File xxx.PAR will be deleted...");
+        file.close();
+        fs::remove(path);
+        return CreateFile(file, path) && par::CheckHeader(file, header);
+    }
+    fileVersion_ = header.version;
+    firstSection_ = header.firstSection;
+    if (!header.descriptorPath.empty()) ProjectContext().SetDescriptorPath(header.descriptorPath);
+    return true;
+}
+
+int xPrsCont::Load() {
+    std::fstream file;
+    if (!PrepareFile(file)) return 0;
+    std::streamoff start = 0;
+    if (!par::FindSection(file, firstSection_, Tag(), start)) return 0;
+    file.seekg(start + 8);
+    xBlockReader in(file);
+    ReadSection(in, start);
+    return 1;
+}
+
+int xPrsCont::Save() {
+    const fs::path path = ParFileOfProject();
+    std::fstream file;
+    if (!fs::exists(path) || fs::file_size(path) == 0 || !OpenReadWrite(file, path)) return 0;
+    par::Header header;
+    if (!par::CheckHeader(file, header)) return 0;
+    std::streamoff start = 0;
+    const bool found = par::FindSection(file, header.firstSection, Tag(), start);
+    if (!found) start = par::AppendSection(file, Tag());
+    file.seekp(start + 8);
+    xBlockWriter out(file);
+    WriteSection(out, start);
+    if (!found) par::PadSection(file, start);
+    file.flush();
+    return file ? 1 : 0;
+}
+
+void xPrsCont::WriteSection(xBlockWriter& out, std::streamoff sectionStart) const {
+    out.Put(Tag());
+    out.Put(showDisplay);
+    out.Put(horizontalScale);
+    out.Put(autoAnnotateX);
+    out.Put(annotateX);
+    out.Put(plotsPerScreen);
+    out.Put(autoAnnotateY);
+    out.Put(annotateY);
+    out.PutText(inputFile);
+    out.PutText(outputFile);
+    out.PutText(alignX);
+    out.Put(verticalMode);
+    out.Put(verticalScale);
+    out.Put(lineOrder);
+    out.Put(reverseLines);
+    WriteBlock(out, sectionStart);
+}
+
+void xPrsCont::ReadSection(xBlockReader& in, std::streamoff sectionStart) {
+    in.Get(fileTag_);
+    in.Get(showDisplay);
+    in.Get(horizontalScale);
+    in.Get(autoAnnotateX);
+    in.Get(annotateX);
+    in.Get(plotsPerScreen);
+    in.Get(autoAnnotateY);
+    in.Get(annotateY);
+    in.GetText(inputFile);
+    in.GetText(outputFile);
+    in.GetText(alignX);
+    const std::int32_t baseVersion = fileTag_ & 0x7F000000;
+    if (baseVersion == BaseVersionTwo || baseVersion == BaseVersionAll) {
+        in.Get(verticalMode);
+        in.Get(verticalScale);
+    }
+    if (baseVersion == BaseVersionAll) {
+        in.Get(lineOrder);
+        in.Get(reverseLines);
+    }
+    ReadBlock(in, fileTag_ & 0x00FF0000, sectionStart);
+}
+
+void xPrsCont::Fields(xParamFields& fields) {
+    fields.Flag("ShowDisplay", "Show display", showDisplay);
+    fields.Long("HorizontalScale", "Horizontal Scale", horizontalScale, 10, 100000);
+    fields.Flag("AutoAnnotateX", "Auto (horizontal)", autoAnnotateX);
+    fields.Long("AnnotateX", "Annotate Horiz.Axis every", annotateX, 0, 100000000);
+    fields.Float("PlotsPerScreen", "Plots per screen", plotsPerScreen, 0.1, 10.0);
+    fields.Flag("AutoAnnotateY", "Auto (vertical)", autoAnnotateY);
+    fields.Long("AnnotateY", "Annotate Vertical Axis every", annotateY, 0, 100000000);
+    fields.Text("InputFile", "Input file", inputFile);
+    fields.Text("OutputFile", "Output file", outputFile);
+    fields.Text("AlignX", "Align X axis with", alignX);
+    fields.Long("VerticalMode", "Use vertical scale (1) or plots per screen (0)", verticalMode, 0,
+                1);
+    fields.Float("VerticalScale", "Vertical Scale", verticalScale, 10.0, 100000.0);
+    fields.Long("LineOrder", "Line drawing order", lineOrder, 0, 3);
+    fields.Flag("ReverseLines", "Reverse line drawing direction", reverseLines);
+    BlockFields(fields);
+}
+
+void xPrsCont::Display(xParamDisplay& display) const {
+    xParamFields fields;
+    const_cast<xPrsCont*>(this)->Fields(fields);
+    display.AddHeading(Title().empty() ? "Process " + std::to_string(processId_) : Title());
+    for (const auto& field : fields.All()) display.AddRow(field.label, field.show());
+}
