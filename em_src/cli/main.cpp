@@ -1,23 +1,127 @@
 // The tovarn command line: runs the processing chain of a project without a
-// screen. Commands arrive with the processes they drive.
+// screen. A project is its PAR file; each command below works on one.
 
+#include <unistd.h>
 #include <CLI/CLI.hpp>
 
 #include <iostream>
+#include <sstream>
+
+#include "Commands.h"
+#include "xConsolePlatform.h"
+
+namespace {
+
+const char* kIntro =
+    "tovarn - airborne EM survey processing from the command line.\n\n"
+    "A project is one PAR file. It names the system descriptor (DSC) and keeps the\n"
+    "parameters of every process of the chain:\n"
+    "  701 ASCII to binary, 702 Basis functions, 703 Deconvolution, 704 CDI,\n"
+    "  705 Anomaly picker, 706 Inverter.\n"
+    "Every output is written beside the PAR file as <project>.<ext>.\n\n"
+    "A typical session:\n"
+    "  tovarn new    survey.PAR --descriptor system.DSC\n"
+    "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
+    "  tovarn params survey.PAR --process 702\n"
+    "  tovarn run    survey.PAR --only 701,702,703\n";
+
+const char* kExitCodes =
+    "Exit codes: 0 success, 1 a process or a check reported an error,\n"
+    "2 bad usage or a fatal error. Messages go to stderr, led by their kind.";
+
+std::vector<int> ParseIds(const std::string& list) {
+    std::vector<int> ids;
+    std::stringstream in(list);
+    std::string item;
+    while (std::getline(in, item, ',')) ids.push_back(std::stoi(item));
+    return ids;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{
-        "tovarn - airborne EM survey processing.\n"
-        "A project is its PAR file. The chain runs Define System, ASCII to binary, Basis\n"
-        "functions, Deconvolution, CDI and Inverter; each command below drives a part of it."};
+    CLI::App app{kIntro, "tovarn"};
     app.set_version_flag("--version", "tovarn 0.1.0");
-    app.footer(
-        "Exit codes: 0 success, 1 a process reported an error, 2 bad usage or a fatal error.");
+    app.footer(kExitCodes);
+    app.require_subcommand(1);
+
+    std::string par, descriptor, copyFrom, only;
+    int process = 0;
+    std::vector<std::string> assignments, answers;
+
+    auto* newCmd = app.add_subcommand(
+        "new", "Create a project: a new PAR file that names the system descriptor.");
+    newCmd->add_option("PROJECT.PAR", par, "the new parameter file")->required();
+    newCmd->add_option("--descriptor", descriptor, "the system descriptor (.DSC) of the survey")
+        ->required();
+    newCmd->add_option("--copy-from", copyFrom,
+                       "an existing PAR file whose parameters the new project starts with");
+
+    auto* paramsCmd = app.add_subcommand(
+        "params", "Show the parameters of a project as the parameter display lists them.");
+    paramsCmd->add_option("PROJECT.PAR", par, "the project")->required();
+    paramsCmd->add_option("--process", process,
+                          "only this process (701 ASCII, 702 basis, 703 deconvolution, 704 CDI, "
+                          "705 picker, 706 inverter)");
+
+    auto* setCmd = app.add_subcommand(
+        "set",
+        "Change parameters: ID.Field=value, e.g. 703.Threshold=1e-3 704.MaxDepth=500.\n"
+        "The ASCII files to import are 701.Files=a.asc,b.asc. A wrong name or value is\n"
+        "refused with the list of names and ranges, and nothing is saved.");
+    setCmd->add_option("PROJECT.PAR", par, "the project")->required();
+    setCmd->add_option("ID.Field=value", assignments, "one or more assignments")->required();
+
+    auto* runCmd = app.add_subcommand(
+        "run",
+        "Run the chain with automatic file names, in its order: 701, 702, 703, 704, 705, 706.\n"
+        "Questions are answered by --answer rules, else by their first choice; Ctrl-C stops\n"
+        "the running process, which deletes its incomplete output.");
+    runCmd->add_option("PROJECT.PAR", par, "the project")->required();
+    runCmd->add_option("--only", only, "run only these processes, e.g. 701,702");
+    runCmd->add_option(
+        "--answer", answers,
+        "answer questions whose text holds FRAGMENT with CAPTION: \"FRAGMENT=CAPTION\"");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e) == 0 ? 0 : 2;
+        return app.exit(e) == 0 ? 0 : cli::kUsage;
     }
-    std::cout << app.help();
-    return 0;
+
+    xConsolePlatform console(std::cerr, isatty(STDERR_FILENO));
+    SetPlatform(&console);
+    xConsolePlatform::CatchInterrupt();
+    int result = cli::kSuccess;
+    try {
+        if (*newCmd) {
+            result = cli::New(par, descriptor, copyFrom);
+        } else if (*paramsCmd) {
+            result = cli::Params(par, process, std::cout);
+        } else if (*setCmd) {
+            result = cli::Set(par, assignments, std::cout);
+        } else if (*runCmd) {
+            for (const auto& text : answers) {
+                xConsolePlatform::AnswerRule rule;
+                if (!xConsolePlatform::ParseRule(text, rule)) {
+                    console.Error("--answer wants \"fragment=Caption\", not \"" + text + "\".");
+                    return cli::kUsage;
+                }
+                console.AddRule(rule);
+            }
+            std::vector<int> ids;
+            try {
+                ids = ParseIds(only);
+            } catch (const std::exception&) {
+                console.Error("--only wants process ids separated by commas, e.g. 701,702.");
+                return cli::kUsage;
+            }
+            result = cli::Run(par, ids, std::cout);
+        }
+    } catch (const xFatalError&) {
+        return cli::kUsage;
+    }
+    SetPlatform(nullptr);
+    if (result == cli::kSuccess && console.Errors() > 0) result = cli::kFailed;
+    return result;
 }

@@ -1,1 +1,179 @@
-// placeholder
+#include "xFitParams.h"
+
+#include "xParFile.h"
+
+namespace {
+
+// Weighting tables hold one entry per component, and there are nine: any
+// other count is not a table of ours and is passed over.
+bool PlausibleCount(std::int32_t count) {
+    return count > 0 && count < 10;
+}
+
+// Room left in the section for count values of size bytes each. Bounds that
+// claim more than that are not ours: reading stops and the rest keeps its
+// defaults.
+bool Fits(xBlockReader& in, std::streamoff sectionStart, std::int64_t count, std::int64_t size) {
+    if (!in.Ok()) return false;
+    if (count >= 0 && in.Position() + count * size <= sectionStart + par::SectionSize) return true;
+    in.Stream().setstate(std::ios::failbit);
+    return false;
+}
+
+bool ReadMatrix(xBlockReader& in, std::streamoff sectionStart, FloatMatrix& matrix) {
+    std::int32_t bounds[4] = {0, -1, 0, -1};
+    for (auto& bound : bounds) in.Get(bound);
+    const std::int64_t rows = std::int64_t(bounds[1]) - bounds[0] + 1;
+    const std::int64_t cols = std::int64_t(bounds[3]) - bounds[2] + 1;
+    const bool sane =
+        rows >= 0 && cols >= 0 && rows <= par::SectionSize && cols <= par::SectionSize;
+    if (!Fits(in, sectionStart, sane ? rows * cols : -1, 4)) return false;
+    matrix.Resize(bounds[0], bounds[1], bounds[2], bounds[3]);
+    return rows * cols == 0 || matrix.ReadBinary(in.Stream(), false);
+}
+
+bool ReadArray(xBlockReader& in, std::streamoff sectionStart, FloatArray& array) {
+    std::int32_t low = 0, high = -1;
+    in.Get(low);
+    in.Get(high);
+    const std::int64_t length = std::int64_t(high) - low + 1;
+    if (!Fits(in, sectionStart, length, 4)) return false;
+    array.Resize(low, high);
+    return length == 0 || array.ReadBinary(in.Stream(), false);
+}
+
+// The current tables: the count, then per component its id and its matrix
+// with bounds.
+void ReadWeights(xBlockReader& in, std::streamoff sectionStart,
+                 std::map<std::int32_t, FloatMatrix>& weights) {
+    std::int32_t count = 0;
+    in.Get(count);
+    if (!in.Ok() || !PlausibleCount(count)) return;
+    std::map<std::int32_t, FloatMatrix> read;
+    for (std::int32_t i = 0; i < count; ++i) {
+        std::int32_t id = 0;
+        in.Get(id);
+        if (!ReadMatrix(in, sectionStart, read[id])) return;
+    }
+    weights = read;
+}
+
+// The older block kept one plain array per component: the count, then per
+// component its id and the array with its bounds (low, high, values). Each
+// becomes a one-row matrix, row 0, over the array's columns.
+void ReadOldWeights(xBlockReader& in, std::streamoff sectionStart,
+                    std::map<std::int32_t, FloatMatrix>& weights) {
+    std::int32_t count = 0;
+    in.Get(count);
+    if (!in.Ok() || !PlausibleCount(count)) return;
+    std::map<std::int32_t, FloatMatrix> read;
+    for (std::int32_t i = 0; i < count; ++i) {
+        std::int32_t id = 0;
+        in.Get(id);
+        FloatArray array;
+        if (!ReadArray(in, sectionStart, array)) return;
+        FloatMatrix& matrix = read[id];
+        matrix.Resize(0, 0, array.Low(), array.High());
+        if (array.Length() > 0) matrix[0] = array;
+    }
+    weights = read;
+}
+
+}  // namespace
+
+xFitParams::xFitParams() : xPrsCont(Id, BlockVersion, "AMP") {}
+
+void xFitParams::WriteBlock(xBlockWriter& out, std::streamoff) const {
+    out.Put(threshold);
+    out.Put(normalization);
+    out.Put(algorithm);
+    out.Put(selectLines);
+    out.Put(primaryFit);
+    out.Put(errorWeighting);
+    out.Put(weightParameter);
+    out.Put(saveInAscii);
+    out.Put(std::int32_t(weights.size()));
+    for (const auto& [id, matrix] : weights) {
+        out.Put(id);
+        matrix.WriteBinary(out.Stream(), true);
+    }
+    out.Put(smoothing);
+    out.Put(calculateBackground);
+    out.Put(forceToSurface);
+    out.Put(minLength);
+    out.Put(powerLaw);
+    out.Put(primaryPercentage);
+    out.Put(channelOrTau);
+}
+
+void xFitParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamoff sectionStart) {
+    in.Get(threshold);
+    in.Get(normalization);
+    in.Get(algorithm);
+    in.Get(selectLines);
+    in.Get(primaryFit);
+    in.Get(errorWeighting);
+    in.Get(weightParameter);
+    // Blocks from 0xF0000 up to 0x1F0000 hold none of these three, on purpose.
+    if (version >= 0x10000 && version < 0x30000) {
+        in.Get(saveInAscii);
+        ReadOldWeights(in, sectionStart, weights);
+        in.Get(smoothing);
+    } else if (version >= 0x30000 && version < 0xF0000) {
+        ReadOldWeights(in, sectionStart, weights);
+        in.Get(smoothing);
+    } else if (version >= 0x1F0000) {
+        in.Get(saveInAscii);
+        ReadWeights(in, sectionStart, weights);
+        in.Get(smoothing);
+    }
+    if (version > 0x1EFFFF) in.Get(calculateBackground);
+    if (version > 0x3EFFFF) {
+        in.Get(forceToSurface);
+        in.Get(minLength);
+        in.Get(powerLaw);
+        in.Get(primaryPercentage);
+        // A reloaded project runs with no primary percentage; the fit takes
+        // another branch with 0, and that is wanted.
+        primaryPercentage = 0.0f;
+    }
+    if (version > 0x7EFFFF) in.Get(channelOrTau);
+}
+
+void xFitParams::BlockFields(xParamFields& fields) {
+    fields.Float("Threshold", "ThreshHold(norm):", threshold, 0.0, 1.0);
+    fields.Long("Normalization", "Normalization", normalization, 1, 4);
+    fields.Add({"Algorithm", "Algorithm",
+                "a sum of 128 (PLS all taus), 2 (L1Norm MinErr(1:10)), 16 (L1Norm MinErrPos) "
+                "and 32 (PLS(x),SVD(z))",
+                [this] { return std::to_string(algorithm); },
+                [this](const std::string& text) {
+                    constexpr long known = PlsAllTaus | L1NormMinErr | L1NormMinErrPos | PlsSvd;
+                    long value;
+                    if (!ParseLong(text, value) || value < 0 || (value & ~known)) return false;
+                    algorithm = std::int32_t(value);
+                    return true;
+                }});
+    fields.Flag("SelectLines", "Select line to deconvolve", selectLines);
+    fields.Flag("PrimaryFit", "Primary/Mu", primaryFit);
+    fields.Choice(
+        "ErrorWeighting", "Error weighting", errorWeighting,
+        {"No weighting", "Power % time or 1/Power % frequency", "Noise Dependent", "User Defined"});
+    fields.Float("WeightParameter", "Parameter:", weightParameter, 0.0, 100.0);
+    fields.Flag("SaveInAscii", "Save in ASCII", saveInAscii);
+    fields.Float("Smoothing", "Smoothing (0-0.5)", smoothing, 0.0, 0.5);
+    fields.Flag("CalculateBackground", "Calculate background", calculateBackground);
+    fields.Float("ForceToSurface", "Force to surface", forceToSurface, 0.0, 1.0e6);
+    fields.Float("MinLength", "Min Length", minLength, 0.0, 0.5);
+    fields.Float("PowerLaw", "Power Law", powerLaw, -100.0, 100.0);
+    fields.Float("PrimaryPercentage", "Primary percentage %", primaryPercentage, 0.0, 100.0);
+    fields.Add({"ChannelOrTau", "Chan/Tau",
+                "a whole number from 0 to 99 (one below the stored index)",
+                [this] { return std::to_string(channelOrTau - 1); },
+                [this](const std::string& text) {
+                    long value;
+                    if (!ParseLong(text, value) || value < 0 || value > 99) return false;
+                    channelOrTau = std::int32_t(value + 1);
+                    return true;
+                }});
+}

@@ -98,12 +98,17 @@ bool CheckHeader(std::fstream& file, Header& header) {
     header.creationText = Trimmed(ReadChars(file, CreationTextSize));
     header.descriptorPath =
         Trimmed(ReadChars(file, old ? OldDescriptorPathSize : DescriptorPathSize));
+    // A header cut short has no sections behind it; a section appended to it
+    // would land inside the header.
+    const bool whole = bool(file);
     file.clear();
-    header.firstSection = old ? OldFirstSection : HeaderSize;
+    if (!whole) return false;
+    // Once moved (here or by project selection), an old file's sections stand
+    // behind a new-size header like those of a current file.
+    header.firstSection = HeaderSize;
     if (old && name[0] != MovedMark) {
         WriteMovedBody(file, ReadRemainder(file));
         name[0] = MovedMark;
-        header.firstSection = HeaderSize;
     }
     header.projectName = Trimmed(name);
     return true;

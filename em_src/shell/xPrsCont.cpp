@@ -1,22 +1,15 @@
 #include "xPrsCont.h"
 
 #include <fstream>
-#include <map>
 
 #include "xParFile.h"
 #include "xPlatform.h"
+#include "xProcessTable.h"
 #include "xProjectContext.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-const std::map<int, std::string>& ProcessTitles() {
-    static const std::map<int, std::string> titles = {
-        {701, "ASCII->BIN/"}, {702, "Basis Functions/"}, {703, "Deconvolution/"},
-        {704, "CDI/"},        {705, "Anm.Picker/"},      {706, "Inverter/"}};
-    return titles;
-}
 
 fs::path ParFileOfProject() {
     const xProjectContext& context = ProjectContext();
@@ -52,8 +45,8 @@ xPrsCont::xPrsCont(int processId, std::int32_t blockVersion, const std::string& 
 }
 
 std::string xPrsCont::Title() const {
-    auto found = ProcessTitles().find(processId_);
-    return found == ProcessTitles().end() ? std::string() : found->second;
+    const xProcessInfo* info = FindProcess(processId_);
+    return info ? info->title : std::string();
 }
 
 // Opens the project's PAR file, making one when there is none, and checks its
@@ -80,7 +73,7 @@ bool xPrsCont::PrepareFile(std::fstream& file) {
         Platform().Error("Older version files have been detected! File xxx.PAR will be deleted...");
         file.close();
         fs::remove(path);
-        return CreateFile(file, path) && par::CheckHeader(file, header);
+        if (!CreateFile(file, path) || !par::CheckHeader(file, header)) return false;
     }
     fileVersion_ = header.version;
     firstSection_ = header.firstSection;
@@ -170,8 +163,7 @@ void xPrsCont::Fields(xParamFields& fields) {
     fields.Text("InputFile", "Input file", inputFile);
     fields.Text("OutputFile", "Output file", outputFile);
     fields.Text("AlignX", "Align X axis with", alignX);
-    fields.Long("VerticalMode", "Use vertical scale (1) or plots per screen (0)", verticalMode, 0,
-                1);
+    fields.Long("VerticalMode", "Vertical mode", verticalMode, 0, 1);
     fields.Float("VerticalScale", "Vertical Scale", verticalScale, 10.0, 100000.0);
     fields.Long("LineOrder", "Line drawing order", lineOrder, 0, 3);
     fields.Flag("ReverseLines", "Reverse line drawing direction", reverseLines);

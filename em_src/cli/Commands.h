@@ -1,0 +1,27 @@
+#pragma once
+// The commands of the tovarn program, each a thin layer over the shell. They
+// answer the exit code: 0 success, 1 a process or check reported an error,
+// 2 bad usage (a fatal message is turned into 2 by the caller).
+
+#include <filesystem>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+constexpr int kSuccess = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+int New(const std::filesystem::path& parFile, const std::filesystem::path& descriptor,
+        const std::filesystem::path& copyFrom);
+// processId 0: every process's rows.
+int Params(const std::filesystem::path& parFile, int processId, std::ostream& out);
+// "ID.Field=value" each; all are checked before anything is saved.
+int Set(const std::filesystem::path& parFile, const std::vector<std::string>& assignments,
+        std::ostream& out);
+// only empty: every process of the chain.
+int Run(const std::filesystem::path& parFile, const std::vector<int>& only, std::ostream& out);
+
+}  // namespace cli

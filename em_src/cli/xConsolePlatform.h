@@ -1,0 +1,69 @@
+#pragma once
+// The platform of the command line. Boxes become lines on stderr led by their
+// kind; questions are answered without a person, by a rule given with --answer
+// or by the first caption, and each answer is printed; progress is a bar on a
+// terminal and one line per stage elsewhere. Ctrl-C is the Stop button.
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "xPlatform.h"
+
+class xConsolePlatform final : public xPlatform {
+  public:
+    // A rule "fragment=Caption": a question whose text holds the fragment is
+    // answered with the caption.
+    struct AnswerRule {
+        std::string fragment;
+        std::string caption;
+    };
+    // Parses "fragment=Caption"; false when there is no '=' or a side is empty.
+    static bool ParseRule(const std::string& text, AnswerRule& rule);
+
+    xConsolePlatform(std::ostream& out, bool terminal);
+
+    void AddRule(const AnswerRule& rule) { rules_.push_back(rule); }
+    // Called from Yield after Ctrl-C, once per press.
+    void OnStop(std::function<void()> stop) { onStop_ = std::move(stop); }
+    // Installs the Ctrl-C handler that sets the stop request.
+    static void CatchInterrupt();
+
+    void Error(const std::string& text) override;
+    void Warning(const std::string& text) override;
+    void Note(const std::string& text) override;
+    int Question(const std::string& text, const std::vector<std::string>& captions) override;
+    std::optional<std::filesystem::path> FileBox(const std::string& title,
+                                                 const std::string& pattern,
+                                                 bool forSaving) override;
+    void ProgressOpen(const std::string& title) override;
+    void ProgressStatus(const std::string& text) override;
+    void ProgressRange(long low, long high) override;
+    void ProgressAdvance(long position) override;
+    void ProgressClose() override;
+    void Yield() override;
+
+    // How many error boxes were shown: a run with any ends with exit code 1.
+    int Errors() const { return errors_; }
+
+  protected:
+    void ShowFatal(const std::string& text) override;
+
+  private:
+    void Line(const std::string& kind, const std::string& text);
+    void DrawBar();
+    void EndBar();
+
+    std::ostream& out_;
+    bool terminal_;
+    std::vector<AnswerRule> rules_;
+    std::function<void()> onStop_;
+    std::string title_;
+    long low_ = 0;
+    long high_ = 1;
+    long position_ = 0;
+    int drawnPercent_ = -1;
+    bool barOpen_ = false;
+    int errors_ = 0;
+};
