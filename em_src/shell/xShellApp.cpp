@@ -6,6 +6,7 @@
 #include <regex>
 
 #include "xIniFile.h"
+#include "xLaunch.h"
 #include "xObject.h"
 #include "xParFile.h"
 #include "xPlatform.h"
@@ -80,7 +81,7 @@ std::string FullPath(const fs::path& path) {
 
 }  // namespace
 
-xShellApp::xShellApp(xIniFile* ini) : ini_(ini) {
+xShellApp::xShellApp(xIniFile* ini) : ini_(ini), launcher_(LaunchDetached) {
     for (const auto& info : ProcessTable()) {
         if (!info.hasButton) continue;
         xProcessButton button;
@@ -418,6 +419,13 @@ xShellApp::Choice xShellApp::StartNew() {
     return Choice::StartNew;
 }
 
+void xShellApp::ExportParameters() const {
+    auto file = Platform().FileBox("Select file to save parameters in ASCII", "par.txt", true);
+    if (!file) return;
+    std::ofstream out(*file);
+    display_.ExportAscii(out);
+}
+
 int xShellApp::CheckDisk(double megabytes) {
     const double freeBytes = double(Platform().FreeDiskSpace(ProjectContext().projectDir));
     if (freeBytes >= megabytes * 1000000.0) return 1;
@@ -429,7 +437,6 @@ int xShellApp::CheckDisk(double megabytes) {
 
 int xShellApp::RunEditor(const std::string& arguments) {
     std::string program = ini_ ? ini_->GetEditorName() : kDefaultEditor;
-    if (!launcher_) return 2;
     int result = launcher_(program + " " + arguments);
     if (result != 2 && result != 3) return result;
     if (Platform().Question("Select the module to execute?", {"Yes", "No"}) != 0) return result;

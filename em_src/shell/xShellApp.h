@@ -61,6 +61,8 @@ class xShellApp {
     int OpenProject();
     bool ProjectOpen() const { return projectOpen_; }
     const xParamDisplay& ParameterDisplay() const { return display_; }
+    // The parameter display as text, into a file the user picks.
+    void ExportParameters() const;
 
     // The buttons of the main window, in their slots.
     xProcessButton* Button(int id);
