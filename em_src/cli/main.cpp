@@ -5,10 +5,10 @@
 #include <CLI/CLI.hpp>
 
 #include <iostream>
-#include <sstream>
 
 #include "Commands.h"
 #include "xConsolePlatform.h"
+#include "xParamFields.h"
 
 namespace {
 
@@ -29,12 +29,14 @@ const char* kExitCodes =
     "Exit codes: 0 success, 1 a process or a check reported an error,\n"
     "2 bad usage or a fatal error. Messages go to stderr, led by their kind.";
 
-std::vector<int> ParseIds(const std::string& list) {
-    std::vector<int> ids;
-    std::stringstream in(list);
-    std::string item;
-    while (std::getline(in, item, ',')) ids.push_back(std::stoi(item));
-    return ids;
+// "701,702" -> 701, 702; false on anything that is not a list of numbers.
+bool ParseIds(const std::string& list, std::vector<int>& ids) {
+    for (const auto& item : SplitList(list)) {
+        long id;
+        if (!ParseLong(item, id)) return false;
+        ids.push_back(int(id));
+    }
+    return true;
 }
 
 }  // namespace
@@ -110,9 +112,7 @@ int main(int argc, char** argv) {
                 console.AddRule(rule);
             }
             std::vector<int> ids;
-            try {
-                ids = ParseIds(only);
-            } catch (const std::exception&) {
+            if (!ParseIds(only, ids)) {
                 console.Error("--only wants process ids separated by commas, e.g. 701,702.");
                 return cli::kUsage;
             }

@@ -10,36 +10,6 @@ namespace {
 constexpr long kTzRx = 107;
 constexpr long kTzRz = 109;
 
-// Bounds that claim more values than the section can hold are not an array
-// of ours: reading stops there and the rest keeps its defaults.
-bool ReadArray(xBlockReader& in, std::streamoff sectionStart, FloatArray& array) {
-    std::int32_t low = 0, high = -1;
-    in.Get(low);
-    in.Get(high);
-    if (!in.Ok()) return false;
-    const std::int64_t length = std::int64_t(high) - low + 1;
-    if (length < 0 || in.Position() + 4 * length > sectionStart + par::SectionSize) {
-        in.Stream().setstate(std::ios::failbit);
-        return false;
-    }
-    FloatArray read(low, high);
-    if (length > 0 && !read.ReadBinary(in.Stream(), false)) return false;
-    array = read;
-    return true;
-}
-
-std::vector<std::string> SplitList(const std::string& text) {
-    std::vector<std::string> items;
-    std::size_t from = 0;
-    while (true) {
-        std::size_t comma = text.find(',', from);
-        items.push_back(text.substr(from, comma - from));
-        if (comma == std::string::npos) break;
-        from = comma + 1;
-    }
-    return items;
-}
-
 std::string ShowArray(const FloatArray& array) {
     std::string text;
     for (long i = array.Low(); i <= array.High(); ++i)
@@ -49,9 +19,7 @@ std::string ShowArray(const FloatArray& array) {
 
 bool ParseFloats(const std::string& text, std::vector<float>& values) {
     values.clear();
-    for (std::string item : SplitList(text)) {
-        while (!item.empty() && item.front() == ' ') item.erase(item.begin());
-        while (!item.empty() && item.back() == ' ') item.pop_back();
+    for (const std::string& item : SplitList(text)) {
         double value;
         if (!ParseDouble(item, value)) return false;
         values.push_back(float(value));
@@ -129,7 +97,7 @@ void xCDIParams::WriteBlock(xBlockWriter& out, std::streamoff) const {
     out.Put(showAltitude);
 }
 
-void xCDIParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamoff sectionStart) {
+void xCDIParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamoff) {
     in.Get(maxAltitude);
     in.Get(maxDepth);
     in.Get(depthResolution);
@@ -163,11 +131,11 @@ void xCDIParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamof
             conductivities = values;
         }
     }
-    ReadArray(in, sectionStart, componentWeights);
+    in.GetArray(componentWeights);
     in.Get(manualLines);
     in.Get(showPenetration);
     if (version > 0xFFFF) {
-        ReadArray(in, sectionStart, crossComponents);
+        in.GetArray(crossComponents);
         in.Get(logDepths);
     }
     if (version > 0x1FFFF) in.Get(autoRange);

@@ -12,22 +12,6 @@ namespace {
 // still fit in the section.
 constexpr std::streamoff kLastNameStart = par::SectionSize - 4 - std::streamoff(4 + kMaxParamText);
 
-std::vector<std::string> SplitList(const std::string& text) {
-    std::vector<std::string> items;
-    if (text.empty()) return items;
-    std::size_t from = 0;
-    while (true) {
-        std::size_t comma = text.find(',', from);
-        std::string item = text.substr(from, comma - from);
-        const auto first = item.find_first_not_of(' ');
-        const auto last = item.find_last_not_of(' ');
-        items.push_back(first == std::string::npos ? "" : item.substr(first, last - first + 1));
-        if (comma == std::string::npos) break;
-        from = comma + 1;
-    }
-    return items;
-}
-
 }  // namespace
 
 xCnvParams::xCnvParams() : xPrsCont(Id, 0, "BIN") {}

@@ -10,73 +10,37 @@ bool PlausibleCount(std::int32_t count) {
     return count > 0 && count < 10;
 }
 
-// Room left in the section for count values of size bytes each. Bounds that
-// claim more than that are not ours: reading stops and the rest keeps its
-// defaults.
-bool Fits(xBlockReader& in, std::streamoff sectionStart, std::int64_t count, std::int64_t size) {
-    if (!in.Ok()) return false;
-    if (count >= 0 && in.Position() + count * size <= sectionStart + par::SectionSize) return true;
-    in.Stream().setstate(std::ios::failbit);
-    return false;
-}
-
-bool ReadMatrix(xBlockReader& in, std::streamoff sectionStart, FloatMatrix& matrix) {
-    std::int32_t bounds[4] = {0, -1, 0, -1};
-    for (auto& bound : bounds) in.Get(bound);
-    const std::int64_t rows = std::int64_t(bounds[1]) - bounds[0] + 1;
-    const std::int64_t cols = std::int64_t(bounds[3]) - bounds[2] + 1;
-    const bool sane =
-        rows >= 0 && cols >= 0 && rows <= par::SectionSize && cols <= par::SectionSize;
-    if (!Fits(in, sectionStart, sane ? rows * cols : -1, 4)) return false;
-    matrix.Resize(bounds[0], bounds[1], bounds[2], bounds[3]);
-    return rows * cols == 0 || matrix.ReadBinary(in.Stream(), false);
-}
-
-bool ReadArray(xBlockReader& in, std::streamoff sectionStart, FloatArray& array) {
-    std::int32_t low = 0, high = -1;
-    in.Get(low);
-    in.Get(high);
-    const std::int64_t length = std::int64_t(high) - low + 1;
-    if (!Fits(in, sectionStart, length, 4)) return false;
-    array.Resize(low, high);
-    return length == 0 || array.ReadBinary(in.Stream(), false);
-}
-
-// The current tables: the count, then per component its id and its matrix
-// with bounds.
-void ReadWeights(xBlockReader& in, std::streamoff sectionStart,
-                 std::map<std::int32_t, FloatMatrix>& weights) {
+// The count, then per component its id and its table. A table that cannot be
+// read leaves the weights as they were.
+template <class ReadTable>
+void ReadTables(xBlockReader& in, std::map<std::int32_t, FloatMatrix>& weights,
+                ReadTable readTable) {
     std::int32_t count = 0;
     in.Get(count);
     if (!in.Ok() || !PlausibleCount(count)) return;
     std::map<std::int32_t, FloatMatrix> read;
-    for (std::int32_t i = 0; i < count; ++i) {
+    for (std::int32_t i = 0; i < count && in.Ok(); ++i) {
         std::int32_t id = 0;
         in.Get(id);
-        if (!ReadMatrix(in, sectionStart, read[id])) return;
+        readTable(read[id]);
     }
-    weights = read;
+    if (in.Ok()) weights = read;
 }
 
-// The older block kept one plain array per component: the count, then per
-// component its id and the array with its bounds (low, high, values). Each
+// The current tables hold a matrix with bounds per component.
+void ReadWeights(xBlockReader& in, std::map<std::int32_t, FloatMatrix>& weights) {
+    ReadTables(in, weights, [&in](FloatMatrix& table) { in.GetMatrix(table); });
+}
+
+// The older block kept one plain array with bounds per component; each
 // becomes a one-row matrix, row 0, over the array's columns.
-void ReadOldWeights(xBlockReader& in, std::streamoff sectionStart,
-                    std::map<std::int32_t, FloatMatrix>& weights) {
-    std::int32_t count = 0;
-    in.Get(count);
-    if (!in.Ok() || !PlausibleCount(count)) return;
-    std::map<std::int32_t, FloatMatrix> read;
-    for (std::int32_t i = 0; i < count; ++i) {
-        std::int32_t id = 0;
-        in.Get(id);
+void ReadOldWeights(xBlockReader& in, std::map<std::int32_t, FloatMatrix>& weights) {
+    ReadTables(in, weights, [&in](FloatMatrix& table) {
         FloatArray array;
-        if (!ReadArray(in, sectionStart, array)) return;
-        FloatMatrix& matrix = read[id];
-        matrix.Resize(0, 0, array.Low(), array.High());
-        if (array.Length() > 0) matrix[0] = array;
-    }
-    weights = read;
+        in.GetArray(array);
+        table.Resize(0, 0, array.Low(), array.High());
+        if (array.Length() > 0) table[0] = array;
+    });
 }
 
 }  // namespace
@@ -106,7 +70,7 @@ void xFitParams::WriteBlock(xBlockWriter& out, std::streamoff) const {
     out.Put(channelOrTau);
 }
 
-void xFitParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamoff sectionStart) {
+void xFitParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamoff) {
     in.Get(threshold);
     in.Get(normalization);
     in.Get(algorithm);
@@ -117,14 +81,14 @@ void xFitParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamof
     // Blocks from 0xF0000 up to 0x1F0000 hold none of these three, on purpose.
     if (version >= 0x10000 && version < 0x30000) {
         in.Get(saveInAscii);
-        ReadOldWeights(in, sectionStart, weights);
+        ReadOldWeights(in, weights);
         in.Get(smoothing);
     } else if (version >= 0x30000 && version < 0xF0000) {
-        ReadOldWeights(in, sectionStart, weights);
+        ReadOldWeights(in, weights);
         in.Get(smoothing);
     } else if (version >= 0x1F0000) {
         in.Get(saveInAscii);
-        ReadWeights(in, sectionStart, weights);
+        ReadWeights(in, weights);
         in.Get(smoothing);
     }
     if (version > 0x1EFFFF) in.Get(calculateBackground);

@@ -16,6 +16,40 @@ void xBlockReader::GetText(std::string& field) {
     field = text;
 }
 
+bool xBlockReader::Room(std::int64_t count, std::int64_t size) {
+    if (ok_ && count >= 0 && count <= par::SectionSize && Position() + count * size <= end_)
+        return true;
+    ok_ = false;
+    return false;
+}
+
+void xBlockReader::GetArray(FloatArray& field) {
+    std::int32_t low = 0, high = -1;
+    Get(low);
+    Get(high);
+    if (!Room(std::int64_t(high) - low + 1, 4)) return;
+    FloatArray read(low, high);
+    if (read.Length() > 0 && !read.ReadBinary(in_, false)) {
+        ok_ = false;
+        return;
+    }
+    field = read;
+}
+
+void xBlockReader::GetMatrix(FloatMatrix& field) {
+    std::int32_t bounds[4] = {0, -1, 0, -1};
+    for (auto& bound : bounds) Get(bound);
+    const std::int64_t rows = std::int64_t(bounds[1]) - bounds[0] + 1;
+    const std::int64_t cols = std::int64_t(bounds[3]) - bounds[2] + 1;
+    if (!Room(rows, 0) || !Room(cols, 0) || !Room(rows * cols, 4)) return;
+    FloatMatrix read(bounds[0], bounds[1], bounds[2], bounds[3]);
+    if (rows * cols > 0 && !read.ReadBinary(in_, false)) {
+        ok_ = false;
+        return;
+    }
+    field = read;
+}
+
 void xBlockWriter::PutText(const std::string& text) {
     std::string cut = text.substr(0, kMaxParamText);
     binary::Write(out_, std::int32_t(cut.size()));

@@ -43,6 +43,9 @@ class xParamFields {
 // else, trailing characters included.
 bool ParseLong(const std::string& text, long& value);
 bool ParseDouble(const std::string& text, double& value);
+// The items of a comma-separated list, blanks around each removed; an empty
+// text is an empty list.
+std::vector<std::string> SplitList(const std::string& text);
 // A float as the parameter display shows it: shortest form that reads back.
 std::string ShowFloat(float value);
 

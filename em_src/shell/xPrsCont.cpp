@@ -87,7 +87,7 @@ int xPrsCont::Load() {
     std::streamoff start = 0;
     if (!par::FindSection(file, firstSection_, Tag(), start)) return 0;
     file.seekg(start + 8);
-    xBlockReader in(file);
+    xBlockReader in(file, start + par::SectionSize);
     ReadSection(in, start);
     return 1;
 }

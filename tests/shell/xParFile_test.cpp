@@ -9,6 +9,7 @@
 #include <random>
 #include <sstream>
 
+#include "ByteBuilder.h"
 #include "xProjectContext.h"
 #include "xPrsCont.h"
 #include "xRecordingPlatform.h"
@@ -16,33 +17,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-// Little-endian bytes put together by hand, independent of the stream helpers.
-struct Bytes {
-    std::string data;
-    Bytes& Le(std::uint32_t value, int size) {
-        for (int i = 0; i < size; ++i) data.push_back(char((value >> (8 * i)) & 0xFF));
-        return *this;
-    }
-    Bytes& I16(int value) { return Le(std::uint32_t(value), 2); }
-    Bytes& I32(long long value) { return Le(std::uint32_t(value), 4); }
-    Bytes& F32(float value) { return Le(std::bit_cast<std::uint32_t>(value), 4); }
-    Bytes& Text(const std::string& text) {
-        I32(static_cast<long long>(text.size()));
-        data += text;
-        return *this;
-    }
-    Bytes& Field(const std::string& text, std::size_t size, char pad) {
-        std::string field = text;
-        field.resize(size, pad);
-        data += field;
-        return *this;
-    }
-    Bytes& PadTo(std::size_t size, char pad) {
-        if (data.size() < size) data.append(size - data.size(), pad);
-        return *this;
-    }
-};
 
 constexpr std::int32_t kBaseBits = 0x03000000;
 const std::string kMessage =

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 
+#include "ByteBuilder.h"
 #include "xAPCont.h"
 #include "xCDIParams.h"
 #include "xCnvParams.h"
@@ -18,27 +19,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-// Little-endian bytes put together by hand, independent of the stream helpers.
-struct Bytes {
-    std::string data;
-    Bytes& Le(std::uint32_t value, int size) {
-        for (int i = 0; i < size; ++i) data.push_back(char((value >> (8 * i)) & 0xFF));
-        return *this;
-    }
-    Bytes& I16(int value) { return Le(std::uint32_t(value), 2); }
-    Bytes& I32(long long value) { return Le(std::uint32_t(value), 4); }
-    Bytes& F32(float value) { return Le(std::bit_cast<std::uint32_t>(value), 4); }
-    Bytes& Text(const std::string& text) {
-        I32(static_cast<long long>(text.size()));
-        data += text;
-        return *this;
-    }
-    Bytes& Raw(const Bytes& bytes) {
-        data += bytes.data;
-        return *this;
-    }
-};
 
 constexpr std::int32_t kBase = 0x03000000;
 

@@ -6,47 +6,9 @@
 #include <stdexcept>
 
 #include "xObject.h"
-#include "xPlatform.h"
+#include "xRecordingPlatform.h"
 
 namespace {
-
-// Commands reach an engine only from inside a yield: this platform runs a
-// script at every yield, as the buttons of a progress window would.
-class xYieldScript final : public xPlatform {
-  public:
-    xYieldScript() : previous_(SetPlatform(this)) {}
-    ~xYieldScript() override { SetPlatform(previous_); }
-
-    void Error(const std::string& text) override { messages.push_back("error " + text); }
-    void Warning(const std::string& text) override { messages.push_back("warning " + text); }
-    void Note(const std::string& text) override { messages.push_back("note " + text); }
-    int Question(const std::string&, const std::vector<std::string>&) override { return 0; }
-    std::optional<std::filesystem::path> FileBox(const std::string&, const std::string&,
-                                                 bool) override {
-        return std::nullopt;
-    }
-    void ProgressOpen(const std::string&) override {}
-    void ProgressStatus(const std::string&) override {}
-    void ProgressRange(long, long) override {}
-    void ProgressAdvance(long) override {}
-    void ProgressClose() override {}
-    void Yield() override {
-        ++yields;
-        // A pause that nothing ends would hang the suite; fail it instead.
-        if (yields > 1000) throw std::runtime_error("still waiting after 1000 yields");
-        if (onYield) onYield(yields);
-    }
-
-    std::function<void(long)> onYield;
-    long yields = 0;
-    std::vector<std::string> messages;
-
-  protected:
-    void ShowFatal(const std::string&) override {}
-
-  private:
-    xPlatform* previous_;
-};
 
 class xBareProcess : public xObject {
   public:
@@ -55,12 +17,13 @@ class xBareProcess : public xObject {
     void Dialog(int, int) override {}
 };
 
-const std::string kFirstRecord = "note Can't step backwards. This is the first record of the line.";
+const std::string kFirstRecord = "Can't step backwards. This is the first record of the line.";
 
 }  // namespace
 
 TEST(xProcessStateTest, SetterKeepsPauseContinueAndTheStepsExclusive) {
-    xYieldScript platform;
+    xRecordingPlatform platform;
+    platform.yieldLimit = 1000;
     xProcessState state;
     EXPECT_EQ(state.Flags(), xProcessState::Continue);
 
@@ -84,7 +47,8 @@ TEST(xProcessStateTest, SetterKeepsPauseContinueAndTheStepsExclusive) {
 }
 
 TEST(xProcessStateTest, RunningEngineAdvancesUntilStop) {
-    xYieldScript platform;
+    xRecordingPlatform platform;
+    platform.yieldLimit = 1000;
     xBareProcess process;
     xProcessState state(&process);
     process.SetRange(10);
@@ -104,7 +68,8 @@ TEST(xProcessStateTest, RunningEngineAdvancesUntilStop) {
 }
 
 TEST(xProcessStateTest, PausedEngineWaitsThenStepsForwardAndStaysPaused) {
-    xYieldScript platform;
+    xRecordingPlatform platform;
+    platform.yieldLimit = 1000;
     xBareProcess process;
     xProcessState state(&process);
     process.SetRange(100);
@@ -136,7 +101,8 @@ TEST(xProcessStateTest, PausedEngineWaitsThenStepsForwardAndStaysPaused) {
 }
 
 TEST(xProcessStateTest, ReprocessKeepsTheRecordAndStopEndsThePause) {
-    xYieldScript platform;
+    xRecordingPlatform platform;
+    platform.yieldLimit = 1000;
     xProcessState state;
     state.SetFlag(xProcessState::Pause);
     long counter = 7;
@@ -156,7 +122,8 @@ TEST(xProcessStateTest, ReprocessKeepsTheRecordAndStopEndsThePause) {
 }
 
 TEST(xProcessStateTest, StepBackwardStopsAtTheFirstRecordWithANote) {
-    xYieldScript platform;
+    xRecordingPlatform platform;
+    platform.yieldLimit = 1000;
     xBareProcess process;
     xProcessState state(&process);
     process.SetRange(50);
@@ -175,11 +142,11 @@ TEST(xProcessStateTest, StepBackwardStopsAtTheFirstRecordWithANote) {
     state.SetFlag(xProcessState::StepBackward);
     ASSERT_EQ(state.NextRecord(counter), 1);
     EXPECT_EQ(counter, 1);
-    EXPECT_EQ(platform.messages, std::vector<std::string>{kFirstRecord});
+    EXPECT_EQ(platform.Texts("note"), std::vector<std::string>{kFirstRecord});
 
     state.SetFlag(xProcessState::StepBackward);
     ASSERT_EQ(state.NextRecord(counter), 1);
     EXPECT_EQ(counter, 1);
-    EXPECT_EQ(platform.messages, (std::vector<std::string>{kFirstRecord, kFirstRecord}));
+    EXPECT_EQ(platform.Texts("note"), (std::vector<std::string>{kFirstRecord, kFirstRecord}));
     EXPECT_EQ(state.Flags(), xProcessState::Pause);
 }

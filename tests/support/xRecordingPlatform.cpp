@@ -1,6 +1,7 @@
 #include "xRecordingPlatform.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 xRecordingPlatform::xRecordingPlatform() : previous_(SetPlatform(this)) {}
 
@@ -31,6 +32,11 @@ std::optional<std::filesystem::path> xRecordingPlatform::FileBox(const std::stri
 
 void xRecordingPlatform::ProgressRange(long low, long high) {
     progress.push_back("range " + std::to_string(low) + " " + std::to_string(high));
+}
+
+void xRecordingPlatform::Yield() {
+    if (++yields > yieldLimit) throw std::runtime_error("still waiting after yieldLimit yields");
+    if (onYield) onYield(yields);
 }
 
 std::vector<std::string> xRecordingPlatform::Texts(const std::string& kind) const {
