@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 
+#include "xConsolePlatform.h"
 #include "xParFile.h"
 #include "xParamDisplay.h"
 #include "xParamFields.h"
@@ -153,6 +154,8 @@ int Set(const fs::path& parFile, const std::vector<std::string>& assignments, st
 
 int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out) {
     xShellApp shell;
+    if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
+        console->OnStop([&shell] { shell.StopRunning(); });
     if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;
     shell.AutoFiles();
     for (const auto& button : shell.Buttons()) {

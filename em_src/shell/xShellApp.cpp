@@ -384,6 +384,11 @@ void xShellApp::CloseAll() {
     open_.clear();
 }
 
+void xShellApp::StopRunning() {
+    for (auto& [id, process] : open_)
+        if (process) process->Quit();
+}
+
 bool xShellApp::StageRunning() const {
     if (xObject::RunningProcessName().empty()) return false;
     Platform().Error("The process /" + xObject::RunningProcessName() +

@@ -79,6 +79,8 @@ class xShellApp {
     // 1 when the process ran (or opened), 0 when a guard or its Init refused it.
     int StartProcess(int id, xProcessButton* button = nullptr);
     bool IsOpen(int id) const { return open_.count(id) > 0; }
+    // The Stop button of every open process: their engines leave at the next test.
+    void StopRunning();
     void SetProcessGate(short gate) { processGate_ = gate; }
 
     enum class Choice { Refused, Quit, StartNew, Continue };

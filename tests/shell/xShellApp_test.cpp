@@ -17,17 +17,17 @@ namespace {
 // A process that records that it ran, and may do something while it runs.
 class FakeProcess : public xObject {
   public:
-    FakeProcess(int id, std::vector<int>& log, std::function<void()> during)
+    FakeProcess(int id, std::vector<int>& log, std::function<void(xObject&)> during)
         : xObject(id), log_(log), during_(std::move(during)) {}
     void Execute(int) override {
         log_.push_back(Id());
-        if (during_) during_();
+        if (during_) during_(*this);
     }
     void Dialog(int, int) override {}
 
   private:
     std::vector<int>& log_;
-    std::function<void()> during_;
+    std::function<void(xObject&)> during_;
 };
 
 class ShellTest : public ::testing::Test {
@@ -47,7 +47,7 @@ class ShellTest : public ::testing::Test {
         fs::remove_all(dir_);
     }
 
-    void Register(xShellApp& shell, int id, std::function<void()> during = {}) {
+    void Register(xShellApp& shell, int id, std::function<void(xObject&)> during = {}) {
         shell.RegisterProcess(
             id, [this, id, during] { return std::make_unique<FakeProcess>(id, ran_, during); });
     }
@@ -267,13 +267,13 @@ TEST_F(ShellTest, StartProcessGuards) {
     xShellApp shell;
     NewProject(shell);
     // While Deconvolution runs, the user clicks it again and tries CDI and the Inverter.
-    Register(shell, 703, [&shell] {
+    Register(shell, 703, [&shell](xObject&) {
         shell.StartProcess(703, shell.Button(703));
         shell.StartProcess(704, shell.Button(704));
         shell.StartProcess(706, shell.Button(706));
     });
     xProcessButton picker;  // the picker has no slot in the main window
-    Register(shell, 705, [&shell] { shell.StartProcess(706, shell.Button(706)); });
+    Register(shell, 705, [&shell](xObject&) { shell.StartProcess(706, shell.Button(706)); });
     Register(shell, 704);
     Register(shell, 706);
     EXPECT_EQ(shell.StartProcess(703, shell.Button(703)), 1);
@@ -289,9 +289,18 @@ TEST_F(ShellTest, StartProcessGuards) {
                   "System detected running <Anomaly Picker>. Before invoking Inverter close the "
                   "Picker, please.."}));
 
+    // Stop reaches the process that is running.
+    bool stopped = false;
+    Register(shell, 704, [&shell, &stopped](xObject& process) {
+        shell.StopRunning();
+        stopped = process.IsTerminated();
+    });
+    EXPECT_EQ(shell.StartProcess(704, shell.Button(704)), 1);
+    EXPECT_TRUE(stopped);
+
     shell.SetProcessGate(0);
     EXPECT_EQ(shell.StartProcess(704, shell.Button(704)), 0);
-    EXPECT_EQ(ran_.size(), 2u);
+    EXPECT_EQ(ran_.size(), 3u);
 }
 
 TEST_F(ShellTest, ProcessesNotBuiltAreReportedNotRun) {
