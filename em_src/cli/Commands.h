@@ -24,4 +24,9 @@ int Set(const std::filesystem::path& parFile, const std::vector<std::string>& as
 // only empty: every process of the chain.
 int Run(const std::filesystem::path& parFile, const std::vector<int>& only, std::ostream& out);
 
+// A readable summary of a system descriptor, and its validations (kFailed
+// when one fails).
+int DescriptorShow(const std::filesystem::path& descriptor, std::ostream& out);
+int DescriptorCheck(const std::filesystem::path& descriptor, std::ostream& out);
+
 }  // namespace cli

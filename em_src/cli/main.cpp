@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "xConsolePlatform.h"
+#include "xEMDesc.h"
 #include "xParamFields.h"
 
 namespace {
@@ -23,7 +24,8 @@ const char* kIntro =
     "  tovarn new    survey.PAR --descriptor system.DSC\n"
     "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
     "  tovarn params survey.PAR --process 702\n"
-    "  tovarn run    survey.PAR --only 701,702,703\n";
+    "  tovarn run    survey.PAR --only 701,702,703\n"
+    "  tovarn descriptor show system.DSC\n";
 
 const char* kExitCodes =
     "Exit codes: 0 success, 1 a process or a check reported an error,\n"
@@ -85,6 +87,19 @@ int main(int argc, char** argv) {
         "--answer", answers,
         "answer questions whose text holds FRAGMENT with CAPTION: \"FRAGMENT=CAPTION\"");
 
+    auto* descriptorCmd = app.add_subcommand(
+        "descriptor", "Look at a system descriptor (DSC): show its summary or check it.");
+    descriptorCmd->require_subcommand(1);
+    std::string dsc;
+    auto* showCmd = descriptorCmd->add_subcommand(
+        "show",
+        "The system, time scaling, components and channels, windows, waveforms, geometry and\n"
+        "the primary field at the receiver per component.");
+    showCmd->add_option("SYSTEM.DSC", dsc, "the descriptor")->required();
+    auto* checkCmd = descriptorCmd->add_subcommand(
+        "check", "Run the descriptor's validations; exit code 1 when one fails.");
+    checkCmd->add_option("SYSTEM.DSC", dsc, "the descriptor")->required();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -94,6 +109,7 @@ int main(int argc, char** argv) {
     xConsolePlatform console(std::cerr, isatty(STDERR_FILENO));
     SetPlatform(&console);
     xConsolePlatform::CatchInterrupt();
+    RegisterDescriptor();
     int result = cli::kSuccess;
     try {
         if (*newCmd) {
@@ -102,6 +118,10 @@ int main(int argc, char** argv) {
             result = cli::Params(par, process, std::cout);
         } else if (*setCmd) {
             result = cli::Set(par, assignments, std::cout);
+        } else if (*showCmd) {
+            result = cli::DescriptorShow(dsc, std::cout);
+        } else if (*checkCmd) {
+            result = cli::DescriptorCheck(dsc, std::cout);
         } else if (*runCmd) {
             for (const auto& text : answers) {
                 xConsolePlatform::AnswerRule rule;

@@ -21,6 +21,10 @@ class xSharedDescriptor {
     virtual ~xSharedDescriptor() = default;
     virtual bool Read(const std::filesystem::path& path) = 0;
     virtual bool FrequencyDomain() const = 0;
+    // What project selection checks of the system, by component id 101..109.
+    virtual bool HasComponent(long /*id*/) const { return false; }
+    virtual bool HasFixedTransmitter(long /*id*/) const { return false; }
+    virtual bool HasLoopReceiver(long /*id*/) const { return false; }
 };
 
 using xDescriptorMaker = std::function<std::unique_ptr<xSharedDescriptor>()>;

@@ -218,8 +218,37 @@ int xShellApp::OpenProject() {
         Platform().Error("Cannot open descriptor file. Please select another survey.");
         return 0;
     }
+    if (!SupportedGeometry(*xObject::Descriptor())) {
+        xObject::CloseDescriptor();
+        return 0;
+    }
     projectOpen_ = true;
     return 1;
+}
+
+// Fixed transmitters and loop receivers are refused; transmitters not along z
+// are only reported, once.
+bool xShellApp::SupportedGeometry(const xSharedDescriptor& descriptor) {
+    for (long id = 101; id <= 109; ++id) {
+        if (!descriptor.HasComponent(id)) continue;
+        const char* refused = descriptor.HasFixedTransmitter(id) ? "fixed transmitter"
+                              : descriptor.HasLoopReceiver(id)   ? "loop receiver"
+                                                                 : nullptr;
+        if (refused) {
+            Platform().Error(std::string("System detected ") + refused +
+                             " geometry which is not supported by Tovarn V3.03.");
+            return false;
+        }
+    }
+    for (long id = 101; id <= 106; ++id) {
+        if (descriptor.HasComponent(id)) {
+            Platform().Warning(
+                "This version of Tovarn supports only vertical transmitter orientation, others "
+                "will be ignored.");
+            break;
+        }
+    }
+    return true;
 }
 
 // ---- buttons ----

@@ -15,6 +15,7 @@
 #include "xParamDisplay.h"
 
 class xObject;
+class xSharedDescriptor;
 class xIniFile;
 class xPrsCont;
 
@@ -59,6 +60,9 @@ class xShellApp {
     // After confirmation: disk check, parameters into the display, descriptor.
     // 0 when the project cannot be opened (the message said why).
     int OpenProject();
+    // Project selection's checks of an opened descriptor: fixed transmitters
+    // and loop receivers are refused, transmitters off the vertical reported.
+    static bool SupportedGeometry(const xSharedDescriptor& descriptor);
     bool ProjectOpen() const { return projectOpen_; }
     const xParamDisplay& ParameterDisplay() const { return display_; }
     // The parameter display as text, into a file the user picks.

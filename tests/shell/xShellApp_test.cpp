@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <set>
 
 #include "xObject.h"
 #include "xParFile.h"
@@ -366,4 +367,43 @@ TEST_F(ShellTest, EditorThatCannotStartOffersAnotherModule) {
     EXPECT_EQ(launched, (std::vector<std::string>{"sysedit400.exe \"a.DSC\"",
                                                   "/opt/edit/sysedit.exe \"a.DSC\""}));
     EXPECT_TRUE(platform_.Saw("question", "Select the module to execute?"));
+}
+
+namespace {
+
+// A descriptor that answers the geometry questions from sets of ids.
+class FakeDescriptor : public xSharedDescriptor {
+  public:
+    std::set<long> present, fixedTransmitter, loopReceiver;
+    bool Read(const fs::path&) override { return true; }
+    bool FrequencyDomain() const override { return false; }
+    bool HasComponent(long id) const override { return present.count(id) > 0; }
+    bool HasFixedTransmitter(long id) const override { return fixedTransmitter.count(id) > 0; }
+    bool HasLoopReceiver(long id) const override { return loopReceiver.count(id) > 0; }
+};
+
+}  // namespace
+
+TEST_F(ShellTest, UnsupportedGeometriesAreRefusedAndSideTransmittersReported) {
+    FakeDescriptor descriptor;
+    descriptor.present = {107, 109};
+    EXPECT_TRUE(xShellApp::SupportedGeometry(descriptor));
+    EXPECT_TRUE(platform_.messages.empty());
+
+    descriptor.present = {101, 103, 109};  // two transmitters along x: one warning
+    EXPECT_TRUE(xShellApp::SupportedGeometry(descriptor));
+    EXPECT_EQ(platform_.Texts("warning"),
+              std::vector<std::string>{"This version of Tovarn supports only vertical transmitter "
+                                       "orientation, others will be ignored."});
+
+    descriptor.present = {109};
+    descriptor.loopReceiver = {109};
+    EXPECT_FALSE(xShellApp::SupportedGeometry(descriptor));
+    descriptor.fixedTransmitter = {109};
+    EXPECT_FALSE(xShellApp::SupportedGeometry(descriptor));
+    EXPECT_EQ(platform_.Texts("error"),
+              (std::vector<std::string>{
+                  "System detected loop receiver geometry which is not supported by Tovarn V3.03.",
+                  "System detected fixed transmitter geometry which is not supported by Tovarn "
+                  "V3.03."}));
 }

@@ -1,0 +1,140 @@
+#include <array>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+#include "Commands.h"
+#include "xEMDesc.h"
+#include "xPlatform.h"
+
+namespace fs = std::filesystem;
+
+namespace cli {
+
+namespace {
+
+std::string Triple(const std::array<float, 3>& v) {
+    std::ostringstream text;
+    text << "(" << v[0] << ", " << v[1] << ", " << v[2] << ")";
+    return text.str();
+}
+
+std::string Axes(const xEMSensorType& sensor) {
+    std::string axes;
+    for (int axis : sensor.UsedAxes()) axes += (axes.empty() ? "" : ",") + AxisName(axis);
+    return axes.empty() ? "none" : axes;
+}
+
+void ShowSensor(const char* label, const xEMSensorType& sensor, std::ostream& out) {
+    out << "    " << label << ": " << sensor.Mobility() << " " << sensor.Kind() << " along "
+        << Axes(sensor) << " at " << Triple(sensor.Position()) << " m";
+    if (sensor.IsLoop()) out << ", area " << sensor.GetArea(AxisZ) << " m^2";
+    out << '\n';
+}
+
+void ShowWaveform(const char* label, const xWaveform& wave, std::ostream& out) {
+    out << "    " << label << ": " << wave.source;
+    const long rows = wave.samples.Rows();
+    if (rows > 0)
+        out << ", " << rows << " samples from " << wave.samples[0][0] << " to "
+            << wave.samples[rows - 1][0] << " (nominal), unit [" << wave.unit << "]";
+    out << '\n';
+}
+
+void ShowSampling(const xEMDesc& descriptor, const xEMWDesc& wave, std::ostream& out) {
+    const xEMSDesc& header = descriptor.systemDesc;
+    if (descriptor.IsFrequencyDomain()) {
+        out << "    frequencies (Hz)      weight\n";
+        for (long r = 0; r < wave.frequencies.Rows(); ++r)
+            out << "    " << std::setw(14) << wave.frequencies[r][0] << std::setw(12)
+                << wave.weights[r] << '\n';
+        return;
+    }
+    out << "    window        start          end     start (s)       end (s)   weight\n";
+    for (long r = 0; r < wave.windows.Rows(); ++r) {
+        out << "    " << std::setw(6) << r + 1 << std::setw(13) << wave.windows[r][0]
+            << std::setw(13) << wave.windows[r][1] << std::setw(14)
+            << header.RealSeconds(wave.windows[r][0]) << std::setw(14)
+            << header.RealSeconds(wave.windows[r][1]) << std::setw(9) << wave.weights[r] << '\n';
+    }
+}
+
+void ShowComponent(xEMDesc& descriptor, long id, std::ostream& out) {
+    const xEMCompDesc& component = descriptor.Components().at(id);
+    out << "\nComponent " << ComponentName(id) << ": "
+        << component.wave.GetChannels(descriptor.IsFrequencyDomain()) << " channels\n";
+    if (!descriptor.IsFrequencyDomain()) {
+        ShowWaveform("transmitter current", component.wave.txWaveform, out);
+        ShowWaveform("receiver primary field", component.wave.rxPrimary, out);
+    }
+    ShowSampling(descriptor, component.wave, out);
+    ShowSensor("transmitter", component.geometry.transmitter, out);
+    ShowSensor("receiver", component.geometry.receiver, out);
+    const xEMGDesc& g = component.geometry;
+    out << "    separation receiver - transmitter: (" << g.GetSeparationX() << ", "
+        << g.GetSeparationY() << ", " << g.GetSeparationZ() << ") m\n";
+    FloatArray field(0, 2);
+    if (descriptor.PrimaryFieldAtReceiver(id, field))
+        out << "    primary field at the receiver (x, y, z) per unit "
+            << (g.transmitter.IsLoop() ? "current, 1/m" : "moment, 1/m^3") << ": (" << field[0]
+            << ", " << field[1] << ", " << field[2] << ")\n";
+}
+
+bool ReadDescriptor(const fs::path& file, xEMDesc& descriptor) {
+    if (!fs::exists(file)) {
+        Platform().Error("Cannot find specified descriptor file.");
+        return false;
+    }
+    return descriptor.Read(file);
+}
+
+}  // namespace
+
+int DescriptorShow(const fs::path& file, std::ostream& out) {
+    xEMDesc descriptor;
+    if (!ReadDescriptor(file, descriptor)) return kFailed;
+    const xEMSDesc& h = descriptor.systemDesc;
+    out << "System:        " << h.name << "  (version " << h.version << ", defined by "
+        << h.definedBy << ", " << h.dateDefined << ")\n"
+        << "Waveform:      " << h.waveformType << ", normalised by " << h.normalization << '\n';
+    if (!descriptor.IsFrequencyDomain())
+        out << "Time scaling:  nominal half period " << h.nominalHalfPeriod << " = "
+            << h.realHalfPeriod << " " << h.timeUnit << " real ("
+            << h.RealSeconds(h.nominalHalfPeriod) << " s)\n";
+    out << "Components:   ";
+    const xTRClasf channels = descriptor.GetClassification();
+    for (long id : channels.Ids()) out << " " << ComponentName(id) << "=" << channels[id];
+    out << (descriptor.IsFrequencyDomain() ? "  (in-phase and quadrature)\n" : "\n");
+    for (const auto& [id, component] : descriptor.Components()) ShowComponent(descriptor, id, out);
+    const xEMFDesc& f = descriptor.formatDesc;
+    out << "\nRecords: " << f.itemsPerRecord << " items, " << f.commentLines << " comment lines, "
+        << (f.geosoftFormat ? "Geosoft XYZ form" : "line label in a column") << "; line "
+        << f.posLine << ", FID " << f.posFid << ", east " << f.posEast << ", north " << f.posNorth
+        << ", z_topo " << f.posZTopo << ", altitude " << f.posAltitude << '\n';
+    return kSuccess;
+}
+
+int DescriptorCheck(const fs::path& file, std::ostream& out) {
+    xEMDesc descriptor;
+    if (!ReadDescriptor(file, descriptor)) return kFailed;
+    int problems = 0;
+    for (const auto& [id, component] : descriptor.Components()) {
+        for (const auto& text : component.wave.Validate(descriptor.systemDesc)) {
+            Platform().Error(ComponentName(id) + ": " + text);
+            ++problems;
+        }
+    }
+    for (const auto& check : descriptor.formatDesc.Validate()) {
+        if (check.isQuestion) {
+            Platform().Warning(check.text);
+        } else {
+            Platform().Error(check.text);
+            ++problems;
+        }
+    }
+    out << file.string() << ": " << (problems ? std::to_string(problems) + " problem(s)" : "valid")
+        << '\n';
+    return problems ? kFailed : kSuccess;
+}
+
+}  // namespace cli

@@ -1,0 +1,283 @@
+#include "xEMDesc.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+
+#include "DscStream.h"
+#include "xPlatform.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kReadError = "xEMDesc::Read()  Error reading EM system descriptor.";
+constexpr const char* kFormatError = "xEMDesc::Read()  Error reading format descriptor.";
+constexpr const char* kWriteError = "xEMDesc::Write()  Error writing EM system descriptor.";
+// More systems than components cannot be one descriptor.
+constexpr long kMaxSystems = 9;
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    return text;
+}
+
+// The name in a component banner: "                         + TzRz +".
+long BannerComponent(const std::string& line) {
+    std::istringstream words(line);
+    for (std::string word; words >> word;)
+        if (long id = ComponentId(word); id != UndefinedComponent) return id;
+    return UndefinedComponent;
+}
+
+void WriteBanner(std::ostream& out, long id) {
+    const std::string indent(25, ' ');
+    out << indent << "++++++++\n"
+        << indent << "+ " << ComponentName(id) << " +\n"
+        << indent << "++++++++\n";
+}
+
+}  // namespace
+
+xEMDesc::xEMDesc() {
+    components_[109] = xEMCompDesc{};
+}
+
+bool xEMDesc::Read(const fs::path& path) {
+    std::ifstream in(path);
+    if (!in) {
+        Platform().Error(kReadError);
+        return false;
+    }
+    return Read(in);
+}
+
+bool xEMDesc::Read(std::istream& stream) {
+    xDscReader in(stream);
+    in.Skip();  // "FILE FORMAT VERSION"
+    long version = 0;
+    if (!in.Numbers(version)) {
+        Platform().Error(kReadError);
+        return false;
+    }
+    fileVersion_ = version;
+    components_.clear();
+    bool ok = true;
+    if (version == 6) {
+        Platform().Note("Currently unsupported version of EM descriptor (version 6)");
+        return false;
+    } else if (version == 8 || version == 9) {
+        ok = ReadCurrent(in);
+    } else if (version == 7) {
+        long systems = 0;
+        ok = in.Numbers(systems) && systems > 0 && systems <= kMaxSystems;
+        for (long s = 0; ok && s < systems; ++s) ok = ReadOldSystem(in, s == 0);
+    } else {
+        if (version != 5)
+            Platform().Note("Unknown version of EM descriptor (version " + std::to_string(version) +
+                            "). Conversion to version 8 is not guaranteed.");
+        fileVersion_ = 5;  // read in the single-system way of version 5
+        ok = ReadOldSystem(in, true);
+    }
+    if (!ok || components_.empty()) {
+        if (components_.empty()) components_[109] = xEMCompDesc{};
+        Platform().Error(kReadError);
+        return false;
+    }
+    Finish();
+    return true;
+}
+
+bool xEMDesc::ReadCurrent(xDscReader& in) {
+    if (!systemDesc.Read(in)) return false;
+    // A header without the normalisation label has already read the separator.
+    if (!systemDesc.HasPendingLine()) in.Skip();
+    in.Skip();  // component names
+    long counts[9] = {};
+    if (!in.Numbers(counts[0], counts[1], counts[2], counts[3], counts[4], counts[5], counts[6],
+                    counts[7], counts[8]))
+        return false;
+    in.Skip();  // separator
+    const long present =
+        std::count_if(std::begin(counts), std::end(counts), [](long n) { return n != 0; });
+    for (long c = 0; c < present; ++c)
+        if (!ReadComponent(in)) return false;
+    const bool fd = IsFrequencyDomain();
+    if (!formatDesc.Read(in, fileVersion_, fd)) {
+        Platform().Error(kFormatError);
+        return false;
+    }
+    return in.Ok();
+}
+
+bool xEMDesc::ReadComponent(xDscReader& in) {
+    in.Skip();
+    const long id = BannerComponent(in.Line());
+    in.Skip();
+    if (!in.Ok() || id == UndefinedComponent) return false;
+    xEMCompDesc& component = components_[id];
+    component.id = id;
+    return component.wave.Read(in, fileVersion_, IsFrequencyDomain()) &&
+           component.geometry.Read(in, fileVersion_);
+}
+
+// The older single-system block: header, waveform, geometry and format, with
+// one component for every orientation that the format gives channels.
+bool xEMDesc::ReadOldSystem(xDscReader& in, bool first) {
+    xEMSDesc header;
+    xEMWDesc wave;
+    xEMGDesc geometry;
+    xEMFDesc format;
+    if (!header.Read(in)) return false;
+    if (!header.HasPendingLine()) in.Skip();
+    const bool fd = header.IsFrequencyDomain();
+    if (!wave.Read(in, fileVersion_, fd) || !geometry.Read(in, fileVersion_)) return false;
+    if (!format.Read(in, fileVersion_, fd)) {
+        Platform().Error(kFormatError);
+        return false;
+    }
+    if (first) {
+        systemDesc = header;
+        formatDesc = format;
+    }
+    const xTRClasf channels = format.ClassificationFromMaps();
+    for (long id : channels.Ids()) {
+        if (id == UndefinedComponent) continue;
+        components_[id] = xEMCompDesc{id, wave, geometry};
+    }
+    return true;
+}
+
+void xEMDesc::Finish() {
+    const std::string name = Lower(systemDesc.name);
+    knownSystem_ = Unknown;
+    if (name.find("geotem") != std::string::npos) knownSystem_ = Geotem;
+    if (name.find("spectrem") != std::string::npos) knownSystem_ = Spectrem;
+    if (name.find("questem") != std::string::npos) knownSystem_ = Questem;
+    formatDesc.isFrequencyDomain = IsFrequencyDomain() ? 1 : 0;
+    current_ = components_.begin()->first;
+    fileVersion_ = CurrentVersion;
+}
+
+bool xEMDesc::Write(const fs::path& path) const {
+    std::ofstream out(path);
+    Write(out);
+    out.flush();
+    if (out) return true;
+    Platform().Error(kWriteError);
+    return false;
+}
+
+void xEMDesc::Write(std::ostream& out) const {
+    out << "FILE FORMAT VERSION\n" << CurrentVersion << '\n';
+    systemDesc.Write(out);
+    out << dsc::Separator() << '\n';
+    for (long id = FirstComponent; id <= LastComponent; ++id)
+        out << std::setw(6) << ComponentName(id);
+    out << '\n';
+    for (long id = FirstComponent; id <= LastComponent; ++id) {
+        const auto found = components_.find(id);
+        out << std::setw(6)
+            << (found == components_.end() ? 0
+                                           : found->second.wave.GetChannels(IsFrequencyDomain()));
+    }
+    out << '\n' << dsc::Separator() << '\n';
+    for (const auto& [id, component] : components_) {
+        WriteBanner(out, id);
+        component.wave.Write(out, IsFrequencyDomain());
+        component.geometry.Write(out);
+    }
+    formatDesc.Write(out);
+}
+
+int xEMDesc::SelectComponent(long id) {
+    if (id == current_) return 1;
+    if (!HasComponent(id)) return 0;
+    current_ = id;
+    return 1;
+}
+
+xTRClasf xEMDesc::GetClassification() const {
+    xTRClasf channels;
+    channels[109] = 0;
+    const bool fd = IsFrequencyDomain();
+    for (const auto& [id, component] : components_)
+        channels[id] = std::int32_t(component.wave.GetChannels(fd) * (fd ? 2 : 1));
+    return channels;
+}
+
+long xEMDesc::GetNumberOfChannels(long id) {
+    return SelectComponent(id) ? components_.at(id).wave.GetChannels(IsFrequencyDomain()) : 0;
+}
+
+long xEMDesc::MaxChannelsExcept(long id) const {
+    long most = 0;
+    for (const auto& [other, component] : components_)
+        if (other != id) most = std::max(most, component.wave.GetChannels(IsFrequencyDomain()));
+    return most;
+}
+
+const xEMWDesc* xEMDesc::Wave(long id) {
+    return SelectComponent(id) ? &components_.at(id).wave : nullptr;
+}
+
+const xEMGDesc* xEMDesc::Geometry(long id) {
+    return SelectComponent(id) ? &components_.at(id).geometry : nullptr;
+}
+
+float xEMDesc::GetSeparation(long id, int axis) {
+    const xEMGDesc* geometry = Geometry(id);
+    if (!geometry) return 0.0f;
+    switch (axis) {
+        case AxisX:
+            return geometry->GetSeparationX();
+        case AxisY:
+            return geometry->GetSeparationY();
+        case AxisZ:
+            return geometry->GetSeparationZ();
+        default:
+            return 0.0f;
+    }
+}
+
+float xEMDesc::GetAbsSeparation(long id, int axis) {
+    return std::abs(GetSeparation(id, axis));
+}
+
+int xEMDesc::PrimaryFieldAtReceiver(long id, FloatArray& field) {
+    if (!SelectComponent(id)) return 0;
+    xEMGDesc& geometry = components_.at(id).geometry;
+    return geometry.PrimaryField(geometry.GetTxComponent(), geometry.GetSeparationX(),
+                                 geometry.GetSeparationY(), geometry.GetSeparationZ(), field);
+}
+
+bool xEMDesc::HasFixedTransmitter(long id) const {
+    return HasComponent(id) && components_.at(id).geometry.transmitter.IsFixed();
+}
+
+bool xEMDesc::HasLoopReceiver(long id) const {
+    return HasComponent(id) && components_.at(id).geometry.receiver.IsLoop();
+}
+
+void RegisterDescriptor() {
+    SetDescriptorMaker([] { return std::make_unique<xEMDesc>(); });
+}
+
+bool CheckSystemFiles(const fs::path& directory, const std::string& project,
+                      const std::string& orientation) {
+    for (const char* extension : {".EMF", ".EMG", ".EMW"}) {
+        if (fs::exists(directory / (project + orientation + extension))) continue;
+        std::string upper = project;
+        std::transform(upper.begin(), upper.end(), upper.begin(),
+                       [](unsigned char c) { return char(std::toupper(c)); });
+        Platform().Error("Cannot find one or more of the system files for a " + orientation +
+                         " orientation for the project " + upper +
+                         ".  You will have to use the Tovarn Editor to create them before running "
+                         "a process that requires them.");
+        return false;
+    }
+    return true;
+}

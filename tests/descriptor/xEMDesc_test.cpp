@@ -1,0 +1,247 @@
+#include "xEMDesc.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "xRecordingPlatform.h"
+
+namespace {
+
+// A two-component time-domain system with waveforms, windows and a format.
+xEMDesc TwoComponentSystem() {
+    xEMDesc d;
+    d.systemDesc.name = "GEOTEM 25 Hz";
+    d.systemDesc.version = "1996";
+    d.systemDesc.definedBy = "tests";
+    d.systemDesc.dateDefined = "21/11/2026";
+    d.systemDesc.nominalHalfPeriod = 20.0f;
+    d.systemDesc.realHalfPeriod = 20.0f;
+    d.systemDesc.halfPeriod = 20.0f;
+    d.systemDesc.timeUnit = "mSec";
+    xEMCompDesc z;
+    z.id = 109;
+    z.wave.windows.Resize(0, 2, 0, 1);
+    z.wave.weights.Resize(0, 2);
+    for (long r = 0; r < 3; ++r) {
+        z.wave.windows[r][0] = 4.5f + float(r);
+        z.wave.windows[r][1] = 5.5f + float(r);
+        z.wave.weights[r] = 1.0f;
+    }
+    z.wave.txWaveform.source = "nominal";
+    z.wave.txWaveform.unit = "amp";
+    z.wave.txWaveform.samples.Resize(0, 1, 0, 2);
+    z.wave.txWaveform.samples[1][0] = 4.108f;
+    z.wave.txWaveform.samples[1][1] = 1.0f;
+    z.geometry.SetPosition(xEMGDesc::Rx, -120.0f, 0.0f, -45.0f);
+    xEMCompDesc x = z;
+    x.id = 107;
+    x.geometry.receiver = xEMSensorType();
+    x.geometry.receiver.AddComponent(AxisX);
+    x.geometry.SetPosition(xEMGDesc::Rx, -120.0f, 0.0f, -45.0f);
+    d.Components().clear();
+    d.Components()[107] = x;
+    d.Components()[109] = z;
+    d.formatDesc.itemsPerRecord = 12;
+    d.formatDesc.posLine = 2;
+    d.formatDesc.posFid = 4;
+    d.formatDesc.SetChannels(3);
+    for (long ch = 1; ch <= 3; ++ch) {
+        d.formatDesc.channelMap[ch][107] = float(6 + ch);
+        d.formatDesc.channelMap[ch][109] = float(9 + ch);
+    }
+    return d;
+}
+
+std::string Written(const xEMDesc& d) {
+    std::ostringstream out;
+    d.Write(out);
+    return out.str();
+}
+
+bool ReadText(xEMDesc& d, const std::string& text) {
+    std::istringstream in(text);
+    return d.Read(in);
+}
+
+// Replaces the first occurrence of what with by.
+std::string Replaced(std::string text, const std::string& what, const std::string& by) {
+    auto at = text.find(what);
+    if (at != std::string::npos) text.replace(at, what.size(), by);
+    return text;
+}
+
+}  // namespace
+
+TEST(EMDesc, CurrentVersionReadsBackIdentically) {
+    xRecordingPlatform platform;
+    const std::string text = Written(TwoComponentSystem());
+    EXPECT_NE(text.find("  TxRx  TxRy  TxRz  TyRx  TyRy  TyRz  TzRx  TzRy  TzRz\n"
+                        "     0     0     0     0     0     0     3     0     3\n"),
+              std::string::npos);
+    EXPECT_NE(text.find(std::string(25, ' ') + "+ TzRx +\n"), std::string::npos);
+    xEMDesc back;
+    ASSERT_TRUE(ReadText(back, text));
+    EXPECT_EQ(Written(back), text);
+    EXPECT_TRUE(platform.messages.empty());
+    EXPECT_EQ(back.KnownSystem(), xEMDesc::Geotem);
+    EXPECT_EQ(back.CurrentComponent(), 107);  // the first component is selected
+    EXPECT_EQ(back.GetNumberOfChannels(109), 3);
+    EXPECT_FLOAT_EQ(back.GetSeparation(109, AxisX), -120.0f);
+    EXPECT_EQ(back.Geometry(107)->receiver.UsedAxes(), std::vector<int>{AxisX});
+}
+
+TEST(EMDesc, MissingComponentsAnswerZeroAndKeepTheSelection) {
+    xEMDesc d = TwoComponentSystem();
+    ASSERT_EQ(d.SelectComponent(109), 1);
+    EXPECT_EQ(d.SelectComponent(101), 0);
+    EXPECT_EQ(d.CurrentComponent(), 109);
+    EXPECT_EQ(d.GetNumberOfChannels(101), 0);
+    EXPECT_EQ(d.Wave(101), nullptr);
+    EXPECT_EQ(d.GetSeparation(101, AxisZ), 0.0f);
+    EXPECT_EQ(d.MaxChannelsExcept(109), 3);
+    FloatArray field(0, 2);
+    EXPECT_EQ(d.PrimaryFieldAtReceiver(105, field), 0);
+}
+
+TEST(EMDesc, FrequencyDomainChannelsDoubleOnlyInTheClassification) {
+    xEMDesc d;
+    d.systemDesc.waveformType = "frequency domain";
+    d.Components()[109].wave.frequencies.Resize(0, 4, 0, 0);
+    d.Components()[109].wave.weights.Resize(0, 4);
+    EXPECT_EQ(d.GetNumberOfChannels(109), 5);
+    EXPECT_EQ(d.GetClassification()[109], 10);
+    EXPECT_TRUE(d.FrequencyDomain());
+}
+
+TEST(EMDesc, KnownSystemLastMatchWins) {
+    for (auto [name, known] :
+         std::vector<std::pair<std::string, int>>{{"Questem/GeoTem hybrid", xEMDesc::Questem},
+                                                  {"my SPECTREM", xEMDesc::Spectrem},
+                                                  {"TEMPEST", xEMDesc::Unknown}}) {
+        xEMDesc d = TwoComponentSystem();
+        d.systemDesc.name = name;
+        xEMDesc back;
+        ASSERT_TRUE(ReadText(back, Written(d)));
+        EXPECT_EQ(back.KnownSystem(), known) << name;
+    }
+    EXPECT_EQ(xEMDesc().KnownSystem(), xEMDesc::NotRead);
+}
+
+// The older format block: the channel tables, then a label before every group
+// of positions, and no user items.
+std::string OldFormatTail() {
+    return "Position (index) of line label in each data record (starting from 1)\n     2\n"
+           "Position (index) of station (FID) label in each data record\n     4\n"
+           "Position (index) of xyz coordinates in each data record\n     5     6     0\n"
+           "Position (index) of flight altitude in each data record\n     7\n"
+           "Position (index) of RECEIVER orientation angles (pitch, roll, yaw)  in each data "
+           "record\n     0     0     0\n"
+           "Position (index) of TRANSMITTER orientation angles (pitch, roll, yaw)  in each data "
+           "record\n     0     0     0\n";
+}
+
+// The current file as an older version wrote it.
+std::string AsVersion(const std::string& current, int version) {
+    std::string text = Replaced(current, "FILE FORMAT VERSION\n9\n",
+                                "FILE FORMAT VERSION\n" + std::to_string(version) + "\n");
+    const auto table = text.find("POSITION (INDEX) OF CHANNELS");
+    return text.substr(0, text.find("----------------------\n", table)) + OldFormatTail();
+}
+
+TEST(EMDesc, VersionEightReadsWithTheOlderFormatAndCorrectedGeometry) {
+    // Version 8 kept the separation as transmitter minus receiver: the receiver
+    // written at (-120, 0, -45) with the transmitter at the origin gives a
+    // separation of (120, 0, 45), and the reader takes that separation off the
+    // stored receiver position, as files have always been converted.
+    xEMDesc back;
+    ASSERT_TRUE(ReadText(back, AsVersion(Written(TwoComponentSystem()), 8)));
+    EXPECT_EQ(back.FileVersion(), 9);
+    EXPECT_EQ(back.formatDesc.posFid, 4);
+    EXPECT_EQ(back.formatDesc.posAltitude, 7);
+    EXPECT_EQ(back.GetNumberOfChannels(107), 3);
+    const xEMGDesc* geometry = back.Geometry(109);
+    EXPECT_EQ(geometry->fileVersion, 9);
+    EXPECT_FLOAT_EQ(geometry->GetSeparationX(), -240.0f);
+    EXPECT_FLOAT_EQ(geometry->GetSeparationZ(), -90.0f);
+}
+
+TEST(EMDesc, VersionFiveIsOneSystemSharedByItsComponents) {
+    // Header, waveform, geometry and format; the components come from the
+    // format's channel map and share the one waveform and geometry.
+    xEMDesc one = TwoComponentSystem();
+    const std::string current = Written(one);
+    const std::string header = current.substr(0, current.find("  TxRx  TxRy"));
+    const auto waveStart = current.find("+ TzRx +\n") + 9 + 34;
+    const auto waveEnd = current.find(std::string(25, ' ') + "++++++++", waveStart);
+    const auto format = current.find("DATA FORMAT\n");
+    std::string text =
+        Replaced(header, "\n9\n", "\n5\n") + current.substr(waveStart, waveEnd - waveStart);
+    text += AsVersion(current.substr(format), 9);
+    xEMDesc back;
+    ASSERT_TRUE(ReadText(back, text)) << text;
+    EXPECT_TRUE(back.HasComponent(107));
+    EXPECT_TRUE(back.HasComponent(109));
+    EXPECT_EQ(back.Components().size(), 2u);
+    EXPECT_EQ(back.GetNumberOfChannels(109), 3);
+    // Version 5 stored the separation as the receiver position itself, and the
+    // conversion takes it off that position.
+    EXPECT_FLOAT_EQ(back.GetSeparation(109, AxisX), 0.0f);
+    EXPECT_EQ(back.Wave(107)->GetChannels(false), 3);
+}
+
+TEST(EMDesc, UnsupportedAndUnknownVersionsSaySo) {
+    xRecordingPlatform platform;
+    const std::string text = Written(TwoComponentSystem());
+    xEMDesc six;
+    EXPECT_FALSE(ReadText(six, Replaced(text, "\n9\n", "\n6\n")));
+    EXPECT_EQ(
+        platform.Texts("note"),
+        std::vector<std::string>{"Currently unsupported version of EM descriptor (version 6)"});
+    platform.messages.clear();
+    xEMDesc ten;
+    EXPECT_FALSE(ReadText(ten, Replaced(text, "\n9\n", "\n10\n")));  // read the old way: fails here
+    EXPECT_EQ(platform.Texts("note"),
+              std::vector<std::string>{"Unknown version of EM descriptor (version 10). Conversion "
+                                       "to version 8 is not guaranteed."});
+}
+
+TEST(EMDesc, BrokenFilesEndInTheMessage) {
+    const std::string text = Written(TwoComponentSystem());
+    const std::string message = "xEMDesc::Read()  Error reading EM system descriptor.";
+    std::vector<std::string> broken = {"", "FILE FORMAT VERSION\nnine\n", std::string(300, '\0'),
+                                       Replaced(text, "     3     0     3", "     3     x     3")};
+    // Every cut of the file at a line end.
+    for (std::size_t at = text.find('\n'); at + 1 < text.size(); at = text.find('\n', at + 1))
+        broken.push_back(text.substr(0, at + 1));
+    for (const auto& input : broken) {
+        xRecordingPlatform platform;
+        xEMDesc d;
+        EXPECT_FALSE(ReadText(d, input)) << input.size();
+        EXPECT_FALSE(platform.Texts("error").empty()) << input.size();
+        EXPECT_TRUE(platform.Texts("fatal").empty());
+        EXPECT_TRUE(d.HasComponent(109) || !d.Components().empty());
+    }
+    xRecordingPlatform platform;
+    xEMDesc d;
+    EXPECT_FALSE(d.Read(std::filesystem::path("/nonexistent/system.DSC")));
+    EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{message});
+}
+
+TEST(EMDesc, OldSystemFilesMustAllExist) {
+    xRecordingPlatform platform;
+    const auto dir = std::filesystem::temp_directory_path() / "tovarn_emdesc_sysfiles";
+    std::filesystem::create_directories(dir);
+    for (const char* ext : {".EMF", ".EMG"}) std::ofstream(dir / (std::string("survey_z") + ext));
+    EXPECT_FALSE(CheckSystemFiles(dir, "survey", "_z"));
+    std::ofstream(dir / "survey_z.EMW");
+    EXPECT_TRUE(CheckSystemFiles(dir, "survey", "_z"));
+    EXPECT_EQ(
+        platform.Texts("error"),
+        std::vector<std::string>{
+            "Cannot find one or more of the system files for a _z orientation for the project "
+            "SURVEY.  You will have to use the Tovarn Editor to create them before running a "
+            "process that requires them."});
+    std::filesystem::remove_all(dir);
+}
