@@ -4,6 +4,7 @@
 #include <sstream>
 #include <utility>
 
+#include "TextScan.h"
 #include "xPlatform.h"
 
 namespace {
@@ -45,13 +46,6 @@ std::string UnitOfLine(const std::string& line) {
     return line.substr(open + 1, close - open - 1);
 }
 
-std::string TrimBlanks(const std::string& text) {
-    const char* blanks = " \t";
-    std::size_t first = text.find_first_not_of(blanks);
-    if (first == std::string::npos) return {};
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
 double xEMSDesc::SecondsPer(const std::string& unit) {
     for (const TimeUnit& entry : kTimeUnits)
         if (unit == entry.name) return entry.seconds;
@@ -91,7 +85,7 @@ bool xEMSDesc::Read(xDscReader& in) {
     }
 
     in.Skip();
-    waveformType = TrimBlanks(in.Line());
+    waveformType = std::string(textscan::Trim(in.Line()));
     if (!IsFrequencyDomain()) {
         // The third copy is written for the reader's eye; the nominal value is
         // the one that holds.
@@ -102,8 +96,8 @@ bool xEMSDesc::Read(xDscReader& in) {
     halfPeriod = nominalHalfPeriod;
 
     if (!in.Line(line)) return false;
-    if (TrimBlanks(line) == kNormalizationLabel) {
-        normalization = TrimBlanks(in.Line());
+    if (textscan::Trim(line) == kNormalizationLabel) {
+        normalization = std::string(textscan::Trim(in.Line()));
     } else {
         // Written before waveforms could be normalised: what stands here is
         // already the next block's first line, and the next write adds the label.

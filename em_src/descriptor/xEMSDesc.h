@@ -12,8 +12,6 @@
 // last "]"; "---" when the line has no such pair. Every block of the descriptor
 // finds its units this way.
 std::string UnitOfLine(const std::string& line);
-// A name standing alone on its line, without the blanks around it.
-std::string TrimBlanks(const std::string& text);
 
 class xEMSDesc {
   public:

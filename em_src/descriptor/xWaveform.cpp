@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "TextScan.h"
 #include "xEMSDesc.h"
 
 namespace {
@@ -24,7 +25,7 @@ bool xWaveform::Read(xDscReader& in) {
     std::string line;
     if (!in.Line(line)) return false;
     *this = xWaveform();
-    source = TrimBlanks(line);
+    source = std::string(textscan::Trim(line));
     if (!IsDefined()) return true;
 
     in.Skip();  // AMPLITUDE SCALING

@@ -1,0 +1,56 @@
+#pragma once
+// Makes a descriptor from what a public survey ships: the system file (.stm)
+// gives the timing, waveform, windows and output type; the column definition
+// (.dfn or .hdr) gives where each quantity lies in a record. Times of the
+// descriptor run from 0 to the half period in microseconds, whatever the system
+// file takes for its time zero.
+
+#include <array>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "xEMDesc.h"
+#include "xGdfDefinition.h"
+#include "xStmFile.h"
+
+struct xDescriptorOptions {
+    // Item name -> column name: line, fid, east, north, z_topo, altitude and the
+    // angles (Rx_pitch, ..., Tx_roll) are the named items, any other name becomes
+    // a user item. Names of the items are taken without regard to case.
+    std::vector<std::pair<std::string, std::string>> items;
+    // Receiver axis ("X", "Y", "Z") -> the array column holding its channels.
+    std::vector<std::pair<std::string, std::string>> channels;
+    // Receiver minus transmitter, metres, x forward, z up.
+    std::array<float, 3> rxOffset{0.0f, 0.0f, 0.0f};
+    std::string name;    // empty: the system file's name
+    std::string txUnit = "amp";
+    std::string rxUnit;  // empty: from the normalisation and output type
+    std::string version;
+    std::string definedBy;
+    std::string dateDefined;
+};
+
+class xDescriptorBuilder {
+  public:
+    static constexpr const char* TimeUnit = "microsec";
+
+    // Fills the descriptor; the first problem is shown as an error and the result
+    // is 0, the descriptor then being of no use.
+    static bool Build(const xStmSystem& system, const xGdfDefinition& layout,
+                      const xDescriptorOptions& options, xEMDesc& descriptor);
+
+    // Seconds to add to the system file's times so that its half period starts
+    // at 0: the start of a table of one half period, or of the half of a whole
+    // period's table that holds the windows. Nothing when the windows fit in no
+    // half period.
+    static bool HalfPeriodShift(const xStmSystem& system, double& shift);
+
+    // Time derivative of a current given by straight segments, rows of (time,
+    // amplitude): constant on each segment, each change of slope written as two
+    // rows epsilon apart because the times of a waveform must rise.
+    static FloatMatrix Derivative(const FloatMatrix& current, double epsilon);
+
+    // "Z" -> 109 (TzRz), "X" -> 107, "Y" -> 108; 100 for anything else.
+    static long ComponentOfAxis(const std::string& axis);
+};
