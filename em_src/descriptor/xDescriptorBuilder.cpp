@@ -1,0 +1,288 @@
+#include "xDescriptorBuilder.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <sstream>
+
+#include "xPlatform.h"
+
+namespace {
+
+// Times closer than this (seconds) are the same instant: the tables are
+// written to a microsecond or better.
+constexpr double kTimeTolerance = 1e-9;
+constexpr double kMicro = 1e6;
+// The step of a derivative, in microseconds: far under any segment of the
+// tables seen, far over the resolution of a float at 20000.
+constexpr double kStepMicro = 0.01;
+
+std::string Lower(std::string text) {
+    for (char& c : text) c = char(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+std::string Number(double value) {
+    std::ostringstream text;
+    text << value;
+    return text.str();
+}
+
+const xGdfField* Column(const xGdfDefinition& layout, const std::string& name,
+                        const std::string& usedFor) {
+    const xGdfField* field = layout.Find(name);
+    if (!field)
+        Platform().Error("The layout " + layout.Source() + " has no column \"" + name +
+                         "\" (given for " + usedFor + ").");
+    return field;
+}
+
+// The samples of the half period [start, start + H] in microseconds from its
+// start, the ends filled in where the table runs past them.
+FloatMatrix HalfPeriodCurrent(const xStmSystem& system, double start) {
+    const double end = start + system.HalfPeriod();
+    std::vector<std::pair<double, double>> rows;
+    auto add = [&rows](double t, double current) {
+        if (rows.empty() || t > rows.back().first + kTimeTolerance) rows.emplace_back(t, current);
+    };
+    if (system.waveform.front().time < start - kTimeTolerance)
+        add(start, system.CurrentAt(start));
+    for (const xStmSample& s : system.waveform)
+        if (s.time >= start - kTimeTolerance && s.time <= end + kTimeTolerance)
+            add(s.time, s.current);
+    if (system.waveform.back().time > end + kTimeTolerance) add(end, system.CurrentAt(end));
+
+    // A table of a whole period gives both polarities; ours is the positive one.
+    double peak = 0.0;
+    for (const auto& row : rows)
+        if (std::fabs(row.second) > std::fabs(peak)) peak = row.second;
+    const double sign = system.PeriodsCovered() > 0.5 + 1e-6 && peak < 0.0 ? -1.0 : 1.0;
+
+    FloatMatrix samples;
+    samples.Resize(0, long(rows.size()) - 1, 0, 2);
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        samples[long(r)][0] = float((rows[r].first - start) * kMicro);
+        samples[long(r)][1] = float(sign * rows[r].second);
+        samples[long(r)][2] = 0.0f;
+    }
+    return samples;
+}
+
+bool NamedItem(const std::string& item, long position, xEMFDesc& format) {
+    for (int i = 0; i < xEMFDesc::NumberOfItems; ++i) {
+        const auto which = xEMFDesc::Item(i);
+        if (Lower(item) == Lower(xEMFDesc::ItemName(which))) {
+            format.SetPosition(which, position);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string DefaultRxUnit(const xStmSystem& system) {
+    const std::string normalisation = Lower(system.normalisation);
+    if (normalisation == "ppm" || normalisation == "ppt" || normalisation == "%")
+        return normalisation;
+    return system.output == xStmOutput::B ? "Wb/m^2" : "nV/amp/m^2";
+}
+
+xEMSensorType Dipole(int axis) {
+    xEMSensorType sensor;
+    sensor.AddComponent(axis);
+    return sensor;
+}
+
+}  // namespace
+
+long xDescriptorBuilder::ComponentOfAxis(const std::string& axis) {
+    const std::string a = Lower(axis);
+    if (a == "x") return IdFromAxes(AxisZ, AxisX);
+    if (a == "y") return IdFromAxes(AxisZ, AxisY);
+    if (a == "z") return IdFromAxes(AxisZ, AxisZ);
+    return UndefinedComponent;
+}
+
+bool xDescriptorBuilder::HalfPeriodShift(const xStmSystem& system, double& shift) {
+    const double half = system.HalfPeriod();
+    if (system.waveform.empty() || half <= 0.0) return false;
+    const double first = system.waveform.front().time;
+    const double last = system.waveform.back().time;
+    // A table of one half period starts it; in a longer one the windows say which half.
+    for (double start = first; start == first || start + half <= last + kTimeTolerance;
+         start += half) {
+        const bool fits =
+            std::all_of(system.windows.begin(), system.windows.end(), [&](const xStmWindow& w) {
+                return w.start >= start - kTimeTolerance && w.end <= start + half + kTimeTolerance;
+            });
+        if (fits) {
+            shift = -start;
+            return true;
+        }
+    }
+    return false;
+}
+
+FloatMatrix xDescriptorBuilder::Derivative(const FloatMatrix& current, double epsilon) {
+    const long n = current.Rows();
+    const long low = current.RowLow();
+    std::vector<std::pair<double, double>> rows;
+    if (n == 1) rows.emplace_back(current[low][0], 0.0);
+    std::vector<double> slopes;
+    for (long r = low; r + 1 < low + n; ++r)
+        slopes.push_back((double(current[r + 1][1]) - current[r][1]) /
+                         (double(current[r + 1][0]) - current[r][0]));
+    for (std::size_t k = 0; k < slopes.size(); ++k) {
+        const double t = current[low + long(k)][0];
+        if (k == 0) {
+            rows.emplace_back(t, slopes[0]);
+        } else if (slopes[k] != slopes[k - 1]) {
+            const double next = current[low + long(k) + 1][0];
+            rows.emplace_back(t, slopes[k - 1]);
+            rows.emplace_back(t + std::min(epsilon, (next - t) / 2.0), slopes[k]);
+        }
+    }
+    if (n > 1) rows.emplace_back(current[low + n - 1][0], slopes.back());
+
+    FloatMatrix samples;
+    samples.Resize(0, long(rows.size()) - 1, 0, 2);
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        samples[long(r)][0] = float(rows[r].first);
+        samples[long(r)][1] = float(rows[r].second);
+        samples[long(r)][2] = 0.0f;
+    }
+    return samples;
+}
+
+bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& layout,
+                               const xDescriptorOptions& options, xEMDesc& descriptor) {
+    if (system.output == xStmOutput::Unknown) {
+        Platform().Error("The system file gives no output type that we know (\"" +
+                         system.outputType + "\"); it must be B or dB/dt.");
+        return false;
+    }
+    if (system.waveform.empty() || system.windows.empty()) {
+        Platform().Error("The system file gives no waveform or no windows.");
+        return false;
+    }
+    double shift = 0.0;
+    if (!HalfPeriodShift(system, shift)) {
+        Platform().Error("The windows of the system file do not lie within one half period of " +
+                         Number(system.HalfPeriod() * kMicro) + " microsec.");
+        return false;
+    }
+    if (Lower(system.windowWeighting) != "boxcar")
+        Platform().Warning("The system file weights its windows by \"" + system.windowWeighting +
+                           "\"; the descriptor averages each window as a boxcar.");
+    if (!system.lowPassCutOff.empty())
+        Platform().Warning(
+            "The receiver's low-pass filters of the system file are not part of the descriptor.");
+
+    xEMFDesc format;
+    format.userItems.clear();
+    for (const auto& [item, column] : options.items) {
+        const xGdfField* field = Column(layout, column, "the item \"" + item + "\"");
+        if (!field) return false;
+        if (!NamedItem(item, field->position, format)) {
+            if (item.size() > xEMFDesc::MaxItemNameLength) {
+                Platform().Error("The item name \"" + item + "\" is longer than " +
+                                 std::to_string(xEMFDesc::MaxItemNameLength) + " characters.");
+                return false;
+            }
+            format.userItems.push_back({item, field->position});
+        }
+    }
+    for (int i = 0; i < xEMFDesc::NumberOfItems; ++i) {
+        const auto which = xEMFDesc::Item(i);
+        if (xEMFDesc::IsRequired(which) && format.Position(which) == 0) {
+            Platform().Error("No column is given for the item \"" +
+                             std::string(xEMFDesc::ItemName(which)) + "\".");
+            return false;
+        }
+    }
+    if (format.userItems.empty()) format.userItems = xEMFDesc().userItems;
+
+    const long windows = long(system.windows.size());
+    std::map<long, long> firstChannel;  // component id -> position of channel 1
+    for (const auto& [axis, column] : options.channels) {
+        const long id = ComponentOfAxis(axis);
+        if (id == UndefinedComponent) {
+            Platform().Error("Unknown receiver axis \"" + axis + "\"; the channels go by X, Y or Z.");
+            return false;
+        }
+        if (firstChannel.count(id)) {
+            Platform().Error("The channels of " + axis + " are given twice.");
+            return false;
+        }
+        const xGdfField* field = Column(layout, column, "the channels of " + axis);
+        if (!field) return false;
+        if (field->Items() != windows) {
+            Platform().Error("The column \"" + column + "\" holds " +
+                             std::to_string(field->Items()) + " channels but the system file has " +
+                             std::to_string(windows) + " windows.");
+            return false;
+        }
+        firstChannel[id] = field->position;
+    }
+    if (firstChannel.empty()) {
+        Platform().Error("No channel columns are given.");
+        return false;
+    }
+
+    const double half = system.HalfPeriod() * kMicro;
+    xEMSDesc& header = descriptor.systemDesc;
+    header = xEMSDesc();
+    header.name = options.name.empty() ? system.name : options.name;
+    header.version = options.version;
+    header.definedBy = options.definedBy;
+    header.dateDefined = options.dateDefined;
+    header.nominalHalfPeriod = header.realHalfPeriod = header.halfPeriod = float(half);
+    header.timeUnit = TimeUnit;
+    header.waveformType = "halfperiod";
+    header.normalization = Lower(system.normalisation) == "none" ? "total field" : "component";
+
+    xEMWDesc wave;
+    wave.windows.Resize(0, windows - 1, 0, 1);
+    wave.weights.Resize(0, windows - 1);
+    for (long w = 0; w < windows; ++w) {
+        wave.windows[w][0] = float((system.windows[std::size_t(w)].start + shift) * kMicro);
+        wave.windows[w][1] = float((system.windows[std::size_t(w)].end + shift) * kMicro);
+        wave.weights[w] = 1.0f;
+    }
+    wave.txWaveform.source = "nominal";
+    wave.txWaveform.unit = options.txUnit;
+    wave.txWaveform.samples = HalfPeriodCurrent(system, -shift);
+    wave.rxPrimary.source = "nominal";
+    wave.rxPrimary.unit = options.rxUnit.empty() ? DefaultRxUnit(system) : options.rxUnit;
+    wave.rxPrimary.samples = system.output == xStmOutput::B
+                                 ? wave.txWaveform.samples
+                                 : Derivative(wave.txWaveform.samples, kStepMicro);
+
+    // The system file is normalised to a unit moment: a dipole is the transmitter.
+    xEMGDesc geometry;
+    geometry.transmitter = Dipole(AxisZ);
+    geometry.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
+
+    descriptor.Components().clear();
+    xTRClasf counts;
+    counts[LastComponent] = 0;
+    for (const auto& [id, position] : firstChannel) {
+        xEMCompDesc component;
+        component.id = id;
+        component.wave = wave;
+        component.geometry = geometry;
+        component.geometry.receiver = Dipole(RxAxis(id));
+        component.geometry.SetPosition(xEMGDesc::Rx, options.rxOffset[0], options.rxOffset[1],
+                                       options.rxOffset[2]);
+        descriptor.Components()[id] = component;
+        counts[id] = std::int32_t(windows);
+    }
+    descriptor.SelectComponent(firstChannel.begin()->first);
+
+    format.itemsPerRecord = layout.ItemsPerRecord();
+    format.SetClassification(counts);
+    for (const auto& [id, position] : firstChannel)
+        for (long ch = 1; ch <= windows; ++ch)
+            format.channelMap[ch][id] = float(position + ch - 1);
+    descriptor.formatDesc = format;
+    return true;
+}
