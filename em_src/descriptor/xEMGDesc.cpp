@@ -114,7 +114,7 @@ int xEMGDesc::PrimaryField(int axis, float x, float y, float z, FloatArray& out)
     return status;
 }
 
-void LoopField(const FloatMatrix& corners, float x, float y, float z, float field[3]) {
+void xEMGDesc::LoopField(const FloatMatrix& corners, float x, float y, float z, float field[3]) {
     field[0] = field[1] = field[2] = 0.0f;
     const long n = corners.Rows();
     const long r0 = corners.RowLow();
@@ -155,7 +155,7 @@ void LoopField(const FloatMatrix& corners, float x, float y, float z, float fiel
     for (int k = 0; k < 3; ++k) field[k] /= FourPi;
 }
 
-bool DipoleField(int axis, float x, float y, float z, float field[3]) {
+bool xEMGDesc::DipoleField(int axis, float x, float y, float z, float field[3]) {
     field[0] = field[1] = field[2] = 0.0f;
     if (axis < AxisX || axis > AxisZ) return false;
     const float m[3] = {axis == AxisX ? 1.0f : 0.0f, axis == AxisY ? 1.0f : 0.0f,

@@ -58,6 +58,12 @@ class xEMGDesc {
     // made 0..2). Answers 1, or 0 with a zero field when it cannot be had.
     int PrimaryField(int axis, float x, float y, float z, FloatArray& out) const;
 
+    // The field of a closed polygon of straight segments carrying unit current.
+    // Points on or in line with a segment stay finite by small softening terms.
+    static void LoopField(const FloatMatrix& corners, float x, float y, float z, float field[3]);
+    // The field of a unit dipole along axis 1..3; false for any other axis.
+    static bool DipoleField(int axis, float x, float y, float z, float field[3]);
+
     xEMSensorType transmitter;
     xEMSensorType receiver;
     long fileVersion = CurrentVersion;
@@ -65,9 +71,3 @@ class xEMGDesc {
   private:
     float GetSeparation(int index) const;
 };
-
-// The field of a closed polygon of straight segments carrying unit current.
-// Points on or in line with a segment stay finite by small softening terms.
-void LoopField(const FloatMatrix& corners, float x, float y, float z, float field[3]);
-// The field of a unit dipole along axis 1..3; false for any other axis.
-bool DipoleField(int axis, float x, float y, float z, float field[3]);
