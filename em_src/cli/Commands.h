@@ -29,4 +29,18 @@ int Run(const std::filesystem::path& parFile, const std::vector<int>& only, std:
 int DescriptorShow(const std::filesystem::path& descriptor, std::ostream& out);
 int DescriptorCheck(const std::filesystem::path& descriptor, std::ostream& out);
 
+struct DescriptorBuildArgs {
+    std::filesystem::path system;  // .stm
+    std::filesystem::path layout;  // .dfn or .hdr
+    std::string map;               // "line=Line,fid=Fiducial,..."
+    std::string channels;          // "Z=EMZ_off,X=EMX_off"
+    std::string rxOffset;          // "-120,0,-45"
+    std::string name;
+    std::string rxUnit;
+    std::filesystem::path out;
+};
+// A descriptor from a survey's system file and column layout, written to
+// args.out; nothing is written when any part is refused.
+int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out);
+
 }  // namespace cli

@@ -1,10 +1,13 @@
 #include <array>
+#include <cctype>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
 
 #include "Commands.h"
+#include "xDescriptorBuilder.h"
 #include "xEMDesc.h"
+#include "xParamFields.h"
 #include "xPlatform.h"
 
 namespace fs = std::filesystem;
@@ -80,6 +83,21 @@ void ShowComponent(xEMDesc& descriptor, long id, std::ostream& out) {
             << ", " << field[1] << ", " << field[2] << ")\n";
 }
 
+// "a=b,c=d" in order; false, with a message, on an item without "=".
+bool ParsePairs(const std::string& text, const char* option,
+                std::vector<std::pair<std::string, std::string>>& pairs) {
+    for (const auto& item : SplitList(text)) {
+        const auto equals = item.find('=');
+        if (equals == std::string::npos || equals == 0 || equals + 1 == item.size()) {
+            Platform().Error(std::string(option) +
+                             " wants NAME=COLUMN items separated by commas, not \"" + item + "\".");
+            return false;
+        }
+        pairs.emplace_back(item.substr(0, equals), item.substr(equals + 1));
+    }
+    return true;
+}
+
 bool ReadDescriptor(const fs::path& file, xEMDesc& descriptor) {
     if (!fs::exists(file)) {
         Platform().Error("Cannot find specified descriptor file.");
@@ -135,6 +153,48 @@ int DescriptorCheck(const fs::path& file, std::ostream& out) {
     out << file.string() << ": " << (problems ? std::to_string(problems) + " problem(s)" : "valid")
         << '\n';
     return problems ? kFailed : kSuccess;
+}
+
+int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out) {
+    xDescriptorOptions options;
+    options.name = args.name;
+    options.rxUnit = args.rxUnit;
+    options.version = args.system.filename().string();
+    options.definedBy = "tovarn descriptor build";
+    if (!ParsePairs(args.map, "--map", options.items) ||
+        !ParsePairs(args.channels, "--channels", options.channels))
+        return kUsage;
+    if (!args.rxOffset.empty()) {
+        const auto parts = SplitList(args.rxOffset);
+        double value[3] = {};
+        bool ok = parts.size() == 3;
+        for (std::size_t i = 0; ok && i < 3; ++i) ok = ParseDouble(parts[i], value[i]);
+        if (!ok) {
+            Platform().Error("--rx-offset wants three numbers DX,DY,DZ in metres, not \"" +
+                             args.rxOffset + "\".");
+            return kUsage;
+        }
+        options.rxOffset = {float(value[0]), float(value[1]), float(value[2])};
+    }
+
+    xStmFile stm;
+    xStmSystem system;
+    if (!stm.Read(args.system) || !system.Read(stm)) return kFailed;
+    xGdfDefinition layout;
+    std::string extension = args.layout.extension().string();
+    for (char& c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
+    const bool read =
+        extension == ".hdr" ? layout.ReadHdr(args.layout) : layout.ReadDfn(args.layout);
+    if (!read) return kFailed;
+
+    xEMDesc descriptor;
+    if (!xDescriptorBuilder::Build(system, layout, options, descriptor)) return kFailed;
+    if (!descriptor.Write(args.out)) return kFailed;
+    out << args.out.string() << ": " << descriptor.systemDesc.name << ", "
+        << descriptor.Components().size() << " component(s) of "
+        << descriptor.Components().begin()->second.wave.windows.Rows() << " windows, half period "
+        << descriptor.systemDesc.nominalHalfPeriod << " " << descriptor.systemDesc.timeUnit << '\n';
+    return kSuccess;
 }
 
 }  // namespace cli

@@ -88,7 +88,9 @@ int main(int argc, char** argv) {
         "answer questions whose text holds FRAGMENT with CAPTION: \"FRAGMENT=CAPTION\"");
 
     auto* descriptorCmd = app.add_subcommand(
-        "descriptor", "Look at a system descriptor (DSC): show its summary or check it.");
+        "descriptor",
+        "Look at a system descriptor (DSC): show its summary or check it; or build one from the\n"
+        "system file and column layout that come with a survey.");
     descriptorCmd->require_subcommand(1);
     std::string dsc;
     auto* showCmd = descriptorCmd->add_subcommand(
@@ -99,6 +101,44 @@ int main(int argc, char** argv) {
     auto* checkCmd = descriptorCmd->add_subcommand(
         "check", "Run the descriptor's validations; exit code 1 when one fails.");
     checkCmd->add_option("SYSTEM.DSC", dsc, "the descriptor")->required();
+
+    cli::DescriptorBuildArgs build;
+    std::string systemFile, layoutFile, outFile;
+    auto* buildCmd = descriptorCmd->add_subcommand(
+        "build",
+        "Build a descriptor from a survey's system file (.stm) and column layout (.dfn or .hdr).\n"
+        "Times in the descriptor run from 0 to the half period, in microseconds; the system\n"
+        "file's time zero is moved there. A dB/dt receiver's primary field is the derivative of\n"
+        "the current. Example:\n"
+        "  tovarn descriptor build --system Geotem3-GSQ823.stm --layout Geotem_GSQ823.dfn \\\n"
+        "    --map line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Elevation_SRTM,"
+        "altitude=Radar_Altimeter \\\n"
+        "    --channels Z=Z_off_time,X=X_off_time --rx-offset -120,0,-45 --out GEOTEM.DSC");
+    buildCmd->add_option("--system", systemFile, "the system file (.stm)")->required();
+    buildCmd
+        ->add_option("--layout", layoutFile,
+                     "the column layout: an ASEG-GDF2 definition (.dfn) or a column list (.hdr)")
+        ->required();
+    buildCmd
+        ->add_option(
+            "--map", build.map,
+            "ITEM=COLUMN,...: line, fid, east, north, z_topo and altitude are required;\n"
+            "Rx_pitch, Rx_roll, Rx_yaw, Tx_pitch, Tx_roll, Tx_yaw are optional; any other\n"
+            "name becomes a user item")
+        ->required();
+    buildCmd
+        ->add_option("--channels", build.channels,
+                     "AXIS=COLUMN,...: the array column of each receiver axis, X (TzRx), Y (TzRy)\n"
+                     "or Z (TzRz); its item count must equal the system file's windows")
+        ->required();
+    buildCmd->add_option("--rx-offset", build.rxOffset,
+                         "DX,DY,DZ: receiver minus transmitter in metres, x forward, z up "
+                         "(default 0,0,0)");
+    buildCmd->add_option("--name", build.name, "the system name (default: the system file's)");
+    buildCmd->add_option("--rx-unit", build.rxUnit,
+                         "the receiver unit (default: the normalisation, else Wb/m^2 for B and\n"
+                         "nV/amp/m^2 for dB/dt)");
+    buildCmd->add_option("--out", outFile, "the descriptor to write (.DSC)")->required();
 
     try {
         app.parse(argc, argv);
@@ -122,6 +162,11 @@ int main(int argc, char** argv) {
             result = cli::DescriptorShow(dsc, std::cout);
         } else if (*checkCmd) {
             result = cli::DescriptorCheck(dsc, std::cout);
+        } else if (*buildCmd) {
+            build.system = systemFile;
+            build.layout = layoutFile;
+            build.out = outFile;
+            result = cli::DescriptorBuild(build, std::cout);
         } else if (*runCmd) {
             for (const auto& text : answers) {
                 xConsolePlatform::AnswerRule rule;

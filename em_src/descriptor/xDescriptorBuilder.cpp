@@ -45,8 +45,7 @@ FloatMatrix HalfPeriodCurrent(const xStmSystem& system, double start) {
     auto add = [&rows](double t, double current) {
         if (rows.empty() || t > rows.back().first + kTimeTolerance) rows.emplace_back(t, current);
     };
-    if (system.waveform.front().time < start - kTimeTolerance)
-        add(start, system.CurrentAt(start));
+    if (system.waveform.front().time < start - kTimeTolerance) add(start, system.CurrentAt(start));
     for (const xStmSample& s : system.waveform)
         if (s.time >= start - kTimeTolerance && s.time <= end + kTimeTolerance)
             add(s.time, s.current);
@@ -62,7 +61,7 @@ FloatMatrix HalfPeriodCurrent(const xStmSystem& system, double start) {
     samples.Resize(0, long(rows.size()) - 1, 0, 2);
     for (std::size_t r = 0; r < rows.size(); ++r) {
         samples[long(r)][0] = float((rows[r].first - start) * kMicro);
-        samples[long(r)][1] = float(sign * rows[r].second);
+        samples[long(r)][1] = float(sign * rows[r].second) + 0.0f;  // no -0 in the file
         samples[long(r)][2] = 0.0f;
     }
     return samples;
@@ -147,7 +146,7 @@ FloatMatrix xDescriptorBuilder::Derivative(const FloatMatrix& current, double ep
     samples.Resize(0, long(rows.size()) - 1, 0, 2);
     for (std::size_t r = 0; r < rows.size(); ++r) {
         samples[long(r)][0] = float(rows[r].first);
-        samples[long(r)][1] = float(rows[r].second);
+        samples[long(r)][1] = float(rows[r].second) + 0.0f;
         samples[long(r)][2] = 0.0f;
     }
     return samples;
@@ -206,7 +205,8 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     for (const auto& [axis, column] : options.channels) {
         const long id = ComponentOfAxis(axis);
         if (id == UndefinedComponent) {
-            Platform().Error("Unknown receiver axis \"" + axis + "\"; the channels go by X, Y or Z.");
+            Platform().Error("Unknown receiver axis \"" + axis +
+                             "\"; the channels go by X, Y or Z.");
             return false;
         }
         if (firstChannel.count(id)) {
@@ -263,8 +263,6 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     geometry.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
 
     descriptor.Components().clear();
-    xTRClasf counts;
-    counts[LastComponent] = 0;
     for (const auto& [id, position] : firstChannel) {
         xEMCompDesc component;
         component.id = id;
@@ -274,15 +272,15 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
         component.geometry.SetPosition(xEMGDesc::Rx, options.rxOffset[0], options.rxOffset[1],
                                        options.rxOffset[2]);
         descriptor.Components()[id] = component;
-        counts[id] = std::int32_t(windows);
     }
     descriptor.SelectComponent(firstChannel.begin()->first);
 
     format.itemsPerRecord = layout.ItemsPerRecord();
-    format.SetClassification(counts);
+    // The channel counts live in the components; a descriptor read from a file
+    // holds no other classification in its format, nor does this one.
+    format.SetChannels(windows);
     for (const auto& [id, position] : firstChannel)
-        for (long ch = 1; ch <= windows; ++ch)
-            format.channelMap[ch][id] = float(position + ch - 1);
+        for (long ch = 1; ch <= windows; ++ch) format.channelMap[ch][id] = float(position + ch - 1);
     descriptor.formatDesc = format;
     return true;
 }

@@ -23,7 +23,7 @@ struct xDescriptorOptions {
     std::vector<std::pair<std::string, std::string>> channels;
     // Receiver minus transmitter, metres, x forward, z up.
     std::array<float, 3> rxOffset{0.0f, 0.0f, 0.0f};
-    std::string name;    // empty: the system file's name
+    std::string name;  // empty: the system file's name
     std::string txUnit = "amp";
     std::string rxUnit;  // empty: from the normalisation and output type
     std::string version;

@@ -1,0 +1,267 @@
+#include "xDescriptorBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "SharedData.h"
+#include "xRecordingPlatform.h"
+
+namespace {
+
+// A triangular pulse of 1000 us ending 1000 us into the half period; the table
+// gives one half period from the pulse's start, time zero at its end.
+const char* kSystem = R"(System Begin
+	Name = Test-Ramp
+	Transmitter Begin
+		BaseFrequency = 25
+		WaveFormCurrent Begin
+			-0.0010 0.0
+			-0.0005 1.0
+			 0.0000 0.0
+			 0.0190 0.0
+		WaveFormCurrent End
+	Transmitter End
+	Receiver Begin
+		NumberOfWindows = 3
+		WindowWeightingScheme = Boxcar
+		WindowTimes Begin
+			0.0001 0.0002
+			0.0002 0.0004
+			0.0004 0.0008
+		WindowTimes End
+	Receiver End
+	ForwardModelling Begin
+		OutputType = dB/dt
+		SecondaryFieldNormalisation = none
+	ForwardModelling End
+System End
+)";
+
+const char* kLayout = R"(DEFN   ST=RECD,RT=COMM;RT:A4;COMMENTS:A76
+DEFN 1 ST=RECD,RT=;Line:I10
+DEFN 2 ST=RECD,RT=;Fid:F10.1
+DEFN 3 ST=RECD,RT=;East:F10.1
+DEFN 4 ST=RECD,RT=;North:F10.1
+DEFN 5 ST=RECD,RT=;Dtm:F10.1
+DEFN 6 ST=RECD,RT=;Height:F10.1
+DEFN 7 ST=RECD,RT=;Mag:F10.2
+DEFN 8 ST=RECD,RT=;EMX:3F10.1
+DEFN 9 ST=RECD,RT=;EMZ:3F10.1
+DEFN 10 ST=RECD,RT=;EMZ_short:2F10.1
+END DEFN
+)";
+
+xStmSystem System(const std::string& text = kSystem) {
+    xStmFile file;
+    EXPECT_TRUE(file.Parse(text, "ramp.stm"));
+    xStmSystem system;
+    EXPECT_TRUE(system.Read(file));
+    return system;
+}
+
+xGdfDefinition Layout() {
+    xGdfDefinition layout;
+    EXPECT_TRUE(layout.ParseDfn(kLayout, "ramp.dfn"));
+    return layout;
+}
+
+xDescriptorOptions Options() {
+    xDescriptorOptions o;
+    o.items = {{"line", "Line"},  {"fid", "Fid"},         {"east", "East"}, {"north", "North"},
+               {"z_topo", "Dtm"}, {"altitude", "Height"}, {"mag", "Mag"}};
+    o.channels = {{"Z", "EMZ"}, {"X", "EMX"}};
+    o.rxOffset = {-120.0f, 0.0f, -45.0f};
+    return o;
+}
+
+void ExpectRows(const FloatMatrix& samples, const std::vector<std::pair<float, float>>& rows) {
+    ASSERT_EQ(samples.Rows(), long(rows.size()));
+    for (long r = 0; r < samples.Rows(); ++r) {
+        EXPECT_NEAR(samples[r][0], rows[std::size_t(r)].first, 1e-3) << "row " << r;
+        EXPECT_NEAR(samples[r][1], rows[std::size_t(r)].second, 1e-6) << "row " << r;
+    }
+}
+
+TEST(DescriptorBuilder, TimesStartAtTheHalfPeriodAndChannelsFollowTheLayout) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), d));
+    EXPECT_TRUE(platform.messages.empty());
+
+    EXPECT_EQ(d.systemDesc.name, "Test-Ramp");
+    EXPECT_EQ(d.systemDesc.timeUnit, "microsec");
+    EXPECT_FLOAT_EQ(d.systemDesc.nominalHalfPeriod, 20000.0f);
+    EXPECT_FLOAT_EQ(d.systemDesc.realHalfPeriod, 20000.0f);
+    EXPECT_DOUBLE_EQ(d.systemDesc.RealSeconds(20000.0), 0.02);
+    EXPECT_EQ(d.systemDesc.normalization, "total field");
+
+    ASSERT_EQ(d.Components().size(), 2u);
+    const xEMCompDesc& z = d.Components().at(109);
+    const xEMCompDesc& x = d.Components().at(107);
+    // Time zero of the file is the end of the pulse, 1000 us into the half period.
+    const float windows[3][2] = {{1100, 1200}, {1200, 1400}, {1400, 1800}};
+    ASSERT_EQ(z.wave.windows.Rows(), 3);
+    for (long w = 0; w < 3; ++w) {
+        EXPECT_NEAR(z.wave.windows[w][0], windows[w][0], 1e-3);
+        EXPECT_NEAR(z.wave.windows[w][1], windows[w][1], 1e-3);
+        EXPECT_EQ(z.wave.weights[w], 1.0f);
+    }
+    EXPECT_EQ(x.wave, z.wave);
+    ExpectRows(z.wave.txWaveform.samples, {{0, 0}, {500, 1}, {1000, 0}, {20000, 0}});
+
+    EXPECT_EQ(z.geometry.receiver.UsedAxes(), std::vector<int>{AxisZ});
+    EXPECT_EQ(x.geometry.receiver.UsedAxes(), std::vector<int>{AxisX});
+    EXPECT_EQ(x.geometry.transmitter.UsedAxes(), std::vector<int>{AxisZ});
+    EXPECT_EQ(x.geometry.GetPosition(xEMGDesc::Rx), (std::array<float, 3>{-120, 0, -45}));
+
+    const xEMFDesc& f = d.formatDesc;
+    EXPECT_EQ(f.itemsPerRecord, 15);
+    EXPECT_EQ(
+        std::vector<long>({f.posLine, f.posFid, f.posEast, f.posNorth, f.posZTopo, f.posAltitude}),
+        std::vector<long>({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(f.userItems, (std::vector<xEMFUserItem>{{"mag", 7}}));
+    for (long ch = 1; ch <= 3; ++ch) {
+        EXPECT_EQ(f.ChannelPosition(ch, 107), 7 + ch);
+        EXPECT_EQ(f.ChannelPosition(ch, 109), 10 + ch);
+    }
+    EXPECT_EQ(d.GetClassification()[109], 3);
+    EXPECT_EQ(d.GetClassification()[108], 0);
+}
+
+TEST(DescriptorBuilder, PrimaryIsTheCurrentsDerivativeForDbdtAndItsShapeForB) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), d));
+    // Slopes 1/500 and -1/500 per microsecond, each change a 0.01 us step.
+    ExpectRows(d.Components().at(109).wave.rxPrimary.samples, {{0, 0.002f},
+                                                               {500, 0.002f},
+                                                               {500.01f, -0.002f},
+                                                               {1000, -0.002f},
+                                                               {1000.01f, 0},
+                                                               {20000, 0}});
+    EXPECT_EQ(d.Components().at(109).wave.rxPrimary.unit, "nV/amp/m^2");
+
+    std::string text = kSystem;
+    text.replace(text.find("dB/dt"), 5, "B");
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(text), Layout(), Options(), d));
+    const xEMWDesc& wave = d.Components().at(109).wave;
+    EXPECT_EQ(wave.rxPrimary.samples, wave.txWaveform.samples);
+    EXPECT_EQ(wave.rxPrimary.unit, "Wb/m^2");
+}
+
+TEST(DescriptorBuilder, WholePeriodTableGivesThePositiveHalfHoldingTheWindows) {
+    xRecordingPlatform platform;
+    // Both polarities, time zero in the middle of the reversal, windows after it.
+    std::string text = kSystem;
+    const auto from = text.find("\t\t\t-0.0010");
+    const auto to = text.find("\t\tWaveFormCurrent End");
+    text.replace(from, to - from,
+                 "-0.02 0\n-0.0199 1\n-0.00001 1\n0.00001 -1\n0.0199 -1\n0.02 0\n");
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(text), Layout(), Options(), d));
+    const xEMWDesc& wave = d.Components().at(109).wave;
+    EXPECT_NEAR(wave.windows[0][0], 100.0f, 1e-3);
+    ExpectRows(wave.txWaveform.samples, {{0, 0}, {10, 1}, {19900, 1}, {20000, 0}});
+}
+
+TEST(DescriptorBuilder, WritesAndReadsBackIdentically) {
+    xRecordingPlatform platform;
+    xEMDesc built;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), built));
+    std::stringstream file;
+    built.Write(file);
+    xEMDesc read;
+    ASSERT_TRUE(read.Read(file));
+    EXPECT_TRUE(platform.messages.empty());
+
+    EXPECT_EQ(read.systemDesc.name, built.systemDesc.name);
+    EXPECT_EQ(read.systemDesc.timeUnit, "microsec");
+    EXPECT_EQ(read.systemDesc.nominalHalfPeriod, built.systemDesc.nominalHalfPeriod);
+    EXPECT_EQ(read.systemDesc.normalization, built.systemDesc.normalization);
+    ASSERT_EQ(read.Components().size(), 2u);
+    for (const auto& [id, component] : built.Components()) {
+        EXPECT_EQ(read.Components().at(id).wave, component.wave) << id;
+        EXPECT_EQ(read.Components().at(id).geometry.GetPosition(xEMGDesc::Rx),
+                  component.geometry.GetPosition(xEMGDesc::Rx));
+    }
+    EXPECT_EQ(read.formatDesc, built.formatDesc);
+    std::ostringstream again;
+    read.Write(again);
+    EXPECT_EQ(again.str(), file.str());
+}
+
+TEST(DescriptorBuilder, RefusesMissingColumnsAndChannelCountsThatDisagree) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    xDescriptorOptions o = Options();
+    o.items[4].second = "Elevation";
+    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
+    EXPECT_EQ(
+        platform.Texts("error"),
+        std::vector<std::string>{
+            "The layout ramp.dfn has no column \"Elevation\" (given for the item \"z_topo\")."});
+
+    platform.messages.clear();
+    o = Options();
+    o.channels = {{"Z", "EMZ_short"}};
+    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
+    EXPECT_EQ(platform.Texts("error"),
+              std::vector<std::string>{
+                  "The column \"EMZ_short\" holds 2 channels but the system file has 3 windows."});
+
+    platform.messages.clear();
+    o = Options();
+    o.channels = {{"Z", "EMY"}};
+    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
+    EXPECT_TRUE(platform.Saw(
+        "error", "The layout ramp.dfn has no column \"EMY\" (given for the channels of Z)."));
+
+    platform.messages.clear();
+    o = Options();
+    o.items.erase(o.items.begin() + 5);
+    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
+    EXPECT_TRUE(platform.Saw("error", "No column is given for the item \"altitude\"."));
+}
+
+TEST(DescriptorBuilder, BundledGeotemHasSixteenShiftedWindowsForXAndZ) {
+    const auto dir = SharedDataDir() / "geotem-gsq823-1996";
+    SKIP_UNLESS_EXISTS(dir / "Geotem3-GSQ823.stm");
+    xRecordingPlatform platform;
+    xStmFile file;
+    ASSERT_TRUE(file.Read(dir / "Geotem3-GSQ823.stm"));
+    xStmSystem system;
+    ASSERT_TRUE(system.Read(file));
+    xGdfDefinition layout;
+    ASSERT_TRUE(layout.ReadDfn(dir / "Geotem_GSQ823.dfn"));
+    xDescriptorOptions o;
+    o.items = {
+        {"line", "Line"},      {"fid", "Fiducial"},          {"east", "Easting"},
+        {"north", "Northing"}, {"z_topo", "Elevation_SRTM"}, {"altitude", "Radar_Altimeter"}};
+    o.channels = {{"X", "X_off_time"}, {"Z", "Z_off_time"}};
+    o.rxOffset = {-120.0f, 0.0f, -45.0f};
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(system, layout, o, d));
+    EXPECT_TRUE(platform.messages.empty());
+    EXPECT_EQ(d.systemDesc.normalization, "component");
+    for (long id : {107L, 109L}) {
+        const xEMWDesc& wave = d.Components().at(id).wave;
+        ASSERT_EQ(wave.windows.Rows(), 16);
+        // 273.3 us after the end of the 4108 us pulse; the last ends at 15742.0.
+        EXPECT_NEAR(wave.windows[0][0], 4381.3f, 0.01f);
+        EXPECT_NEAR(wave.windows[15][1], 19850.0f, 0.01f);
+        EXPECT_EQ(wave.rxPrimary.unit, "ppm");
+        const FloatMatrix& tx = wave.txWaveform.samples;
+        EXPECT_NEAR(tx[0][0], 0.0f, 1e-3);
+        EXPECT_NEAR(tx[tx.Rows() - 1][0], 20000.0f, 1e-2);
+    }
+    // A half sine of unit peak over 4108 us starts with a slope near pi / 4108.
+    EXPECT_NEAR(d.Components().at(109).wave.rxPrimary.samples[0][1], 3.14159f / 4108.0f, 2e-5);
+    EXPECT_EQ(d.formatDesc.itemsPerRecord, 55);
+    EXPECT_EQ(d.formatDesc.ChannelPosition(1, 107), 20);
+    EXPECT_EQ(d.formatDesc.ChannelPosition(16, 107), 35);
+    EXPECT_EQ(d.formatDesc.ChannelPosition(1, 109), 40);
+    EXPECT_EQ(d.formatDesc.ChannelPosition(16, 109), 55);
+}
+
+}  // namespace
