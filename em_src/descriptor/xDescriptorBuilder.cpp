@@ -121,6 +121,19 @@ bool xDescriptorBuilder::HalfPeriodShift(const xStmSystem& system, double& shift
     return false;
 }
 
+// Slopes per microsecond are small numbers, and the file keeps six decimals:
+// the samples are kept at a peak of 1 and the peak goes into the amplitude
+// scaling, whose factor (second over first) gives the samples back their size.
+void xDescriptorBuilder::NormaliseToPeak(xWaveform& wave) {
+    float peak = 0.0f;
+    for (long r = 0; r < wave.samples.Rows(); ++r)
+        peak = std::max(peak, std::abs(wave.samples[r][1]));
+    if (peak == 0.0f || peak == 1.0f) return;
+    for (long r = 0; r < wave.samples.Rows(); ++r) wave.samples[r][1] /= peak;
+    wave.scaleFirst = 1.0f / peak;
+    wave.scaleSecond = 1.0f;
+}
+
 FloatMatrix xDescriptorBuilder::Derivative(const FloatMatrix& current, double epsilon) {
     const long n = current.Rows();
     const long low = current.RowLow();
@@ -256,6 +269,7 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     wave.rxPrimary.samples = system.output == xStmOutput::B
                                  ? wave.txWaveform.samples
                                  : Derivative(wave.txWaveform.samples, kStepMicro);
+    NormaliseToPeak(wave.rxPrimary);
 
     // The system file is normalised to a unit moment: a dipole is the transmitter.
     xEMGDesc geometry;

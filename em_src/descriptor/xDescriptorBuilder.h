@@ -49,6 +49,8 @@ class xDescriptorBuilder {
     // Time derivative of a current given by straight segments, rows of (time,
     // amplitude): constant on each segment, each change of slope written as two
     // rows epsilon apart because the times of a waveform must rise.
+    // Samples scaled to a peak of 1, the peak kept in the amplitude scaling.
+    static void NormaliseToPeak(xWaveform& wave);
     static FloatMatrix Derivative(const FloatMatrix& current, double epsilon);
 
     // "Z" -> 109 (TzRz), "X" -> 107, "Y" -> 108; 100 for anything else.

@@ -133,13 +133,12 @@ TEST(DescriptorBuilder, PrimaryIsTheCurrentsDerivativeForDbdtAndItsShapeForB) {
     xRecordingPlatform platform;
     xEMDesc d;
     ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), d));
-    // Slopes 1/500 and -1/500 per microsecond, each change a 0.01 us step.
-    ExpectRows(d.Components().at(109).wave.rxPrimary.samples, {{0, 0.002f},
-                                                               {500, 0.002f},
-                                                               {500.01f, -0.002f},
-                                                               {1000, -0.002f},
-                                                               {1000.01f, 0},
-                                                               {20000, 0}});
+    // Slopes 1/500 and -1/500 per microsecond, each change a 0.01 us step; the
+    // samples are kept at a peak of 1 and the factor carries the 1/500.
+    const xWaveform& primary = d.Components().at(109).wave.rxPrimary;
+    ExpectRows(primary.samples,
+               {{0, 1}, {500, 1}, {500.01f, -1}, {1000, -1}, {1000.01f, 0}, {20000, 0}});
+    EXPECT_FLOAT_EQ(primary.AmplitudeFactor(), 0.002f);
     EXPECT_EQ(d.Components().at(109).wave.rxPrimary.unit, "nV/amp/m^2");
 
     std::string text = kSystem;
@@ -256,7 +255,8 @@ TEST(DescriptorBuilder, BundledGeotemHasSixteenShiftedWindowsForXAndZ) {
         EXPECT_NEAR(tx[tx.Rows() - 1][0], 20000.0f, 1e-2);
     }
     // A half sine of unit peak over 4108 us starts with a slope near pi / 4108.
-    EXPECT_NEAR(d.Components().at(109).wave.rxPrimary.samples[0][1], 3.14159f / 4108.0f, 2e-5);
+    const xWaveform& primary = d.Components().at(109).wave.rxPrimary;
+    EXPECT_NEAR(primary.samples[0][1] * primary.AmplitudeFactor(), 3.14159f / 4108.0f, 2e-5);
     EXPECT_EQ(d.formatDesc.itemsPerRecord, 55);
     EXPECT_EQ(d.formatDesc.ChannelPosition(1, 107), 20);
     EXPECT_EQ(d.formatDesc.ChannelPosition(16, 107), 35);
