@@ -43,4 +43,16 @@ struct DescriptorBuildArgs {
 // args.out; nothing is written when any part is refused.
 int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out);
 
+struct DescriptorBuildFdArgs {
+    std::filesystem::path layout;         // .dfn or .hdr
+    std::string map;                      // "line=Line,fid=Fiducial,..."
+    std::vector<std::string> components;  // "Z:382=CPI400_F/CPQ400_F,1822=..."
+    std::vector<std::string> rxOffsets;   // "Z=-7.86,0,0"
+    std::string name;
+    std::filesystem::path out;
+};
+// A frequency-domain descriptor from a survey's column layout and the coil
+// pairs given on the command line; nothing is written when any part is refused.
+int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out);
+
 }  // namespace cli

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <iomanip>
@@ -98,6 +99,60 @@ bool ParsePairs(const std::string& text, const char* option,
     return true;
 }
 
+bool ReadLayout(const fs::path& file, xGdfDefinition& layout) {
+    std::string extension = file.extension().string();
+    for (char& c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
+    return extension == ".hdr" ? layout.ReadHdr(file) : layout.ReadDfn(file);
+}
+
+// "Z:382=CPI400_F/CPQ400_F,1822=CPI1800_F/CPQ1800_F": a coil pair, then each
+// frequency with its in-phase and quadrature columns.
+bool ParseComponent(const std::string& text, xFdComponentOptions& component) {
+    const auto fail = [&text]() {
+        Platform().Error(
+            "--component wants PAIR:FREQUENCY=INPHASE/QUADRATURE,... (e.g. "
+            "Z:382=CPI400_F/CPQ400_F), not \"" +
+            text + "\".");
+        return false;
+    };
+    const auto colon = text.find(':');
+    if (colon == std::string::npos) return fail();
+    component.id = xDescriptorBuilder::ComponentOfCoilPair(text.substr(0, colon));
+    if (component.id == UndefinedComponent) {
+        Platform().Error("Unknown coil pair \"" + text.substr(0, colon) +
+                         "\"; give X (coaxial), Y, Z (horizontal coplanar) or a component "
+                         "name such as TzRz.");
+        return false;
+    }
+    for (const auto& item : SplitList(text.substr(colon + 1))) {
+        const auto equals = item.find('=');
+        const auto slash = item.find('/', equals == std::string::npos ? 0 : equals);
+        double frequency = 0.0;
+        if (equals == std::string::npos || slash == std::string::npos || slash == equals + 1 ||
+            slash + 1 == item.size() || !ParseDouble(item.substr(0, equals), frequency))
+            return fail();
+        component.frequencies.push_back(float(frequency));
+        component.inPhase.push_back(item.substr(equals + 1, slash - equals - 1));
+        component.quadrature.push_back(item.substr(slash + 1));
+    }
+    return !component.frequencies.empty() || fail();
+}
+
+// "DX,DY,DZ" in metres.
+bool ParseOffset(const std::string& text, const char* option, std::array<float, 3>& offset) {
+    const auto parts = SplitList(text);
+    double value[3] = {};
+    bool ok = parts.size() == 3;
+    for (std::size_t i = 0; ok && i < 3; ++i) ok = ParseDouble(parts[i], value[i]);
+    if (!ok) {
+        Platform().Error(std::string(option) + " wants three numbers DX,DY,DZ in metres, not \"" +
+                         text + "\".");
+        return false;
+    }
+    offset = {float(value[0]), float(value[1]), float(value[2])};
+    return true;
+}
+
 bool ReadDescriptor(const fs::path& file, xEMDesc& descriptor) {
     if (!fs::exists(file)) {
         Platform().Error("Cannot find specified descriptor file.");
@@ -164,28 +219,14 @@ int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out) {
     if (!ParsePairs(args.map, "--map", options.items) ||
         !ParsePairs(args.channels, "--channels", options.channels))
         return kUsage;
-    if (!args.rxOffset.empty()) {
-        const auto parts = SplitList(args.rxOffset);
-        double value[3] = {};
-        bool ok = parts.size() == 3;
-        for (std::size_t i = 0; ok && i < 3; ++i) ok = ParseDouble(parts[i], value[i]);
-        if (!ok) {
-            Platform().Error("--rx-offset wants three numbers DX,DY,DZ in metres, not \"" +
-                             args.rxOffset + "\".");
-            return kUsage;
-        }
-        options.rxOffset = {float(value[0]), float(value[1]), float(value[2])};
-    }
+    if (!args.rxOffset.empty() && !ParseOffset(args.rxOffset, "--rx-offset", options.rxOffset))
+        return kUsage;
 
     xStmFile stm;
     xStmSystem system;
     if (!stm.Read(args.system) || !system.Read(stm)) return kFailed;
     xGdfDefinition layout;
-    std::string extension = args.layout.extension().string();
-    for (char& c : extension) c = char(std::tolower(static_cast<unsigned char>(c)));
-    const bool read =
-        extension == ".hdr" ? layout.ReadHdr(args.layout) : layout.ReadDfn(args.layout);
-    if (!read) return kFailed;
+    if (!ReadLayout(args.layout, layout)) return kFailed;
 
     xEMDesc descriptor;
     if (!xDescriptorBuilder::Build(system, layout, options, descriptor)) return kFailed;
@@ -194,6 +235,48 @@ int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out) {
         << descriptor.Components().size() << " component(s) of "
         << descriptor.Components().begin()->second.wave.windows.Rows() << " windows, half period "
         << descriptor.systemDesc.nominalHalfPeriod << " " << descriptor.systemDesc.timeUnit << '\n';
+    return kSuccess;
+}
+
+int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out) {
+    xFdDescriptorOptions options;
+    options.name = args.name;
+    options.version = args.layout.filename().string();
+    options.definedBy = "tovarn descriptor build-fd";
+    if (!ParsePairs(args.map, "--map", options.items)) return kUsage;
+    for (const auto& text : args.components) {
+        xFdComponentOptions component;
+        if (!ParseComponent(text, component)) return kUsage;
+        options.components.push_back(component);
+    }
+    for (const auto& text : args.rxOffsets) {
+        const auto equals = text.find('=');
+        const long id = equals == std::string::npos
+                            ? UndefinedComponent
+                            : xDescriptorBuilder::ComponentOfCoilPair(text.substr(0, equals));
+        auto component = std::find_if(options.components.begin(), options.components.end(),
+                                      [id](const xFdComponentOptions& c) { return c.id == id; });
+        if (component == options.components.end()) {
+            Platform().Error(
+                "--rx-offset wants PAIR=DX,DY,DZ for a pair given by --component, "
+                "not \"" +
+                text + "\".");
+            return kUsage;
+        }
+        if (!ParseOffset(text.substr(equals + 1), "--rx-offset", component->rxOffset))
+            return kUsage;
+    }
+
+    xGdfDefinition layout;
+    if (!ReadLayout(args.layout, layout)) return kFailed;
+    xEMDesc descriptor;
+    if (!xDescriptorBuilder::BuildFrequencyDomain(layout, options, descriptor)) return kFailed;
+    if (!descriptor.Write(args.out)) return kFailed;
+    out << args.out.string() << ": " << descriptor.systemDesc.name << ", frequency domain,";
+    for (const auto& [id, component] : descriptor.Components())
+        out << " " << ComponentName(id) << " " << component.wave.frequencies.Rows()
+            << " frequencies;";
+    out << " records of " << descriptor.formatDesc.itemsPerRecord << " items\n";
     return kSuccess;
 }
 

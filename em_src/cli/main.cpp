@@ -140,6 +140,43 @@ int main(int argc, char** argv) {
                          "nV/amp/m^2 for dB/dt)");
     buildCmd->add_option("--out", outFile, "the descriptor to write (.DSC)")->required();
 
+    cli::DescriptorBuildFdArgs buildFd;
+    std::string fdLayoutFile, fdOutFile;
+    auto* buildFdCmd = descriptorCmd->add_subcommand(
+        "build-fd",
+        "Build a frequency-domain descriptor from a survey's column layout (.dfn or .hdr) and\n"
+        "its coil pairs. Each pair is a dipole transmitter at the origin and a dipole receiver\n"
+        "at its offset; in-phase and quadrature are in ppm of the pair's primary field. Example:\n"
+        "  tovarn descriptor build-fd --layout RESOLVE.hdr \\\n"
+        "    --map line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Ground_elevation,"
+        "altitude=Bird_height \\\n"
+        "    --component Z:382=CPI400_F/CPQ400_F,1822=CPI1800_F/CPQ1800_F \\\n"
+        "    --component X:3258=CXI3300_F/CXQ3300_F \\\n"
+        "    --rx-offset Z=-7.86,0,0 --rx-offset X=-8.99,0,0 --name RESOLVE --out RESOLVE.DSC");
+    buildFdCmd
+        ->add_option("--layout", fdLayoutFile,
+                     "the column layout: an ASEG-GDF2 definition (.dfn) or a column list (.hdr)")
+        ->required();
+    buildFdCmd
+        ->add_option(
+            "--map", buildFd.map,
+            "ITEM=COLUMN,...: line, fid, east, north, z_topo and altitude are required;\n"
+            "Rx_pitch, Rx_roll, Rx_yaw, Tx_pitch, Tx_roll, Tx_yaw are optional; any other\n"
+            "name becomes a user item")
+        ->required();
+    buildFdCmd
+        ->add_option("--component", buildFd.components,
+                     "PAIR:HZ=INPHASE/QUADRATURE,...: one coil pair and, for each of its\n"
+                     "frequencies, the columns of its in-phase and quadrature. PAIR is Z\n"
+                     "(horizontal coplanar, TzRz), X (coaxial, TxRx), Y (TyRy) or a component\n"
+                     "name such as TzRx; repeat the option for each pair")
+        ->required();
+    buildFdCmd->add_option("--rx-offset", buildFd.rxOffsets,
+                           "PAIR=DX,DY,DZ: the pair's receiver minus transmitter in metres, x\n"
+                           "forward, z up (default 0,0,0); repeat for each pair");
+    buildFdCmd->add_option("--name", buildFd.name, "the system name");
+    buildFdCmd->add_option("--out", fdOutFile, "the descriptor to write (.DSC)")->required();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -167,6 +204,10 @@ int main(int argc, char** argv) {
             build.layout = layoutFile;
             build.out = outFile;
             result = cli::DescriptorBuild(build, std::cout);
+        } else if (*buildFdCmd) {
+            buildFd.layout = fdLayoutFile;
+            buildFd.out = fdOutFile;
+            result = cli::DescriptorBuildFd(buildFd, std::cout);
         } else if (*runCmd) {
             for (const auto& text : answers) {
                 xConsolePlatform::AnswerRule rule;

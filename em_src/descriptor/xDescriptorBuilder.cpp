@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <map>
 #include <sstream>
 
 #include "xPlatform.h"
@@ -89,6 +90,48 @@ xEMSensorType Dipole(int axis) {
     xEMSensorType sensor;
     sensor.AddComponent(axis);
     return sensor;
+}
+
+// The named and user items of the record from the layout's columns.
+bool FormatItems(const xGdfDefinition& layout,
+                 const std::vector<std::pair<std::string, std::string>>& items, xEMFDesc& format) {
+    format.userItems.clear();
+    for (const auto& [item, column] : items) {
+        const xGdfField* field = Column(layout, column, "the item \"" + item + "\"");
+        if (!field) return false;
+        if (!NamedItem(item, field->position, format)) {
+            if (item.size() > xEMFDesc::MaxItemNameLength) {
+                Platform().Error("The item name \"" + item + "\" is longer than " +
+                                 std::to_string(xEMFDesc::MaxItemNameLength) + " characters.");
+                return false;
+            }
+            format.userItems.push_back({item, field->position});
+        }
+    }
+    for (int i = 0; i < xEMFDesc::NumberOfItems; ++i) {
+        const auto which = xEMFDesc::Item(i);
+        if (xEMFDesc::IsRequired(which) && format.Position(which) == 0) {
+            Platform().Error("No column is given for the item \"" +
+                             std::string(xEMFDesc::ItemName(which)) + "\".");
+            return false;
+        }
+    }
+    if (format.userItems.empty()) format.userItems = xEMFDesc().userItems;
+    return true;
+}
+
+// The position of a column of one value per record.
+bool SingleColumn(const xGdfDefinition& layout, const std::string& name, const std::string& usedFor,
+                  long& position) {
+    const xGdfField* field = Column(layout, name, usedFor);
+    if (!field) return false;
+    if (field->Items() != 1) {
+        Platform().Error("The column \"" + name + "\" holds " + std::to_string(field->Items()) +
+                         " items; " + usedFor + " takes one.");
+        return false;
+    }
+    position = field->position;
+    return true;
 }
 
 }  // namespace
@@ -190,28 +233,7 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
             "The receiver's low-pass filters of the system file are not part of the descriptor.");
 
     xEMFDesc format;
-    format.userItems.clear();
-    for (const auto& [item, column] : options.items) {
-        const xGdfField* field = Column(layout, column, "the item \"" + item + "\"");
-        if (!field) return false;
-        if (!NamedItem(item, field->position, format)) {
-            if (item.size() > xEMFDesc::MaxItemNameLength) {
-                Platform().Error("The item name \"" + item + "\" is longer than " +
-                                 std::to_string(xEMFDesc::MaxItemNameLength) + " characters.");
-                return false;
-            }
-            format.userItems.push_back({item, field->position});
-        }
-    }
-    for (int i = 0; i < xEMFDesc::NumberOfItems; ++i) {
-        const auto which = xEMFDesc::Item(i);
-        if (xEMFDesc::IsRequired(which) && format.Position(which) == 0) {
-            Platform().Error("No column is given for the item \"" +
-                             std::string(xEMFDesc::ItemName(which)) + "\".");
-            return false;
-        }
-    }
-    if (format.userItems.empty()) format.userItems = xEMFDesc().userItems;
+    if (!FormatItems(layout, options.items, format)) return false;
 
     const long windows = long(system.windows.size());
     std::map<long, long> firstChannel;  // component id -> position of channel 1
@@ -295,6 +317,104 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     format.SetChannels(windows);
     for (const auto& [id, position] : firstChannel)
         for (long ch = 1; ch <= windows; ++ch) format.channelMap[ch][id] = float(position + ch - 1);
+    descriptor.formatDesc = format;
+    return true;
+}
+
+long xDescriptorBuilder::ComponentOfCoilPair(const std::string& axis) {
+    const std::string a = Lower(axis);
+    if (a == "x") return IdFromAxes(AxisX, AxisX);
+    if (a == "y") return IdFromAxes(AxisY, AxisY);
+    if (a == "z") return IdFromAxes(AxisZ, AxisZ);
+    const long id = ComponentId(axis);
+    return id >= FirstComponent && id <= LastComponent ? id : UndefinedComponent;
+}
+
+bool xDescriptorBuilder::BuildFrequencyDomain(const xGdfDefinition& layout,
+                                              const xFdDescriptorOptions& options,
+                                              xEMDesc& descriptor) {
+    xEMFDesc format;
+    if (!FormatItems(layout, options.items, format)) return false;
+    if (options.components.empty()) {
+        Platform().Error("No components are given.");
+        return false;
+    }
+
+    struct Columns {
+        std::vector<long> inPhase, quadrature;
+    };
+    std::map<long, Columns> positions;
+    long channels = 0;
+    for (const xFdComponentOptions& c : options.components) {
+        const std::string name = ComponentName(c.id);
+        if (c.id < FirstComponent || c.id > LastComponent) {
+            Platform().Error("Unknown component " + std::to_string(c.id) + ".");
+            return false;
+        }
+        if (positions.count(c.id)) {
+            Platform().Error("The component " + name + " is given twice.");
+            return false;
+        }
+        const std::size_t n = c.frequencies.size();
+        if (n == 0 || c.inPhase.size() != n || c.quadrature.size() != n) {
+            Platform().Error("The component " + name +
+                             " needs one in-phase and one quadrature column per frequency.");
+            return false;
+        }
+        Columns& columns = positions[c.id];
+        for (std::size_t k = 0; k < n; ++k) {
+            if (!(c.frequencies[k] > 0.0f)) {
+                Platform().Error("The frequencies of " + name + " must be above 0 Hz.");
+                return false;
+            }
+            const std::string at = Number(c.frequencies[k]) + " Hz of " + name;
+            long ip = 0, q = 0;
+            if (!SingleColumn(layout, c.inPhase[k], "the in-phase at " + at, ip) ||
+                !SingleColumn(layout, c.quadrature[k], "the quadrature at " + at, q))
+                return false;
+            columns.inPhase.push_back(ip);
+            columns.quadrature.push_back(q);
+        }
+        channels = std::max(channels, long(n));
+    }
+
+    xEMSDesc& header = descriptor.systemDesc;
+    header = xEMSDesc();
+    header.name = options.name;
+    header.version = options.version;
+    header.definedBy = options.definedBy;
+    header.dateDefined = options.dateDefined;
+    header.waveformType = "frequency domain";
+    // In-phase and quadrature are given in parts of each component's own primary.
+    header.normalization = "component";
+
+    descriptor.Components().clear();
+    for (const xFdComponentOptions& c : options.components) {
+        xEMCompDesc component;
+        component.id = c.id;
+        const long n = long(c.frequencies.size());
+        component.wave.frequencies.Resize(0, n - 1, 0, 0);
+        component.wave.weights.Resize(0, n - 1);
+        for (long k = 0; k < n; ++k) {
+            component.wave.frequencies[k][0] = c.frequencies[std::size_t(k)];
+            component.wave.weights[k] = 1.0f;
+        }
+        component.geometry.transmitter = Dipole(TxAxis(c.id));
+        component.geometry.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
+        component.geometry.receiver = Dipole(RxAxis(c.id));
+        component.geometry.SetPosition(xEMGDesc::Rx, c.rxOffset[0], c.rxOffset[1], c.rxOffset[2]);
+        descriptor.Components()[c.id] = component;
+    }
+    descriptor.SelectComponent(options.components.front().id);
+
+    format.isFrequencyDomain = 1;
+    format.itemsPerRecord = layout.ItemsPerRecord();
+    format.SetChannels(channels);
+    for (const auto& [id, columns] : positions)
+        for (std::size_t k = 0; k < columns.inPhase.size(); ++k) {
+            format.inPhaseMap[long(k) + 1][id] = float(columns.inPhase[k]);
+            format.quadratureMap[long(k) + 1][id] = float(columns.quadrature[k]);
+        }
     descriptor.formatDesc = format;
     return true;
 }

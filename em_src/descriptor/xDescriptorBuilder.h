@@ -31,6 +31,27 @@ struct xDescriptorOptions {
     std::string dateDefined;
 };
 
+// One component of a frequency-domain system: its frequencies in Hz with the
+// columns of their in-phase and quadrature values, in the same order.
+struct xFdComponentOptions {
+    long id = 109;  // TzRz for horizontal coplanar, TxRx for coaxial, ...
+    std::vector<float> frequencies;
+    std::vector<std::string> inPhase;
+    std::vector<std::string> quadrature;
+    // Receiver minus transmitter, metres, x forward, z up.
+    std::array<float, 3> rxOffset{0.0f, 0.0f, 0.0f};
+};
+
+struct xFdDescriptorOptions {
+    // As for the time domain: item name -> column name.
+    std::vector<std::pair<std::string, std::string>> items;
+    std::vector<xFdComponentOptions> components;
+    std::string name;
+    std::string version;
+    std::string definedBy;
+    std::string dateDefined;
+};
+
 class xDescriptorBuilder {
   public:
     static constexpr const char* TimeUnit = "microsec";
@@ -39,6 +60,13 @@ class xDescriptorBuilder {
     // is 0, the descriptor then being of no use.
     static bool Build(const xStmSystem& system, const xGdfDefinition& layout,
                       const xDescriptorOptions& options, xEMDesc& descriptor);
+
+    // A frequency-domain descriptor: each component a pair of dipoles, the
+    // transmitter at the origin along the component's transmitter axis, the
+    // receiver at its offset along its receiver axis; data in parts of the primary
+    // field of each component. Same failures as Build.
+    static bool BuildFrequencyDomain(const xGdfDefinition& layout,
+                                     const xFdDescriptorOptions& options, xEMDesc& descriptor);
 
     // Seconds to add to the system file's times so that its half period starts
     // at 0: the start of a table of one half period, or of the half of a whole
@@ -55,4 +83,9 @@ class xDescriptorBuilder {
 
     // "Z" -> 109 (TzRz), "X" -> 107, "Y" -> 108; 100 for anything else.
     static long ComponentOfAxis(const std::string& axis);
+    // The component of transmitter and receiver both along the axis, as the
+    // coils of a frequency-domain bird are paired: "Z" -> 109 (TzRz, coplanar),
+    // "X" -> 101 (TxRx, coaxial), "Y" -> 105; any component name (e.g. "TzRz")
+    // as itself; 100 for anything else.
+    static long ComponentOfCoilPair(const std::string& axis);
 };

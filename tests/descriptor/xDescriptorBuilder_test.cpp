@@ -264,4 +264,142 @@ TEST(DescriptorBuilder, BundledGeotemHasSixteenShiftedWindowsForXAndZ) {
     EXPECT_EQ(d.formatDesc.ChannelPosition(16, 109), 55);
 }
 
+// Two coplanar frequencies and one coaxial, columns out of frequency order as
+// the survey exports them.
+const char* kFdLayout = R"(1   Line
+2   Fiducial
+3   Easting
+4   Northing
+5   Ground
+6   Bird
+7   CPI400
+8   CPQ400
+9   CXI3300
+10  CXQ3300
+11  CPI8200
+12  CPQ8200
+)";
+
+xFdDescriptorOptions FdOptions() {
+    xFdDescriptorOptions o;
+    o.items = {{"line", "Line"},      {"fid", "Fiducial"},  {"east", "Easting"},
+               {"north", "Northing"}, {"z_topo", "Ground"}, {"altitude", "Bird"}};
+    o.components = {{109,
+                     {382.0f, 7970.0f},
+                     {"CPI400", "CPI8200"},
+                     {"CPQ400", "CPQ8200"},
+                     {-7.86f, 0.0f, 0.0f}},
+                    {101, {3258.0f}, {"CXI3300"}, {"CXQ3300"}, {-8.99f, 0.0f, 0.0f}}};
+    o.name = "Test-FD";
+    return o;
+}
+
+xGdfDefinition FdLayout() {
+    xGdfDefinition layout;
+    EXPECT_TRUE(layout.ParseHdr(kFdLayout, "fd.hdr"));
+    return layout;
+}
+
+TEST(DescriptorBuilder, FrequencyDomainPairsDipolesAndMapsInPhaseAndQuadrature) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), FdOptions(), d));
+    EXPECT_TRUE(platform.messages.empty());
+    EXPECT_TRUE(d.IsFrequencyDomain());
+    EXPECT_EQ(d.systemDesc.normalization, "component");
+    ASSERT_EQ(d.Components().size(), 2u);
+
+    const xEMCompDesc& cp = d.Components().at(109);
+    ASSERT_EQ(cp.wave.frequencies.Rows(), 2);
+    EXPECT_EQ(cp.wave.frequencies[0][0], 382.0f);
+    EXPECT_EQ(cp.wave.frequencies[1][0], 7970.0f);
+    EXPECT_EQ(cp.wave.weights[1], 1.0f);
+    EXPECT_EQ(cp.geometry.transmitter.UsedAxes(), std::vector<int>{AxisZ});
+    EXPECT_EQ(cp.geometry.receiver.UsedAxes(), std::vector<int>{AxisZ});
+    EXPECT_EQ(cp.geometry.GetPosition(xEMGDesc::Rx), (std::array<float, 3>{-7.86f, 0, 0}));
+
+    const xEMCompDesc& cx = d.Components().at(101);
+    ASSERT_EQ(cx.wave.frequencies.Rows(), 1);
+    EXPECT_EQ(cx.wave.frequencies[0][0], 3258.0f);
+    EXPECT_EQ(cx.geometry.transmitter.UsedAxes(), std::vector<int>{AxisX});
+    EXPECT_EQ(cx.geometry.receiver.UsedAxes(), std::vector<int>{AxisX});
+
+    // Dipole fields per unit moment: coplanar -1/(4 pi r^3), coaxial 2/(4 pi r^3).
+    const float pi = 3.14159265f;
+    FloatArray field(0, 2);
+    ASSERT_TRUE(d.PrimaryFieldAtReceiver(109, field));
+    EXPECT_NEAR(field[2], -1.0f / (4 * pi * 7.86f * 7.86f * 7.86f), 1e-8);
+    ASSERT_TRUE(d.PrimaryFieldAtReceiver(101, field));
+    EXPECT_NEAR(field[0], 2.0f / (4 * pi * 8.99f * 8.99f * 8.99f), 1e-8);
+
+    const xEMFDesc& f = d.formatDesc;
+    EXPECT_EQ(f.itemsPerRecord, 12);
+    EXPECT_EQ(f.posZTopo, 5);
+    EXPECT_EQ(f.posAltitude, 6);
+    EXPECT_EQ(f.InPhasePosition(1, 109), 7);
+    EXPECT_EQ(f.QuadraturePosition(1, 109), 8);
+    EXPECT_EQ(f.InPhasePosition(2, 109), 11);
+    EXPECT_EQ(f.QuadraturePosition(2, 109), 12);
+    EXPECT_EQ(f.InPhasePosition(1, 101), 9);
+    EXPECT_EQ(f.QuadraturePosition(1, 101), 10);
+    EXPECT_EQ(f.InPhasePosition(2, 101), 0);
+
+    const xTRClasf channels = d.GetClassification();
+    EXPECT_EQ(channels[109], 4);
+    EXPECT_EQ(channels[101], 2);
+    EXPECT_EQ(channels[107], 0);
+    EXPECT_EQ(d.GetNumberOfChannels(109), 2);
+
+    std::stringstream file;
+    d.Write(file);
+    xEMDesc read;
+    ASSERT_TRUE(read.Read(file));
+    EXPECT_TRUE(platform.messages.empty());
+    EXPECT_TRUE(read.IsFrequencyDomain());
+    EXPECT_EQ(read.systemDesc.normalization, "component");
+    for (const auto& [id, component] : d.Components()) {
+        const xEMCompDesc& back = read.Components().at(id);
+        EXPECT_EQ(back.wave.frequencies, component.wave.frequencies) << id;
+        EXPECT_EQ(back.wave.weights, component.wave.weights) << id;
+        EXPECT_EQ(back.geometry.GetPosition(xEMGDesc::Rx),
+                  component.geometry.GetPosition(xEMGDesc::Rx));
+        EXPECT_EQ(back.geometry.receiver.UsedAxes(), component.geometry.receiver.UsedAxes());
+    }
+    EXPECT_EQ(read.formatDesc, d.formatDesc);
+    EXPECT_EQ(read.GetClassification(), channels);
+    std::ostringstream again;
+    read.Write(again);
+    EXPECT_EQ(again.str(), file.str());
+}
+
+TEST(DescriptorBuilder, FrequencyDomainRefusesMissingColumnsAndUnpairedFrequencies) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    xFdDescriptorOptions o = FdOptions();
+    o.components[0].quadrature[1] = "CPQ40k";
+    EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
+    EXPECT_EQ(platform.Texts("error"),
+              std::vector<std::string>{"The layout fd.hdr has no column \"CPQ40k\" (given for "
+                                       "the quadrature at 7970 Hz of TzRz)."});
+
+    platform.messages.clear();
+    o = FdOptions();
+    o.components[1].inPhase.clear();
+    EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
+    EXPECT_TRUE(platform.Saw(
+        "error", "The component TxRx needs one in-phase and one quadrature column per frequency."));
+
+    platform.messages.clear();
+    o = FdOptions();
+    o.items[4].second = "Elevation";
+    EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
+    EXPECT_TRUE(platform.Saw(
+        "error", "The layout fd.hdr has no column \"Elevation\" (given for the item \"z_topo\")."));
+
+    EXPECT_EQ(xDescriptorBuilder::ComponentOfCoilPair("x"), 101);
+    EXPECT_EQ(xDescriptorBuilder::ComponentOfCoilPair("Z"), 109);
+    EXPECT_EQ(xDescriptorBuilder::ComponentOfCoilPair("TzRx"), 107);
+    EXPECT_EQ(xDescriptorBuilder::ComponentOfCoilPair("W"), 100);
+}
+
 }  // namespace
