@@ -167,28 +167,62 @@ TEST(EMDesc, VersionEightReadsWithTheOlderFormatAndCorrectedGeometry) {
     EXPECT_FLOAT_EQ(geometry->GetSeparationZ(), -90.0f);
 }
 
-TEST(EMDesc, VersionFiveIsOneSystemSharedByItsComponents) {
-    // Header, waveform, geometry and format; the components come from the
-    // format's channel map and share the one waveform and geometry.
-    xEMDesc one = TwoComponentSystem();
-    const std::string current = Written(one);
-    const std::string header = current.substr(0, current.find("  TxRx  TxRy"));
-    const auto waveStart = current.find("+ TzRx +\n") + 9 + 34;
-    const auto waveEnd = current.find(std::string(25, ' ') + "++++++++", waveStart);
+// A system as the single-system versions wrote it: header, the first
+// component's waveform and geometry, and the older format block.
+std::string OldSystemBlock(const xEMDesc& d) {
+    const std::string current = Written(d);
+    const std::string version = "FILE FORMAT VERSION\n9\n";
+    const std::string header =
+        current.substr(version.size(), current.find("  TxRx  TxRy") - version.size());
+    const std::string banner = std::string(25, ' ') + "++++++++\n";
+    const auto waveStart = current.find(banner, current.find(banner) + 1) + banner.size();
+    const auto waveEnd = current.find(banner, waveStart);
     const auto format = current.find("DATA FORMAT\n");
-    std::string text =
-        Replaced(header, "\n9\n", "\n5\n") + current.substr(waveStart, waveEnd - waveStart);
-    text += AsVersion(current.substr(format), 9);
+    const auto formatEnd = current.find("----------------------\n", format);
+    return header + current.substr(waveStart, std::min(waveEnd, format) - waveStart) +
+           current.substr(format, formatEnd - format) + OldFormatTail();
+}
+
+TEST(EMDesc, VersionFiveIsOneSystemSharedByItsComponents) {
+    // The components come from the format's channel map and share the one
+    // waveform and geometry.
     xEMDesc back;
-    ASSERT_TRUE(ReadText(back, text)) << text;
+    ASSERT_TRUE(ReadText(back, "FILE FORMAT VERSION\n5\n" + OldSystemBlock(TwoComponentSystem())));
     EXPECT_TRUE(back.HasComponent(107));
     EXPECT_TRUE(back.HasComponent(109));
     EXPECT_EQ(back.Components().size(), 2u);
     EXPECT_EQ(back.GetNumberOfChannels(109), 3);
+    EXPECT_EQ(back.Wave(107)->GetChannels(false), 3);
+    EXPECT_EQ(back.formatDesc.posFid, 4);
     // Version 5 stored the separation as the receiver position itself, and the
     // conversion takes it off that position.
     EXPECT_FLOAT_EQ(back.GetSeparation(109, AxisX), 0.0f);
-    EXPECT_EQ(back.Wave(107)->GetChannels(false), 3);
+}
+
+TEST(EMDesc, VersionSevenMergesItsSystems) {
+    // Two systems: the first gives the header and the format, the second adds
+    // its components with its own windows.
+    xEMDesc vertical = TwoComponentSystem();
+    vertical.Components().erase(107);
+    for (long ch = 1; ch <= 3; ++ch) vertical.formatDesc.channelMap[ch][107] = 0;
+    xEMDesc inline_ = TwoComponentSystem();
+    inline_.systemDesc.name = "second system";
+    inline_.Components().erase(109);
+    inline_.Components()[107].wave.windows[0][0] = 4.25f;
+    for (long ch = 1; ch <= 3; ++ch) inline_.formatDesc.channelMap[ch][109] = 0;
+
+    xEMDesc back;
+    ASSERT_TRUE(ReadText(
+        back, "FILE FORMAT VERSION\n7\n2\n" + OldSystemBlock(vertical) + OldSystemBlock(inline_)));
+    EXPECT_EQ(back.systemDesc.name, "GEOTEM 25 Hz");
+    EXPECT_EQ(back.Components().size(), 2u);
+    EXPECT_FLOAT_EQ(back.Wave(107)->windows[0][0], 4.25f);
+    EXPECT_FLOAT_EQ(back.Wave(109)->windows[0][0], 4.5f);
+
+    xRecordingPlatform platform;
+    xEMDesc none;
+    EXPECT_FALSE(ReadText(none, "FILE FORMAT VERSION\n7\n0\n"));
+    EXPECT_FALSE(platform.Texts("error").empty());
 }
 
 TEST(EMDesc, UnsupportedAndUnknownVersionsSaySo) {

@@ -18,7 +18,7 @@ inline std::filesystem::path SharedDataDir() {
         if (!tests.has_filename()) tests = tests.parent_path();
         repo = tests.parent_path().parent_path();
     } else {
-        repo = fs::path(__FILE__).parent_path().parent_path().parent_path();
+        repo = fs::path(__FILE__).parent_path().parent_path().parent_path();  // tests/support/..
     }
     return (repo / ".." / "shared" / "data").lexically_normal();
 }

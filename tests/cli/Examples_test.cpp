@@ -1,0 +1,84 @@
+// The bundled example descriptors are what the builder makes from the public
+// survey files today: a change of the builder or the descriptor writer that
+// would change them fails here until the examples are rebuilt on purpose.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+
+#include "SharedData.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string ReadAll(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Runs tovarn in the repository root and answers its exit code.
+int Tovarn(const fs::path& root, const std::string& arguments) {
+    const std::string command =
+        "cd '" + root.string() + "' && " + TOVARN_BINARY + " " + arguments + " >/dev/null 2>&1";
+    return std::system(command.c_str());
+}
+
+class ExampleDescriptors : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        root_ = fs::path(TOVARN_SOURCE_DIR);
+        out_ = fs::temp_directory_path() / "tovarn_examples";
+        fs::create_directories(out_);
+    }
+    void TearDown() override { fs::remove_all(out_); }
+
+    fs::path root_, out_;
+};
+
+}  // namespace
+
+TEST_F(ExampleDescriptors, GeotemAndTempestRebuildIdentically) {
+    const fs::path data = SharedDataDir();
+    SKIP_UNLESS_EXISTS(data / "geotem-gsq823-1996" / "Geotem3-GSQ823.stm");
+    const std::string geotem = data.string() + "/geotem-gsq823-1996/";
+    ASSERT_EQ(Tovarn(root_, "descriptor build --system " + geotem + "Geotem3-GSQ823.stm --layout " +
+                                geotem +
+                                "Geotem_GSQ823.dfn --map line=Line,fid=Fiducial,east=Easting,"
+                                "north=Northing,z_topo=Elevation_SRTM,altitude=Radar_Altimeter "
+                                "--channels X=X_off_time,Z=Z_off_time --rx-offset -120,0,-45 "
+                                "--name \"GEOTEM GSQ823 25 Hz\" --out " +
+                                (out_ / "GEOTEM.DSC").string()),
+              0);
+    EXPECT_EQ(ReadAll(out_ / "GEOTEM.DSC"), ReadAll(root_ / "examples/geotem-gsq823/GEOTEM.DSC"));
+
+    const std::string tempest = data.string() + "/tempest-ausaem2020/";
+    ASSERT_EQ(Tovarn(root_, "descriptor build --system " + tempest +
+                                "Tempest-25.0Hz.stm --layout " + tempest +
+                                "Tempest-AusAEM-2020.dfn --map line=Line,fid=Fiducial,east=Easting,"
+                                "north=Northing,z_topo=DTM,altitude=Tx_Height --channels "
+                                "X=EMX_HPRG,Z=EMZ_HPRG --rx-offset -108,0,-52 --name \"TEMPEST "
+                                "AusAEM 2020 25 Hz\" --out " +
+                                (out_ / "TEMPEST.DSC").string()),
+              0);
+    EXPECT_EQ(ReadAll(out_ / "TEMPEST.DSC"),
+              ReadAll(root_ / "examples/tempest-ausaem2020/TEMPEST.DSC"));
+}
+
+TEST_F(ExampleDescriptors, ResolveRebuildsIdenticallyAndAllCheckValid) {
+    ASSERT_EQ(Tovarn(root_,
+                     "descriptor build-fd --layout examples/resolve-bookpurnong/RESOLVE.hdr --map "
+                     "line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Ground_elevation,"
+                     "altitude=Bird_height --component Z:382=CPI400_F/CPQ400_F,1822=CPI1800_F/"
+                     "CPQ1800_F,7970=CPI8200_F/CPQ8200_F,35920=CPI40k_F/CPQ40k_F,130100=CPI140k_F/"
+                     "CPQ140k_F --component X:3258=CXI3300_F/CXQ3300_F --rx-offset Z=-7.86,0,0 "
+                     "--rx-offset X=-8.99,0,0 --name RESOLVE --out " +
+                         (out_ / "RESOLVE.DSC").string()),
+              0);
+    EXPECT_EQ(ReadAll(out_ / "RESOLVE.DSC"),
+              ReadAll(root_ / "examples/resolve-bookpurnong/RESOLVE.DSC"));
+    for (const char* example : {"geotem-gsq823/GEOTEM.DSC", "tempest-ausaem2020/TEMPEST.DSC",
+                                "resolve-bookpurnong/RESOLVE.DSC"})
+        EXPECT_EQ(Tovarn(root_, std::string("descriptor check examples/") + example), 0) << example;
+}
