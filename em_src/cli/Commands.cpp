@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "xConsolePlatform.h"
+#include "xFileCnv.h"
 #include "xParFile.h"
 #include "xParamDisplay.h"
 #include "xParamFields.h"
@@ -154,6 +155,7 @@ int Set(const fs::path& parFile, const std::vector<std::string>& assignments, st
 
 int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out) {
     xShellApp shell;
+    shell.RegisterProcess(xFileCnv::Id, [] { return std::make_unique<xFileCnv>(); });
     if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
         console->OnStop([&shell] { shell.StopRunning(); });
     if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;

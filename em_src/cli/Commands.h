@@ -55,4 +55,12 @@ struct DescriptorBuildFdArgs {
 // pairs given on the command line; nothing is written when any part is refused.
 int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out);
 
+// The ASCII form of a survey file to out, or to target when it is not empty.
+// lines: "10010,22810", empty for every line. Without a pattern file the plain
+// form; with one the pattern form, the file's default pattern being written
+// there first when it is missing.
+int Dump(const std::filesystem::path& file, const std::string& lines,
+         const std::filesystem::path& pattern, const std::filesystem::path& target,
+         std::ostream& out);
+
 }  // namespace cli

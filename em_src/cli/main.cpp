@@ -177,6 +177,25 @@ int main(int argc, char** argv) {
     buildFdCmd->add_option("--name", buildFd.name, "the system name");
     buildFdCmd->add_option("--out", fdOutFile, "the descriptor to write (.DSC)")->required();
 
+    std::string dumpFile, dumpLines, dumpPattern, dumpOut;
+    auto* dumpCmd = app.add_subcommand(
+        "dump",
+        "Write a binary survey file (BIN, NDF) as ASCII text.\n"
+        "Without --pattern: the file header, then for each line its summary block and every\n"
+        "record, each value in a field of 14 characters.\n"
+        "With --pattern: the file header, a title row beginning with '/', then \"Line\" and the\n"
+        "line number, and one row per record laid out by the pattern file (.AFF). A pattern\n"
+        "file holds one item a line, \"number format title\": a record index, or -1 line end,\n"
+        "-2 text, -4 and -3 begin and end of a group written as its mean; formats 14f6, 14e6,\n"
+        "10i, 10l, 14s. A missing pattern file gets the default pattern (every record item).\n"
+        "Example:\n"
+        "  tovarn dump survey.BIN --lines 10010,22810 --pattern survey_BIN.AFF --out survey.txt");
+    dumpCmd->add_option("FILE", dumpFile, "the survey file, e.g. survey.BIN")->required();
+    dumpCmd->add_option("--lines", dumpLines, "only these lines, e.g. 10010,22810 (in file order)");
+    dumpCmd->add_option("--pattern", dumpPattern,
+                        "the pattern file (.AFF); written with the default pattern when missing");
+    dumpCmd->add_option("--out", dumpOut, "the text file to write (default: standard output)");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -208,6 +227,8 @@ int main(int argc, char** argv) {
             buildFd.layout = fdLayoutFile;
             buildFd.out = fdOutFile;
             result = cli::DescriptorBuildFd(buildFd, std::cout);
+        } else if (*dumpCmd) {
+            result = cli::Dump(dumpFile, dumpLines, dumpPattern, dumpOut, std::cout);
         } else if (*runCmd) {
             for (const auto& text : answers) {
                 xConsolePlatform::AnswerRule rule;

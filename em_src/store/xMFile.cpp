@@ -1,9 +1,12 @@
 #include "xMFile.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <iomanip>
 #include <ostream>
 
 #include "BinaryStream.h"
+#include "xMLine.h"
 #include "xPlatform.h"
 #include "xTRClasf.h"
 
@@ -29,6 +32,9 @@ void WriteZeros(std::ostream& out, std::size_t count) {
 xMFile::xMFile() : channels_(100, 109), flags_(100, 109), min_(0, -1), max_(0, -1) {
     SetBinary(true);
 }
+
+// Out of line: the internal line is complete only here.
+xMFile::~xMFile() = default;
 
 long xMFile::RowLength() const {
     long sum = 0;
@@ -383,4 +389,158 @@ bool xMFile::ReadRows(const xMLineBlock& line, long first, long count, FloatMatr
         return false;
     }
     return true;
+}
+
+// FID look-ups ------------------------------------------------------------------
+
+bool xMFile::EnsureHeader() {
+    return headerRead_ || ReadHeader();
+}
+
+std::vector<std::int32_t> xMFile::LineNumbers() {
+    std::vector<std::int32_t> numbers;
+    if (!EnsureHeader()) return numbers;
+    ResetLines();
+    xMLineBlock block;
+    while (NextLine(block)) numbers.push_back(block.number);
+    return numbers;
+}
+
+xMLine* xMFile::LineForFid(std::int32_t number) {
+    if (!EnsureHeader()) return nullptr;
+    if (!fidLine_) fidLine_ = std::make_unique<xMLine>(this);
+    if (!fidLine_->Find(number) || fidLine_->Rows() <= 0) return nullptr;
+    return fidLine_.get();
+}
+
+long xMFile::RecordsBetween(std::int32_t line, float fid1, float fid2) {
+    xMLine* found = LineForFid(line);
+    if (!found) return 0;
+    return std::labs(found->FindFidBracket(fid1) - found->FindFidBracket(fid2)) + 1;
+}
+
+bool xMFile::ReadFidWindow(std::int32_t line, float fid1, float fid2, FloatMatrix& target) {
+    xMLine* found = LineForFid(line);
+    if (!found) return false;
+    const long a = found->FindFidBracket(fid1), b = found->FindFidBracket(fid2);
+    if (a == b) return false;
+    return ReadRows(found->Block(), std::min(a, b), std::labs(a - b) + 1, target);
+}
+
+bool xMFile::ReadAroundFid(std::int32_t line, float fid, long count, FloatMatrix& target) {
+    if (count < 1) return false;
+    xMLine* found = LineForFid(line);
+    if (!found) return false;
+    const long centre = found->FindFidBracket(fid);
+    const long first = std::max(0L, centre - count / 2);
+    const long last = std::min(found->LastRow(), centre + count / 2);
+    return ReadRows(found->Block(), first, last - first + 1, target);
+}
+
+// ASCII forms ---------------------------------------------------------------------
+
+template <class Body>
+bool xMFile::ForEachLine(const std::vector<std::int32_t>& lines, Body body) {
+    xMLine line(this);
+    ResetLines();
+    Platform().ProgressRange(0, lines_);
+    long walked = 0;
+    while (line.Next()) {
+        Platform().ProgressAdvance(++walked);
+        if (!lines.empty() &&
+            std::find(lines.begin(), lines.end(), line.LineNumber()) == lines.end())
+            continue;
+        if (!body(line)) return false;
+    }
+    // A walk that stops short of the header's count met a broken block.
+    return lineCursor_ >= lines_;
+}
+
+namespace {
+
+bool Written(std::ostream& out, bool ok) {
+    if (ok && !out) {
+        Platform().Error("Cannot write ASCII file");
+        return false;
+    }
+    return ok;
+}
+
+}  // namespace
+
+bool xMFile::DumpAscii(std::ostream& out, const std::vector<std::int32_t>& lines) {
+    if (!EnsureHeader()) return false;
+    Platform().ProgressOpen("Dumping " + FileName() + " file..");
+    DumpHeader(out);
+    const bool ok = ForEachLine(lines, [&out](xMLine& line) {
+        line.Dump(out);
+        for (long r = 0; r < line.Rows(); ++r) {
+            const FloatArray& row = line.Row(r);
+            for (long c = 0; c < line.Cols(); ++c) out << std::setw(14) << row[c];
+            out << '\n';
+        }
+        return bool(out);
+    });
+    Platform().ProgressClose();
+    return Written(out, ok);
+}
+
+bool xMFile::SaveAscii(std::ostream& out, const xAsciiPattern& pattern,
+                       const std::vector<std::int32_t>& lines) {
+    xAsciiPattern prepared = pattern;
+    if (!EnsureHeader() || !prepared.Prepare(RowLength())) return false;
+    Platform().ProgressOpen("Dumping " + FileName() + " file..");
+    DumpHeader(out);
+    prepared.WriteTitles(out);
+    const long items = RowLength();
+    const bool ok = ForEachLine(lines, [&](xMLine& line) {
+        // The pattern was checked against the header's record length.
+        if (line.Cols() != items) {
+            Fail("xMFile::Error reading line from file < %s >");
+            return false;
+        }
+        out << "Line " << std::setw(6) << line.LineNumber() << '\n';
+        for (long r = 0; r < line.Rows(); ++r) prepared.WriteRecord(out, line.Row(r));
+        return bool(out);
+    });
+    Platform().ProgressClose();
+    return Written(out, ok);
+}
+
+bool xMFile::SaveAscii(std::ostream& out, const std::filesystem::path& patternFile,
+                       const std::vector<std::int32_t>& lines) {
+    xAsciiPattern pattern;
+    if (std::filesystem::exists(patternFile)) {
+        if (!pattern.Load(patternFile)) return false;
+    } else {
+        if (!EnsureHeader()) return false;
+        pattern = DefaultPattern();
+        Platform().Note("No ASCII pattern in " + patternFile.string() +
+                        ": every record item is written, and that pattern is saved there.");
+    }
+    // Saved first, so that a pattern to be edited is there whatever the output does.
+    return pattern.Save(patternFile) && SaveAscii(out, pattern, lines);
+}
+
+xAsciiPattern xMFile::DefaultPattern() const {
+    xAsciiPattern pattern;
+    for (long i = 0; i < RowLength(); ++i) pattern.Add(i, ItemTitle(i));
+    return pattern;
+}
+
+std::string xMFile::ItemTitle(long item) const {
+    if (item < BaseItems() && *ItemName(item) != '\0') return ItemName(item);
+    const long angles = RowLength() - orientationItems_;
+    static const char* angleNames[] = {"RxPitch", "RxRoll", "RxYaw", "TxPitch", "TxRoll", "TxYaw"};
+    if (item >= angles && item - angles < long(std::size(angleNames)))
+        return angleNames[item - angles];
+    const long users = angles - userItems_;
+    if (item >= users && item < angles) return "User" + std::to_string(item - users + 1);
+    for (long id = FirstComponent; id <= LastComponent; ++id) {
+        if (flags_[id] == 0 || channels_[id] <= 0) continue;
+        const long first = ChannelOffset(id);
+        if (item >= first && item < first + channels_[id])
+            return ComponentName(id) + std::to_string(item - first + 1);
+    }
+    return "Item" + std::to_string(item);
 }

@@ -5,13 +5,19 @@
 // block by each block's size.
 
 #include <cstdint>
+#include <filesystem>
 #include <iosfwd>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "xArray.h"
+#include "xAsciiPattern.h"
 #include "xDoc.h"
 #include "xMLineBlock.h"
 #include "xMatrix.h"
+
+class xMLine;
 
 class xMFile : public xDoc {
   public:
@@ -21,7 +27,7 @@ class xMFile : public xDoc {
     static constexpr long LineHeaderBase = 1060;
 
     xMFile();
-    ~xMFile() override = default;
+    ~xMFile() override;
 
     // Channels per component and component flags are arrays over 100..109.
     void InitFromDescriptor(const LongArray& channels, const LongArray& flags, long userItems);
@@ -50,6 +56,40 @@ class xMFile : public xDoc {
     bool FindLine(std::int32_t number, xMLineBlock& line);
     // Rows first..first+count-1 of a line into target (resized to count x cols).
     bool ReadRows(const xMLineBlock& line, long first, long count, FloatMatrix& target);
+    // The numbers of all lines, in file order.
+    std::vector<std::int32_t> LineNumbers();
+
+    // Look-ups by FID go through the file's own line and its bracket search,
+    // which answers row 0 for a FID outside the line. They, and the ASCII
+    // forms below, start the line walk over.
+    // Records from the record of fid1 to that of fid2, both included; 0 when
+    // the line is not in the file.
+    long RecordsBetween(std::int32_t line, float fid1, float fid2);
+    // Those records, read in one go into target. False when the line is not in
+    // the file or both FIDs fall on the same record.
+    bool ReadFidWindow(std::int32_t line, float fid1, float fid2, FloatMatrix& target);
+    // count / 2 records on each side of the record of fid, cut at the line's
+    // ends. False when the line is not in the file or count is below 1.
+    bool ReadAroundFid(std::int32_t line, float fid, long count, FloatMatrix& target);
+
+    // The plain ASCII form: the header block, then each line's block and its
+    // records, every float in a field of 14. lines empty: every line; else
+    // those of them that the file has, in file order.
+    bool DumpAscii(std::ostream& out, const std::vector<std::int32_t>& lines = {});
+    // The ASCII form by a pattern: header block, title row, then "Line" and the
+    // records of each line as the pattern lays them out.
+    bool SaveAscii(std::ostream& out, const xAsciiPattern& pattern,
+                   const std::vector<std::int32_t>& lines = {});
+    // The same with the pattern kept in patternFile: read from it when it is
+    // there, else the default pattern; either way written back, so the last
+    // pattern used returns.
+    bool SaveAscii(std::ostream& out, const std::filesystem::path& patternFile,
+                   const std::vector<std::int32_t>& lines = {});
+    // Every record item in record order, each under its name.
+    virtual xAsciiPattern DefaultPattern() const;
+    // The title of a record item in the default pattern.
+    virtual std::string ItemTitle(long item) const;
+
     // Block header at the stream's position; the stream is left at row 0.
     bool ReadLineHeader(xMLineBlock& line);
     void WriteLineHeader(const xMLineBlock& line);
@@ -88,6 +128,13 @@ class xMFile : public xDoc {
     bool ReadCheckedArray(FloatArray& array);
     bool ReadCheckedArray(LongArray& array, long low, long high);
     void Fail(const std::string& format);
+    // The internal line, made on first use, placed on a line by number.
+    xMLine* LineForFid(std::int32_t number);
+    // The header, read now when it has not been.
+    bool EnsureHeader();
+    // Each selected line of the file in turn through one window.
+    template <class Body>
+    bool ForEachLine(const std::vector<std::int32_t>& lines, Body body);
 
     std::int32_t version_ = CurrentVersion;
     std::int32_t activeComponents_ = 0;
@@ -106,4 +153,5 @@ class xMFile : public xDoc {
     bool headerRead_ = false;
     std::int64_t firstLine_ = 0;  // first byte behind the header
     std::int64_t nextBlock_ = 0;
+    std::unique_ptr<xMLine> fidLine_;
 };

@@ -1,5 +1,6 @@
 #include "xMLineBlock.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "BinaryStream.h"
@@ -72,6 +73,66 @@ void xMLineWriter::AddRow(const float* record) {
 
 void xMLineWriter::AddRows(const FloatMatrix& records) {
     for (long r = records.RowLow(); r <= records.RowHigh(); ++r) AddRow(records[r].Data());
+}
+
+bool xMLineWriter::ReadWindow(long first, long count, std::vector<float>& rows) {
+    auto& s = file_.Stream();
+    const std::size_t n = std::size_t(count) * std::size_t(block_.cols);
+    rows.resize(n);
+    s.clear();
+    s.seekg(block_.dataPosition + std::int64_t(first) * block_.cols * 4);
+    return binary::ReadBlock(s, rows.data(), n) == n;
+}
+
+void xMLineWriter::WriteWindow(long first, long count, const std::vector<float>& rows) {
+    auto& s = file_.Stream();
+    s.seekp(block_.dataPosition + std::int64_t(first) * block_.cols * 4);
+    binary::WriteBlock(s, rows.data(), std::size_t(count) * std::size_t(block_.cols));
+}
+
+bool xMLineWriter::ReverseRows(long windowRows) {
+    if (file_.IsReadOnly() || finished_) return !finished_;
+    const std::size_t cols = std::size_t(block_.cols);
+    std::vector<float> front, back;
+    auto reverse = [cols](std::vector<float>& rows) {
+        const std::size_t n = rows.size() / cols;
+        for (std::size_t a = 0, b = n - 1; a < b; ++a, --b)
+            std::swap_ranges(rows.begin() + std::ptrdiff_t(a * cols),
+                             rows.begin() + std::ptrdiff_t((a + 1) * cols),
+                             rows.begin() + std::ptrdiff_t(b * cols));
+    };
+    for (long low = 0, high = stats_.Count() - 1; low < high;) {
+        const long count = std::min(std::max(windowRows, 1L), (high - low + 1) / 2);
+        if (!ReadWindow(low, count, front) || !ReadWindow(high - count + 1, count, back))
+            return false;
+        reverse(front);
+        reverse(back);
+        WriteWindow(low, count, back);
+        WriteWindow(high - count + 1, count, front);
+        low += count;
+        high -= count;
+    }
+    return bool(file_.Stream());
+}
+
+bool xMLineWriter::RewriteRows(const std::function<void(float* row)>& edit, long windowRows) {
+    if (file_.IsReadOnly() || finished_) return !finished_;
+    const long rows = stats_.Count();
+    const std::size_t cols = std::size_t(block_.cols);
+    stats_.Reset(block_.cols);
+    const long step = std::max(windowRows, 1L);
+    std::vector<float> window;
+    for (long first = 0; first < rows; first += step) {
+        const long count = std::min(step, rows - first);
+        if (!ReadWindow(first, count, window)) return false;
+        for (long r = 0; r < count; ++r) {
+            float* row = window.data() + std::size_t(r) * cols;
+            edit(row);
+            stats_.Add(row, hasBlank_ ? &blank_ : nullptr);
+        }
+        WriteWindow(first, count, window);
+    }
+    return bool(file_.Stream());
 }
 
 bool xMLineWriter::Finish() {

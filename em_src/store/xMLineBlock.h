@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
+#include <vector>
 
 #include "xArray.h"
 #include "xMatrix.h"
@@ -66,6 +68,12 @@ class xMLineWriter {
     void AddRow(const float* record);
     void AddRow(const FloatArray& record) { AddRow(record.Data()); }
     void AddRows(const FloatMatrix& records);
+    // The rows written so far, turned end for end on disk a window at a time.
+    bool ReverseRows(long windowRows = DefaultWindowRows);
+    // Every row written so far passes through edit, in order, and goes back to
+    // disk; the statistics are gathered again from the edited rows.
+    bool RewriteRows(const std::function<void(float* row)>& edit,
+                     long windowRows = DefaultWindowRows);
     // Writes the block header in place and adds the line to the file's totals.
     // False when the stream failed; the file's totals are left alone then.
     bool Finish();
@@ -73,8 +81,12 @@ class xMLineWriter {
     long Rows() const { return stats_.Count(); }
     const xMLineStats& Stats() const { return stats_; }
 
+    static constexpr long DefaultWindowRows = 1024;
+
   private:
     void WriteBlockHeader();
+    bool ReadWindow(long first, long count, std::vector<float>& rows);
+    void WriteWindow(long first, long count, const std::vector<float>& rows);
 
     xMFile& file_;
     xMLineBlock block_;

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "ByteBuilder.h"
+#include "SurveyFiles.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -34,21 +35,12 @@ class xMFileTest : public ::testing::Test {
         s << in.rdbuf();
         return s.str();
     }
-    // Two channels of TxRx, one of TzRx, no user items: R = 6 + 3 + 6 = 15.
-    static void Layout(xMFile& file) {
-        LongArray channels(100, 109), flags(100, 109);
-        channels[101] = 2;
-        channels[105] = 1;
-        flags[101] = 1;
-        flags[105] = 1;
-        file.InitFromDescriptor(channels, flags, 0);
-    }
     xMData* Create(const std::string& name) {
         auto* file = new xMData;
         file->SetPath(dir_ / name);
         file->SetOverwrite(true);
         EXPECT_EQ(file->Create(), 1);
-        Layout(*file);
+        SmallLayout(*file);
         return file;
     }
 
@@ -56,7 +48,7 @@ class xMFileTest : public ::testing::Test {
     fs::path dir_;
 };
 
-constexpr long R = 15;
+constexpr long R = SmallRecord;
 
 Bytes Floats(const std::vector<float>& values) {
     Bytes b;

@@ -1,0 +1,111 @@
+#include "xFileCnv.h"
+
+#include <memory>
+#include <system_error>
+
+#include "xASCII2BinFactory.h"
+#include "xCnvParams.h"
+#include "xEMDesc.h"
+#include "xMData.h"
+#include "xPlatform.h"
+#include "xProjectContext.h"
+#include "xRecordChecker.h"
+
+namespace fs = std::filesystem;
+
+xFileCnv::xFileCnv() : xObject(Id, "ASCII->Binary/") {}
+
+xFileCnv::~xFileCnv() {
+    if (descriptorOpen_) CloseDescriptor();
+}
+
+int xFileCnv::Init() {
+    TakeParams(std::make_unique<xCnvParams>());
+    descriptorOpen_ = OpenDescriptor() != 0;
+    return 1;
+}
+
+xCnvParams& xFileCnv::Parameters() const {
+    return static_cast<xCnvParams&>(*Params());
+}
+
+std::vector<fs::path> xFileCnv::SurveyFiles() const {
+    std::vector<fs::path> files;
+    for (const auto& name : Parameters().files) {
+        const fs::path path(name);
+        files.push_back(path.is_absolute() ? path : ProjectContext().projectDir / path);
+    }
+    return files;
+}
+
+void xFileCnv::Execute(int) {
+    const auto files = SurveyFiles();
+    const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
+    if (files.empty() || !descriptor) {
+        NothingToConvert();
+        return;
+    }
+    SetRunState(Executing);
+    const xProjectContext& project = ProjectContext();
+    xMData bin;
+    bin.SetOverwrite(project.autoFiles != 0);
+    if (!OpenOutput(bin, project.projectName + ".BIN", "Save BIN file as :", 1)) {
+        SetRunState(Idle);
+        return;
+    }
+    xASCII2BinFactory engine(this);
+    SetEngine(&engine);
+    engine.SetDescriptor(descriptor);
+    engine.SetTarget(&bin);
+    engine.SetFiles(files);
+    OpenProgress("Converting:");
+    std::uintmax_t bytes = 0;
+    for (const auto& file : files) {
+        std::error_code ec;
+        const auto size = fs::file_size(file, ec);
+        if (!ec) bytes += size;
+    }
+    SetRange(long(bytes));
+    bool stopped = false;
+    if (engine.Ready()) {
+        xRecordChecker checker(project.projectDir / (project.projectName + ".err"),
+                               engine.RecordLength(), Parameters());
+        engine.SetChecker(&checker);
+        engine.Convert();
+        stopped = engine.IsSet(xProcessState::Stop);
+    } else {
+        engine.Convert();  // says why it cannot
+    }
+    SetEngine(nullptr);
+    CloseProgress();
+    bin.Close();
+    ProjectContext().latestCreatedFile = bin.FileName();
+    AfterConversion(stopped);
+}
+
+void xFileCnv::AfterConversion(bool stopped) {
+    xMData bin;
+    bin.SetPath(ProjectContext().ProjectFile("BIN"));
+    if (bin.Open() && bin.ReadHeader())
+        Platform().Note(bin.FileName() + ": " + std::to_string(bin.Lines()) + " lines, " +
+                        std::to_string(bin.Records()) + " records.");
+    // Residuals of an earlier smoothing no longer belong to these lines.
+    std::error_code ec;
+    fs::remove(ProjectContext().ProjectFile("NDF"), ec);
+    if (Parameters().smoothing != 0 && !stopped)
+        Platform().Note("Smoothing is not built yet: the lines were imported unsmoothed.");
+    SetRunState(Idle);
+}
+
+void xFileCnv::NothingToConvert() {
+    const fs::path bin = ProjectContext().ProjectFile("BIN");
+    if (!fs::exists(bin)) {
+        Platform().Warning("PROCESS: ASCII->Binary Conversion\nWARNING: File \"" +
+                           ProjectContext().projectName + ".BIN\" does not exist. ");
+        return;
+    }
+    Platform().Question(
+        "There were no ASCII files selected, but there is binary file created before. Do you "
+        "want to draw this file?",
+        {"Yes", "No"});
+}

@@ -1,0 +1,33 @@
+#pragma once
+// The ASCII->Binary process: binds the import engine to the project's
+// parameters and files. The survey files of the parameters are converted into
+// <project>.BIN, with the position checks reported into <project>.err.
+
+#include <filesystem>
+#include <vector>
+
+#include "xObject.h"
+
+class xCnvParams;
+
+class xFileCnv : public xObject {
+  public:
+    static constexpr int Id = 701;
+
+    xFileCnv();
+    ~xFileCnv() override;
+
+    int Init() override;
+    void Execute(int mode) override;
+    void Dialog(int, int) override {}
+
+    // The survey files of the parameters; a relative name is taken from the
+    // project's directory.
+    std::vector<std::filesystem::path> SurveyFiles() const;
+
+  private:
+    xCnvParams& Parameters() const;
+    void NothingToConvert();
+    void AfterConversion(bool stopped);
+    bool descriptorOpen_ = false;
+};

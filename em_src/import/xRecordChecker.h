@@ -1,0 +1,61 @@
+#pragma once
+// Compares each record of a survey line with the one before it and reports
+// jumps of position, altitude or FID that are larger than the user allows. The
+// reports go to the screen, to the project's .err file, or to both.
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "xArray.h"
+
+class xCnvParams;
+
+class xRecordChecker {
+  public:
+    enum Checks : std::uint32_t { CheckX = 1, CheckY = 2, CheckAltitude = 4, CheckFid = 8 };
+    enum Destination : std::uint32_t { Screen = 1, ErrorFile = 2 };
+
+    // The report file is <project>.err beside the project; it is opened (and
+    // emptied) only when the destination includes it.
+    xRecordChecker(const std::filesystem::path& errorFile, long recordLength,
+                   const xCnvParams& params);
+    // Closes the report file, and tells the user to read it when anything went there.
+    ~xRecordChecker();
+    xRecordChecker(const xRecordChecker&) = delete;
+    xRecordChecker& operator=(const xRecordChecker&) = delete;
+
+    // The words put between a report and the FID: file, line and "FID".
+    void SetContext(const std::string& context) { context_ = context; }
+    // The next record is the first of a line: it is only kept for comparison.
+    void SetFirstRecord() { firstRecord_ = true; }
+    // Compares the record with the previous one; false when the user chose to
+    // quit at a report on screen.
+    bool Check(const FloatArray& record);
+    // A text of the run (a skipped record, a fatal error) to every destination.
+    void Report(const std::string& text);
+
+    bool QuitRequested() const { return quit_; }
+    const std::filesystem::path& ReportFile() const { return path_; }
+    // Something went to a report file in this run of the program.
+    static bool WroteToFile() { return wroteToFile_; }
+    static void ClearWroteToFile() { wroteToFile_ = false; }
+
+  private:
+    void Compare(long item, std::uint32_t bit, const char* what, const char* valueFormat,
+                 const FloatArray& record);
+    void ReportJump(const std::string& text, float fid);
+
+    std::uint32_t enabled_ = 0;
+    std::uint32_t destination_ = 0;
+    FloatArray limits_;
+    FloatArray previous_;
+    std::filesystem::path path_;
+    std::ofstream file_;
+    std::string context_;
+    bool firstRecord_ = true;
+    bool quit_ = false;
+    bool wroteHere_ = false;
+    static bool wroteToFile_;
+};

@@ -1,0 +1,49 @@
+#pragma once
+// Small survey files for the store and command tests, written through the
+// store's own writers.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "xMData.h"
+
+// Two channels of TxRx (101) and one of TyRy (105), no user items:
+// R = 6 + 3 + 6 orientation items = 15.
+constexpr long SmallRecord = 15;
+
+inline void SmallLayout(xMFile& file) {
+    LongArray channels(100, 109), flags(100, 109);
+    channels[101] = 2;
+    channels[105] = 1;
+    flags[101] = 1;
+    flags[105] = 1;
+    file.InitFromDescriptor(channels, flags, 0);
+}
+
+struct SurveyLine {
+    std::int32_t number;
+    std::vector<std::vector<float>> records;  // each padded with zeros to SmallRecord
+};
+
+// A BIN file of the small layout holding the lines given.
+inline void WriteSurvey(const std::filesystem::path& path, const std::vector<SurveyLine>& lines) {
+    xMData file;
+    file.SetPath(path);
+    file.SetOverwrite(true);
+    ASSERT_EQ(file.Create(), 1);
+    SmallLayout(file);
+    ASSERT_TRUE(file.WriteHeader());
+    for (const auto& line : lines) {
+        xMLineWriter writer(file, line.number);
+        for (auto record : line.records) {
+            record.resize(SmallRecord, 0.0f);
+            writer.AddRow(record.data());
+        }
+        ASSERT_TRUE(writer.Finish());
+    }
+    ASSERT_TRUE(file.WriteHeader());
+    file.Close();
+}

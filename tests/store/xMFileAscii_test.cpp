@@ -1,0 +1,208 @@
+// FID windows and the two ASCII forms of a survey file.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "SurveyFiles.h"
+#include "xMData.h"
+#include "xRecordingPlatform.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class xMFileAsciiTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        dir_ =
+            fs::temp_directory_path() /
+            ("tovarn_ascii_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
+             "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    // Line 10: two records, one channel blank; line 20: one record, all
+    // channels blank.
+    void WriteSample() {
+        WriteSurvey(dir_ / "S.BIN", {{10,
+                                      {{100, 1.5f, -2, 0.25f, 120, 0, 1e-05f, 2.5e+06f, -32767},
+                                       {101, 3, -2, 0.5f, 130, 1.5f, 3e-05f, 0.125f, 7}}},
+                                     {20, {{200, 10, 20, 1, 90, 0, -32767, -32767, -32767}}}});
+    }
+    void Open(xMData& file) {
+        file.SetPath(dir_ / "S.BIN");
+        ASSERT_EQ(file.Open(), 1);
+        ASSERT_TRUE(file.ReadHeader());
+    }
+
+    xRecordingPlatform platform_;
+    fs::path dir_;
+};
+
+// Each text right-aligned in 14 characters, padded with "0" to a whole record.
+std::string Record(std::vector<std::string> fields) {
+    fields.resize(SmallRecord, "0");
+    std::string row;
+    for (const auto& f : fields) row += std::string(14 - f.size(), ' ') + f;
+    return row + "\n";
+}
+
+const std::string kHeader =
+    "/___________________________________\n"
+    "/Version    \t: 13\n/Flight     \t: 0\n/No of Lines\t: 2\n"
+    "/MinFid     \t: 100\n/MaxFid     \t: 200\n/MinX       \t: 1.5\n/MaxX       \t: 10\n"
+    "/MinY       \t: -2\n/MaxY       \t: 20\n/MinZ       \t: 0.25\n/MaxZ       \t: 1\n"
+    "/MinAltitude\t: 90\n/MaxAltitude\t: 130\n/Noise Level\t: 0\n"
+    "/___________________________________\n";
+
+const std::string kBar = "//===================================\n";
+
+}  // namespace
+
+TEST_F(xMFileAsciiTest, FidWindowsTakeTheBracketingRecordsAndClipAtTheEnds) {
+    SurveyLine one{1, {}}, two{2, {}};
+    for (int r = 0; r < 10; ++r) one.records.push_back({100.0f + float(r), float(r)});
+    for (int r = 0; r < 5; ++r) two.records.push_back({200.0f + float(r), float(r)});
+    WriteSurvey(dir_ / "S.BIN", {one, two});
+    xMData file;
+    Open(file);
+
+    // 102.5 lies between records 2 and 3, 105.5 between 5 and 6: the later of
+    // each pair, so records 3 to 6.
+    EXPECT_EQ(file.RecordsBetween(1, 102.5f, 105.5f), 4);
+    EXPECT_EQ(file.RecordsBetween(1, 105.5f, 102.5f), 4);
+    EXPECT_EQ(file.RecordsBetween(1, 102.2f, 102.7f), 1);
+    EXPECT_EQ(file.RecordsBetween(9, 102.5f, 105.5f), 0);
+
+    FloatMatrix rows;
+    ASSERT_TRUE(file.ReadFidWindow(1, 105.5f, 102.5f, rows));
+    ASSERT_EQ(rows.Rows(), 4);
+    EXPECT_EQ(rows.Cols(), SmallRecord);
+    EXPECT_EQ(rows[0][1], 3.0f);
+    EXPECT_EQ(rows[3][1], 6.0f);
+    EXPECT_FALSE(file.ReadFidWindow(1, 102.2f, 102.7f, rows));  // one record
+    EXPECT_FALSE(file.ReadFidWindow(9, 102.5f, 105.5f, rows));
+    ASSERT_TRUE(file.ReadFidWindow(1, 50.0f, 101.5f, rows));  // outside the line: record 0
+    EXPECT_EQ(rows.Rows(), 3);
+    EXPECT_EQ(rows[0][1], 0.0f);
+    ASSERT_TRUE(file.ReadFidWindow(2, 201.5f, 203.5f, rows));
+    ASSERT_EQ(rows.Rows(), 3);
+    EXPECT_EQ(rows[0][0], 202.0f);
+
+    // Half the count to each side of the record found, cut at the line's ends.
+    ASSERT_TRUE(file.ReadAroundFid(1, 104.5f, 4, rows));
+    ASSERT_EQ(rows.Rows(), 5);
+    EXPECT_EQ(rows[0][1], 3.0f);
+    ASSERT_TRUE(file.ReadAroundFid(1, 100.5f, 6, rows));
+    ASSERT_EQ(rows.Rows(), 5);
+    EXPECT_EQ(rows[0][1], 0.0f);
+    ASSERT_TRUE(file.ReadAroundFid(1, 108.5f, 6, rows));
+    ASSERT_EQ(rows.Rows(), 4);
+    EXPECT_EQ(rows[3][1], 9.0f);
+    EXPECT_FALSE(file.ReadAroundFid(1, 104.5f, 0, rows));
+    EXPECT_FALSE(file.ReadAroundFid(9, 104.5f, 4, rows));
+    EXPECT_TRUE(platform_.messages.empty());
+}
+
+TEST_F(xMFileAsciiTest, PlainFormWritesHeaderLineBlocksAndRecords) {
+    WriteSample();
+    xMData file;
+    Open(file);
+    std::ostringstream out;
+    ASSERT_TRUE(file.DumpAscii(out));
+    const std::string line10 =
+        kBar + "//Line     : 10\n" + kBar +
+        "//No of Records : 2\n//MinFid : 100\n//MaxFid : 101\n//MinX   : 1.5\n//MaxX   : 3\n"
+        "//MinY   : -2\n//MaxY   : -2\n//MinZ   : 0.25\n//MaxZ   : 0.5\n"
+        "//MinAltitude   : 120\n//MaxAltitude   : 130\n" +
+        kBar + Record({"100", "1.5", "-2", "0.25", "120", "0", "1e-05", "2.5e+06", "-32767"}) +
+        Record({"101", "3", "-2", "0.5", "130", "1.5", "3e-05", "0.125", "7"});
+    const std::string line20 =
+        kBar + "//Line     : 20\n" + kBar +
+        "//No of Records : 1\n//MinFid : 200\n//MaxFid : 200\n//MinX   : 10\n//MaxX   : 10\n"
+        "//MinY   : 20\n//MaxY   : 20\n//MinZ   : 1\n//MaxZ   : 1\n"
+        "//MinAltitude   : 90\n//MaxAltitude   : 90\n" +
+        kBar + Record({"200", "10", "20", "1", "90", "0", "-32767", "-32767", "-32767"});
+    EXPECT_EQ(out.str(), kHeader + line10 + line20);
+
+    std::ostringstream only;
+    ASSERT_TRUE(file.DumpAscii(only, {20}));
+    EXPECT_EQ(only.str(), kHeader + line20);
+    EXPECT_EQ(platform_.progress.front(), "open Dumping S.BIN file..");
+    EXPECT_TRUE(platform_.messages.empty());
+}
+
+TEST_F(xMFileAsciiTest, PatternFormAveragesGroupsAndLeavesRoomForTheirTitles) {
+    WriteSample();
+    xMData file;
+    Open(file);
+    std::istringstream text(
+        "-2 4S L:\n0 6f1 FID\n-4 10f1 Mean\n6 12e3 TxRx1\n7 12e3 TxRx2\n8 3f1 TyRy1\n-3 14S\n"
+        "-1 14S\n3 5i Z\n-1 14S\n");
+    xAsciiPattern pattern;
+    ASSERT_TRUE(pattern.Read(text, "S_BIN.AFF"));
+    std::ostringstream out;
+    ASSERT_TRUE(file.SaveAscii(out, pattern));
+    const std::string room =
+        std::string(12, ' ') + "\t" + std::string(12, ' ') + "\t" + std::string(5, ' ') + "\t\n";
+    EXPECT_EQ(out.str(), kHeader +
+                             "/  L:\t   FID\t      Mean\t       TxRx1\t       TxRx2\tTyRy1\t\n"
+                             "/    Z\t\n"
+                             "Line     10\n"
+                             "  L:\t 100.0\t 1250000.0\t" +
+                             room +
+                             "    0\t\n"
+                             "  L:\t 101.0\t       2.4\t" +
+                             room +
+                             "    1\t\n"
+                             "Line     20\n"
+                             "  L:\t 200.0\t  -32767.0\t" +
+                             room + "    1\t\n");
+
+    xAsciiPattern wrong;
+    wrong.Add(0, "FID", "14x");
+    std::ostringstream none;
+    EXPECT_FALSE(file.SaveAscii(none, wrong));
+    EXPECT_EQ(none.str(), "");
+    EXPECT_EQ(platform_.Texts("error"), std::vector<std::string>{"Wrong format definition <14x>"});
+}
+
+TEST_F(xMFileAsciiTest, MissingPatternFileGetsTheDefaultPatternWhichThenReturns) {
+    WriteSample();
+    xMData file;
+    Open(file);
+    const fs::path aff = xAsciiPattern::DefaultPath(dir_ / "S.BIN");
+    std::ostringstream out;
+    ASSERT_TRUE(file.SaveAscii(out, aff, {20}));
+    std::ifstream saved(aff);
+    std::stringstream content;
+    content << saved.rdbuf();
+    EXPECT_EQ(content.str(),
+              "0 14f6 FID\n1 14f6 East\n2 14f6 North\n3 14f6 Z\n4 14f6 Altitude\n"
+              "5 14f6 Distance\n6 14f6 TxRx1\n7 14f6 TxRx2\n8 14f6 TyRy1\n9 14f6 RxPitch\n"
+              "10 14f6 RxRoll\n11 14f6 RxYaw\n12 14f6 TxPitch\n13 14f6 TxRoll\n14 14f6 TxYaw\n");
+    EXPECT_EQ(platform_.Texts("note"),
+              std::vector<std::string>{"No ASCII pattern in " + aff.string() +
+                                       ": every record item is written, and that pattern is "
+                                       "saved there."});
+    const std::string body = out.str().substr(kHeader.size());
+    EXPECT_EQ(body.substr(0, body.find("Line")),
+              "/           FID\t          East\t         North\t             Z\t      Altitude\t"
+              "      Distance\t         TxRx1\t         TxRx2\t         TyRy1\t       RxPitch\t"
+              "        RxRoll\t         RxYaw\t       TxPitch\t        TxRoll\t         TxYaw\t\n");
+    const std::string first = "Line     20\n    200.000000\t     10.000000\t";
+    EXPECT_EQ(body.substr(body.find("Line"), first.size()), first);
+
+    // An edited pattern is what the next report uses.
+    std::ofstream(aff) << "3 5i Z\n";
+    std::ostringstream again;
+    ASSERT_TRUE(file.SaveAscii(again, aff));
+    EXPECT_EQ(again.str(),
+              kHeader + "/    Z\t\nLine     10\n    0\t\n    1\t\nLine     20\n    1\t\n");
+    EXPECT_EQ(platform_.Texts("note").size(), 1u);
+    EXPECT_TRUE(platform_.Texts("error").empty());
+}
