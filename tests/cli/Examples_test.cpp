@@ -6,8 +6,12 @@
 
 #include <cstdio>
 #include <fstream>
+#include <sstream>
+#include <vector>
 
 #include "SharedData.h"
+#include "xMData.h"
+#include "xMLine.h"
 
 namespace fs = std::filesystem;
 
@@ -37,7 +41,72 @@ class ExampleDescriptors : public ::testing::Test {
     fs::path root_, out_;
 };
 
+struct LineRun {
+    long label = 0;
+    long records = 0;
+    bool operator==(const LineRun&) const = default;
+};
+
+// The runs of one label in a survey file's records, counted from the text
+// alone: the label is the item at labelColumn (1-based).
+std::vector<LineRun> LabelRuns(const fs::path& file, int labelColumn) {
+    std::ifstream in(file);
+    std::vector<LineRun> runs;
+    for (std::string text; std::getline(in, text);) {
+        std::istringstream items(text);
+        std::string item;
+        for (int k = 0; k < labelColumn; ++k) items >> item;
+        const long label = std::stol(item);
+        if (runs.empty() || runs.back().label != label) runs.push_back({label, 0});
+        ++runs.back().records;
+    }
+    return runs;
+}
+
+// The lines of a survey file as a reader finds them; every FID must rise.
+std::vector<LineRun> SurveyLines(const fs::path& bin, long& headerRecords) {
+    xMData file;
+    file.SetPath(bin);
+    std::vector<LineRun> lines;
+    if (file.Open() != 1 || !file.ReadHeader()) return lines;
+    headerRecords = file.Records();
+    xMLine line(&file);
+    while (line.Next()) {
+        lines.push_back({line.LineNumber(), line.Rows()});
+        for (long r = 1; r < line.Rows(); ++r)
+            EXPECT_LE(line.Item(r - 1, 0), line.Item(r, 0)) << "line " << line.LineNumber();
+    }
+    return lines;
+}
+
 }  // namespace
+
+TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
+    struct Example {
+        const char* dir;
+        const char* descriptor;
+        const char* survey;
+        int labelColumn;
+        std::size_t lines;
+        long records;
+    };
+    for (const Example& e : {Example{"geotem-gsq823", "GEOTEM.DSC", "Geotem_GSQ823.dat", 2, 2, 2568},
+                             Example{"tempest-ausaem2020", "TEMPEST.DSC",
+                                     "Tempest-AusAEM-2020.dat", 1, 1, 1277}}) {
+        const fs::path example = root_ / "examples" / e.dir;
+        const std::string par = (out_ / "S.PAR").string();
+        fs::remove(out_ / "S.PAR");
+        ASSERT_EQ(Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()),
+                  0);
+        ASSERT_EQ(Tovarn(root_, "set " + par + " 701.Files=" + (example / e.survey).string()), 0);
+        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701"), 0) << e.dir;
+        long headerRecords = 0;
+        const auto lines = SurveyLines(out_ / "S.BIN", headerRecords);
+        EXPECT_EQ(lines, LabelRuns(example / e.survey, e.labelColumn)) << e.dir;
+        EXPECT_EQ(lines.size(), e.lines);
+        EXPECT_EQ(headerRecords, e.records);
+    }
+}
 
 TEST_F(ExampleDescriptors, GeotemAndTempestRebuildIdentically) {
     const fs::path data = SharedDataDir();
