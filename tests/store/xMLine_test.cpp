@@ -7,6 +7,7 @@
 #include <memory>
 #include <sstream>
 
+#include "SurveyFiles.h"
 #include "xMData.h"
 #include "xMIterator.h"
 #include "xRecordingPlatform.h"
@@ -15,7 +16,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr long R = 15;
+constexpr long R = SmallRecord;
 
 // Rising FIDs with uneven gaps, so the interpolated guess is off by a little.
 float Fid(long r) {
@@ -54,12 +55,7 @@ class xMLineTest : public ::testing::Test {
             file.SetPath(dir_ / "L.BIN");
             file.SetOverwrite(true);
             EXPECT_EQ(file.Create(), 1);
-            LongArray channels(100, 109), flags(100, 109);
-            channels[101] = 2;
-            channels[105] = 1;
-            flags[101] = 1;
-            flags[105] = 1;
-            file.InitFromDescriptor(channels, flags, 0);
+            SmallLayout(file);
             EXPECT_TRUE(file.WriteHeader());
             std::int32_t number = 1;
             for (long rows : sizes) {
