@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "xSyntheticSurvey.h"
+
 namespace cli {
 
 constexpr int kSuccess = 0;
@@ -62,5 +64,16 @@ int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out);
 int Dump(const std::filesystem::path& file, const std::string& lines,
          const std::filesystem::path& pattern, const std::filesystem::path& target,
          std::ostream& out);
+
+struct SynthArgs {
+    std::filesystem::path descriptor;
+    std::string model;  // "100:20,10:30,1000"
+    std::string plate;  // not modelled yet
+    xSurveyPlan plan;
+    std::filesystem::path out;
+};
+// A survey of a layered earth in the descriptor's record layout, and its notes,
+// written into args.out.
+int Synth(const SynthArgs& args, std::ostream& out);
 
 }  // namespace cli

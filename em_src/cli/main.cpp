@@ -25,6 +25,9 @@ const char* kIntro =
     "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
     "  tovarn params survey.PAR --process 702\n"
     "  tovarn run    survey.PAR --only 701,702,703\n"
+    "  tovarn dump   survey.BIN --lines 10010\n"
+    "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
+    "                --spacing 10 --altitude 120 --out synthetic\n"
     "  tovarn descriptor show system.DSC\n";
 
 const char* kExitCodes =
@@ -196,6 +199,37 @@ int main(int argc, char** argv) {
                         "the pattern file (.AFF); written with the default pattern when missing");
     dumpCmd->add_option("--out", dumpOut, "the text file to write (default: standard output)");
 
+    cli::SynthArgs synth;
+    std::string synthDescriptor, synthOut;
+    auto* synthCmd = app.add_subcommand(
+        "synth",
+        "Model a survey over a layered earth: the ASCII survey file the system would deliver,\n"
+        "in the descriptor's record layout (Geosoft XYZ when the descriptor says so), ready for\n"
+        "ASCII->Binary, and a note of what was modelled. Lines run east and back, north of each\n"
+        "other, with rising FID; values are in the descriptor's receiver units. Example:\n"
+        "  tovarn synth GEOTEM.DSC --model 100:30,10:50,1000 --lines 5 --line-length 2000 \\\n"
+        "    --spacing 10 --altitude 120 --noise 2 --out synthetic");
+    synthCmd->add_option("SYSTEM.DSC", synthDescriptor, "the system descriptor")->required();
+    synthCmd
+        ->add_option("--model", synth.model,
+                     "the layers from the top: RESISTIVITY:THICKNESS (ohm m and m), the last\n"
+                     "RESISTIVITY alone, e.g. 100:30,10:50,1000")
+        ->required();
+    synthCmd->add_option("--lines", synth.plan.lines, "number of lines (labels 10010, 10020, ...)")
+        ->required();
+    synthCmd->add_option("--line-length", synth.plan.lineLength, "m along each line")->required();
+    synthCmd->add_option("--spacing", synth.plan.spacing, "m between records")->required();
+    synthCmd->add_option("--altitude", synth.plan.altitude, "m of the transmitter above ground")
+        ->required();
+    synthCmd->add_option("--line-spacing", synth.plan.lineSpacing, "m between lines (default 200)");
+    synthCmd->add_option("--noise", synth.plan.noisePercent,
+                         "Gaussian noise, percent of each value (default 0)");
+    synthCmd->add_option("--seed", synth.plan.seed, "seed of the noise (default 1)");
+    synthCmd->add_option("--plate", synth.plate,
+                         "X,Y,DEPTH,DIP,STRIKE,LENGTH,EXTENT,CONDUCTANCE: a thin plate (not "
+                         "modelled yet)");
+    synthCmd->add_option("--out", synthOut, "the folder to write into")->required();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -229,6 +263,10 @@ int main(int argc, char** argv) {
             result = cli::DescriptorBuildFd(buildFd, std::cout);
         } else if (*dumpCmd) {
             result = cli::Dump(dumpFile, dumpLines, dumpPattern, dumpOut, std::cout);
+        } else if (*synthCmd) {
+            synth.descriptor = synthDescriptor;
+            synth.out = synthOut;
+            result = cli::Synth(synth, std::cout);
         } else if (*runCmd) {
             for (const auto& text : answers) {
                 xConsolePlatform::AnswerRule rule;

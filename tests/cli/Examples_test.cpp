@@ -90,14 +90,14 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         std::size_t lines;
         long records;
     };
-    for (const Example& e : {Example{"geotem-gsq823", "GEOTEM.DSC", "Geotem_GSQ823.dat", 2, 2, 2568},
-                             Example{"tempest-ausaem2020", "TEMPEST.DSC",
-                                     "Tempest-AusAEM-2020.dat", 1, 1, 1277}}) {
+    for (const Example& e :
+         {Example{"geotem-gsq823", "GEOTEM.DSC", "Geotem_GSQ823.dat", 2, 2, 2568},
+          Example{"tempest-ausaem2020", "TEMPEST.DSC", "Tempest-AusAEM-2020.dat", 1, 1, 1277}}) {
         const fs::path example = root_ / "examples" / e.dir;
         const std::string par = (out_ / "S.PAR").string();
         fs::remove(out_ / "S.PAR");
-        ASSERT_EQ(Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()),
-                  0);
+        ASSERT_EQ(
+            Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
         ASSERT_EQ(Tovarn(root_, "set " + par + " 701.Files=" + (example / e.survey).string()), 0);
         ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701"), 0) << e.dir;
         long headerRecords = 0;

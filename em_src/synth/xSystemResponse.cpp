@@ -1,0 +1,308 @@
+#include "xSystemResponse.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <numbers>
+
+#include "xEMDesc.h"
+#include "xTRClasf.h"
+
+namespace {
+
+constexpr double Mu0 = 4.0e-7 * std::numbers::pi;
+// Half periods of earlier pulses whose decays still reach the windows.
+constexpr int EarlierPulses = 10;
+// The step response is computed from this time on, ten times a decade.
+constexpr double EarliestTime = 1.0e-7;
+constexpr int TimesPerDecade = 10;
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    return text;
+}
+
+// A natural cubic spline through (log t, y), for the step response between the
+// times at which it was computed.
+class LogTimeSpline {
+  public:
+    LogTimeSpline(const std::vector<double>& times, std::vector<double> values)
+        : y_(std::move(values)), second_(y_.size(), 0.0) {
+        const std::size_t n = times.size();
+        for (double t : times) u_.push_back(std::log(t));
+        std::vector<double> diagonal(n, 1.0), rhs(n, 0.0);
+        for (std::size_t i = 1; i + 1 < n; ++i) {
+            const double h0 = u_[i] - u_[i - 1], h1 = u_[i + 1] - u_[i];
+            diagonal[i] = 2.0 * (h0 + h1);
+            rhs[i] = 6.0 * ((y_[i + 1] - y_[i]) / h1 - (y_[i] - y_[i - 1]) / h0);
+        }
+        // Tridiagonal sweep; the ends are natural (zero curvature).
+        for (std::size_t i = 2; i + 1 < n; ++i) {
+            const double h = u_[i] - u_[i - 1];
+            const double w = h / diagonal[i - 1];
+            diagonal[i] -= w * h;
+            rhs[i] -= w * rhs[i - 1];
+        }
+        for (std::size_t i = n - 1; i-- > 1;) {
+            const double h = u_[i + 1] - u_[i];
+            second_[i] = (rhs[i] - (i + 2 < n ? h * second_[i + 1] : 0.0)) / diagonal[i];
+        }
+    }
+
+    double operator()(double t) const {
+        const double u = std::log(t);
+        if (u <= u_.front()) return y_.front();
+        if (u >= u_.back()) return y_.back();
+        const std::size_t i =
+            std::size_t(std::upper_bound(u_.begin(), u_.end(), u) - u_.begin()) - 1;
+        const double h = u_[i + 1] - u_[i];
+        const double a = (u_[i + 1] - u) / h, b = (u - u_[i]) / h;
+        return a * y_[i] + b * y_[i + 1] +
+               ((a * a * a - a) * second_[i] + (b * b * b - b) * second_[i + 1]) * h * h / 6.0;
+    }
+
+  private:
+    std::vector<double> u_, y_, second_;
+};
+
+// Peak-normalised samples of a waveform, linearly interpolated at a time.
+double ShapeAt(const FloatMatrix& samples, double peak, double t) {
+    const long n = samples.Rows();
+    if (t <= samples[0][0]) return samples[0][1] / peak;
+    for (long r = 1; r < n; ++r) {
+        if (t > samples[r][0]) continue;
+        const double t0 = samples[r - 1][0], t1 = samples[r][0];
+        const double w = t1 > t0 ? (t - t0) / (t1 - t0) : 1.0;
+        return ((1.0 - w) * samples[r - 1][1] + w * samples[r][1]) / peak;
+    }
+    return samples[n - 1][1] / peak;
+}
+
+double Peak(const FloatMatrix& samples) {
+    double peak = 0.0;
+    for (long r = 0; r < samples.Rows(); ++r)
+        peak = std::max(peak, std::fabs(double(samples[r][1])));
+    return peak;
+}
+
+// A receiver whose primary does not follow the current's shape measures its
+// rate of change.
+bool ReceiverShowsRateOfChange(const xEMWDesc& wave) {
+    const FloatMatrix& tx = wave.txWaveform.samples;
+    const FloatMatrix& rx = wave.rxPrimary.samples;
+    const double txPeak = Peak(tx), rxPeak = Peak(rx);
+    if (tx.Rows() < 2 || rx.Rows() < 2 || txPeak == 0.0 || rxPeak == 0.0) return false;
+    for (long r = 0; r < tx.Rows(); ++r)
+        if (std::fabs(ShapeAt(rx, rxPeak, tx[r][0]) - tx[r][1] / txPeak) > 0.1) return true;
+    return false;
+}
+
+}  // namespace
+
+bool xSystemResponse::SetSystem(const xEMDesc& descriptor) {
+    problem_.clear();
+    components_.clear();
+    frequencyDomain_ = descriptor.IsFrequencyDomain();
+    normalization_ = Lower(descriptor.systemDesc.normalization);
+    halfPeriod_ = descriptor.systemDesc.RealSeconds(descriptor.systemDesc.nominalHalfPeriod);
+    if (descriptor.Components().empty()) {
+        problem_ = "The descriptor has no components.";
+        return false;
+    }
+    const xEMWDesc& first = descriptor.Components().begin()->second.wave;
+    unit_ = first.rxPrimary.unit;
+    const auto& units = first.rxUnits;
+    if (std::find(units.begin(), units.end(), unit_) == units.end()) unit_ = "ppm";
+    if (unit_ == "Wb/m^2")
+        quantity_ = Quantity::B;
+    else if (unit_ == "amp/m")
+        quantity_ = Quantity::H;
+    else if (unit_ == "nV/amp/m^2" || unit_ == "nV/amp" || unit_ == "nanoVolts")
+        quantity_ = Quantity::DbDt;
+    else
+        quantity_ = first.rxPrimary.IsDefined() && first.rxPrimary.unit != "Wb/m^2" &&
+                            !frequencyDomain_ && ReceiverShowsRateOfChange(first)
+                        ? Quantity::DbDt
+                        : Quantity::B;
+    if (!frequencyDomain_ && !(halfPeriod_ > 0.0)) {
+        problem_ = "The half period of the system is not defined.";
+        return false;
+    }
+    for (const auto& [id, component] : descriptor.Components())
+        if (!AddComponent(descriptor, id)) return false;
+    return true;
+}
+
+bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
+    if (id < 107 || id > 109) {
+        problem_ = "Only transmitters with a vertical axis can be modelled; component " +
+                   ComponentName(id) + " has another.";
+        return false;
+    }
+    const xEMCompDesc& described = descriptor.Components().at(id);
+    Component c;
+    c.id = id;
+    c.axis = int(id - 107);
+    c.offset = {0.0, described.geometry.GetSeparationX(), described.geometry.GetSeparationY(),
+                described.geometry.GetSeparationZ()};
+    const xRealField primary = PrimaryField(c.offset);
+    const double magnitude =
+        std::sqrt(primary[0] * primary[0] + primary[1] * primary[1] + primary[2] * primary[2]);
+    // A frequency-domain ratio keeps the primary's sign (coplanar in-phase reads
+    // positive); a decay is divided by the primary's size, so that its sign is
+    // that of the field along the receiver axis.
+    const double along = primary[std::size_t(c.axis)];
+    double reference =
+        normalization_ == "component" ? (frequencyDomain_ ? along : std::fabs(along)) : magnitude;
+    const xEMWDesc& wave = described.wave;
+    if (frequencyDomain_) {
+        for (long r = 0; r < wave.frequencies.Rows(); ++r)
+            c.edges.push_back(2.0 * std::numbers::pi * double(wave.frequencies[r][0]));
+    } else {
+        const xEMSDesc& header = descriptor.systemDesc;
+        for (long r = 0; r < wave.windows.Rows(); ++r) {
+            c.edges.push_back(header.RealSeconds(wave.windows[r][0]));
+            c.edges.push_back(header.RealSeconds(wave.windows[r][1]));
+        }
+        const FloatMatrix& samples = wave.txWaveform.samples;
+        const double amplitude = wave.txWaveform.AmplitudeFactor();
+        for (long r = 0; r < samples.Rows(); ++r) {
+            c.waveTimes.push_back(header.RealSeconds(samples[r][0]));
+            c.waveCurrent.push_back(double(samples[r][1]) * amplitude);
+        }
+        if (c.waveTimes.size() < 2) {
+            problem_ =
+                "The transmitter current of component " + ComponentName(id) + " is not defined.";
+            return false;
+        }
+        // The primary seen at its peak: the current's, or its rate of change's.
+        double peak = 0.0;
+        for (std::size_t j = 0; j < c.waveTimes.size(); ++j) {
+            if (quantity_ != Quantity::DbDt) {
+                peak = std::max(peak, std::fabs(c.waveCurrent[j]));
+                continue;
+            }
+            const double dt =
+                j + 1 < c.waveTimes.size() ? c.waveTimes[j + 1] - c.waveTimes[j] : 0.0;
+            if (dt > 0.0)
+                peak = std::max(peak, std::fabs(c.waveCurrent[j + 1] - c.waveCurrent[j]) / dt);
+        }
+        reference *= peak * Mu0;
+    }
+    const bool normalised = unit_ == "ppm" || unit_ == "ppt" || unit_ == "%";
+    if (normalised) {
+        c.reference = reference;
+        c.factor = unit_ == "ppm" ? 1.0e6 : (unit_ == "ppt" ? 1.0e3 : 100.0);
+        if (reference == 0.0) {
+            problem_ = "The primary field of component " + ComponentName(id) +
+                       " is zero at the receiver; data normalised by it cannot be modelled.";
+            return false;
+        }
+    } else {
+        c.factor = quantity_ == Quantity::H ? 1.0 : (quantity_ == Quantity::B ? Mu0 : Mu0 * 1.0e9);
+    }
+    if (!frequencyDomain_ && normalised) c.factor *= Mu0;
+    components_.push_back(std::move(c));
+    return true;
+}
+
+std::map<long, std::vector<double>> xSystemResponse::Sounding(const xLayeredEarth& earth,
+                                                              double txHeight) const {
+    std::map<long, std::vector<double>> channels;
+    for (const Component& c : components_)
+        channels[c.id] =
+            frequencyDomain_ ? FrequencyDomain(c, earth, txHeight) : TimeDomain(c, earth, txHeight);
+    return channels;
+}
+
+std::vector<double> xSystemResponse::FrequencyDomain(const Component& c, const xLayeredEarth& earth,
+                                                     double txHeight) const {
+    xDipoleGeometry at = c.offset;
+    at.txHeight = txHeight;
+    const auto fields = SecondaryFieldFD(earth, at, c.edges);
+    const double scale = c.factor / c.reference;
+    std::vector<double> values(2 * fields.size());
+    for (std::size_t k = 0; k < fields.size(); ++k) {
+        values[k] = fields[k][std::size_t(c.axis)].real() * scale;
+        values[fields.size() + k] = fields[k][std::size_t(c.axis)].imag() * scale;
+    }
+    return values;
+}
+
+std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xLayeredEarth& earth,
+                                                double txHeight) const {
+    xDipoleGeometry at = c.offset;
+    at.txHeight = txHeight;
+    const double latest = (EarlierPulses + 2) * halfPeriod_;
+    std::vector<double> times;
+    for (double t = EarliestTime; t < latest * 1.26; t *= std::pow(10.0, 1.0 / TimesPerDecade))
+        times.push_back(t);
+    const xStepOff step = StepOffResponse(earth, at, times);
+    std::vector<double> field, integral;
+    for (std::size_t k = 0; k < times.size(); ++k) {
+        field.push_back(step.field[k][std::size_t(c.axis)]);
+        integral.push_back(step.integral[k][std::size_t(c.axis)]);
+    }
+    const LogTimeSpline fieldSpline(times, field), integralSpline(times, integral);
+    // The step-off field and its integral from 0; near 0 the field is constant.
+    auto B = [&](double x) { return x <= 0.0 ? 0.0 : fieldSpline(x); };
+    auto C = [&](double x) {
+        if (x <= 0.0) return 0.0;
+        return x < EarliestTime ? integral.front() * x / EarliestTime : integralSpline(x);
+    };
+    // The secondary field of one pulse, the current piecewise linear: each
+    // segment's slope switches the step response on over its span, and a pulse
+    // that starts or ends off zero switches it at once.
+    const std::vector<double>& tau = c.waveTimes;
+    const std::vector<double>& current = c.waveCurrent;
+    auto pulse = [&](double x) {
+        double sum = current.front() * B(x - tau.front()) - current.back() * B(x - tau.back());
+        for (std::size_t j = 0; j + 1 < tau.size() && tau[j] < x; ++j) {
+            const double dt = tau[j + 1] - tau[j];
+            if (dt <= 0.0) continue;
+            const double slope = (current[j + 1] - current[j]) / dt;
+            sum += slope * (C(x - tau[j]) - C(x - std::min(tau[j + 1], x)));
+        }
+        return -sum;
+    };
+    // The bipolar train: each earlier half period with the opposite sign.
+    auto train = [&](double t) {
+        double sum = 0.0, sign = 1.0;
+        for (int n = 0; n <= EarlierPulses; ++n, sign = -sign)
+            sum += sign * pulse(t + n * halfPeriod_);
+        return sum;
+    };
+    const double scale = c.factor / c.reference;
+    std::vector<double> values;
+    for (std::size_t w = 0; w + 1 < c.edges.size(); w += 2) {
+        const double start = c.edges[w], end = c.edges[w + 1];
+        double mean = 0.0;
+        if (quantity_ == Quantity::DbDt) {
+            // The mean rate of change over a window is the change across it.
+            mean = end > start ? -(train(end) - train(start)) / (end - start) : 0.0;
+        } else {
+            static const double nodes[4] = {0.1834346424956498, 0.5255324099163290,
+                                            0.7966664774136267, 0.9602898564975363};
+            static const double weights[4] = {0.3626837833783620, 0.3137066458778873,
+                                              0.2223810344533745, 0.1012285362903763};
+            const double mid = (start + end) / 2.0, half = (end - start) / 2.0;
+            for (int k = 0; k < 4; ++k)
+                mean += weights[k] * (train(mid - half * nodes[k]) + train(mid + half * nodes[k]));
+            mean /= 2.0;
+        }
+        values.push_back(mean * scale);
+    }
+    return values;
+}
+
+std::string xSystemResponse::UnitsText() const {
+    const std::string quantity =
+        quantity_ == Quantity::DbDt ? "-dB/dt" : (quantity_ == Quantity::B ? "B" : "H");
+    if (unit_ == "ppm" || unit_ == "ppt" || unit_ == "%")
+        return quantity + " in " + unit_ + " of the " +
+               (normalization_ == "component" ? "component's primary field"
+                                              : "magnitude of the primary field") +
+               " at the receiver" + (frequencyDomain_ ? ", in-phase then quadrature" : "");
+    return quantity + " in " + unit_ + " per unit transmitter moment (1 A m^2)";
+}

@@ -1,0 +1,73 @@
+#pragma once
+// What an EM system records over a layered earth. The field of the earth is
+// sampled as the descriptor says the system samples it: in the time domain the
+// step response is convolved with the transmitter's bipolar current waveform
+// (one half period, repeated with alternating sign) and averaged over each
+// window; in the frequency domain it is taken at each frequency as in-phase and
+// quadrature. Values come out in the descriptor's receiver units:
+//
+//   ppm, ppt, %   the secondary over the primary field at the receiver: the
+//                 component's own primary for "component" normalisation, the
+//                 magnitude of the primary vector for "total field"; for a
+//                 dB/dt receiver the primary is its peak rate of change. In the
+//                 frequency domain the ratio keeps the primary's sign; a time-
+//                 domain decay is divided by the primary's size, so that over a
+//                 half-space late Z decays read positive.
+//   Wb/m^2        B (T) per unit transmitter moment (A m^2) at unit current.
+//   amp/m         H (A/m) per unit moment.
+//   nV/amp/m^2, nV/amp, nanoVolts
+//                 the receiver's EMF per unit area, -dB/dt, in nV per unit moment.
+//
+// A dB/dt receiver reports -dB/dt, so that a field decaying with the sign of its
+// primary gives positive decays, as survey data show them. Only transmitters
+// with a vertical axis are modelled (TzRx, TzRy, TzRz); a loop counts as a
+// dipole of its moment at its centre.
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "LayeredEarth.h"
+
+class xEMDesc;
+
+class xSystemResponse {
+  public:
+    // False, with the reason in Problem(), when the system cannot be modelled.
+    bool SetSystem(const xEMDesc& descriptor);
+    const std::string& Problem() const { return problem_; }
+
+    // The channels of every component over the earth with the transmitter at a
+    // height: one per window, or the in-phase values then the quadrature ones.
+    std::map<long, std::vector<double>> Sounding(const xLayeredEarth& earth, double txHeight) const;
+
+    // What a value means, for the survey's notes.
+    std::string UnitsText() const;
+
+  private:
+    enum class Quantity { B, H, DbDt };
+    struct Component {
+        long id = 0;
+        int axis = 2;  // receiver axis: 0 x, 1 y, 2 z
+        xDipoleGeometry offset;
+        double reference = 1.0;           // what the secondary is divided by
+        double factor = 1.0;              // then multiplied by
+        std::vector<double> edges;        // window starts and ends in s, or frequencies in rad/s
+        std::vector<double> waveTimes;    // s
+        std::vector<double> waveCurrent;  // A, piecewise linear
+    };
+
+    std::vector<double> TimeDomain(const Component& component, const xLayeredEarth& earth,
+                                   double txHeight) const;
+    std::vector<double> FrequencyDomain(const Component& component, const xLayeredEarth& earth,
+                                        double txHeight) const;
+    bool AddComponent(const xEMDesc& descriptor, long id);
+
+    bool frequencyDomain_ = false;
+    Quantity quantity_ = Quantity::B;
+    std::string unit_;
+    std::string normalization_;
+    double halfPeriod_ = 0.0;
+    std::vector<Component> components_;
+    std::string problem_;
+};
