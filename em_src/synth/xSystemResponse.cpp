@@ -23,47 +23,42 @@ std::string Lower(std::string text) {
     return text;
 }
 
-// A natural cubic spline through (log t, y), for the step response between the
-// times at which it was computed.
+// A natural cubic spline through (log t, y) on times spaced evenly in log t,
+// for the step response between the times at which it was computed.
 class LogTimeSpline {
   public:
     LogTimeSpline(const std::vector<double>& times, std::vector<double> values)
         : y_(std::move(values)), second_(y_.size(), 0.0) {
         const std::size_t n = times.size();
-        for (double t : times) u_.push_back(std::log(t));
-        std::vector<double> diagonal(n, 1.0), rhs(n, 0.0);
-        for (std::size_t i = 1; i + 1 < n; ++i) {
-            const double h0 = u_[i] - u_[i - 1], h1 = u_[i + 1] - u_[i];
-            diagonal[i] = 2.0 * (h0 + h1);
-            rhs[i] = 6.0 * ((y_[i + 1] - y_[i]) / h1 - (y_[i] - y_[i - 1]) / h0);
-        }
+        first_ = std::log(times.front());
+        step_ = (std::log(times.back()) - first_) / double(n - 1);
+        std::vector<double> diagonal(n, 4.0 * step_), rhs(n, 0.0);
+        for (std::size_t i = 1; i + 1 < n; ++i)
+            rhs[i] = 6.0 * (y_[i + 1] - 2.0 * y_[i] + y_[i - 1]) / step_;
         // Tridiagonal sweep; the ends are natural (zero curvature).
         for (std::size_t i = 2; i + 1 < n; ++i) {
-            const double h = u_[i] - u_[i - 1];
-            const double w = h / diagonal[i - 1];
-            diagonal[i] -= w * h;
+            const double w = step_ / diagonal[i - 1];
+            diagonal[i] -= w * step_;
             rhs[i] -= w * rhs[i - 1];
         }
-        for (std::size_t i = n - 1; i-- > 1;) {
-            const double h = u_[i + 1] - u_[i];
-            second_[i] = (rhs[i] - (i + 2 < n ? h * second_[i + 1] : 0.0)) / diagonal[i];
-        }
+        for (std::size_t i = n - 1; i-- > 1;)
+            second_[i] = (rhs[i] - (i + 2 < n ? step_ * second_[i + 1] : 0.0)) / diagonal[i];
     }
 
     double operator()(double t) const {
-        const double u = std::log(t);
-        if (u <= u_.front()) return y_.front();
-        if (u >= u_.back()) return y_.back();
-        const std::size_t i =
-            std::size_t(std::upper_bound(u_.begin(), u_.end(), u) - u_.begin()) - 1;
-        const double h = u_[i + 1] - u_[i];
-        const double a = (u_[i + 1] - u) / h, b = (u - u_[i]) / h;
+        const double position = (std::log(t) - first_) / step_;
+        if (position <= 0.0) return y_.front();
+        if (position >= double(y_.size() - 1)) return y_.back();
+        const auto i = std::size_t(position);
+        const double b = position - double(i), a = 1.0 - b;
         return a * y_[i] + b * y_[i + 1] +
-               ((a * a * a - a) * second_[i] + (b * b * b - b) * second_[i + 1]) * h * h / 6.0;
+               ((a * a * a - a) * second_[i] + (b * b * b - b) * second_[i + 1]) * step_ * step_ /
+                   6.0;
     }
 
   private:
-    std::vector<double> u_, y_, second_;
+    std::vector<double> y_, second_;
+    double first_ = 0.0, step_ = 1.0;
 };
 
 // Peak-normalised samples of a waveform, linearly interpolated at a time.
@@ -210,10 +205,34 @@ bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
 std::map<long, std::vector<double>> xSystemResponse::Sounding(const xLayeredEarth& earth,
                                                               double txHeight) const {
     std::map<long, std::vector<double>> channels;
-    for (const Component& c : components_)
-        channels[c.id] =
-            frequencyDomain_ ? FrequencyDomain(c, earth, txHeight) : TimeDomain(c, earth, txHeight);
+    // Components whose receivers share a place share the earth's response.
+    std::vector<std::pair<const Component*, xStepOff>> computed;
+    for (const Component& c : components_) {
+        if (frequencyDomain_) {
+            channels[c.id] = FrequencyDomain(c, earth, txHeight);
+            continue;
+        }
+        auto same = std::find_if(computed.begin(), computed.end(), [&c](const auto& done) {
+            const xDipoleGeometry& o = done.first->offset;
+            return o.dx == c.offset.dx && o.dy == c.offset.dy && o.dz == c.offset.dz;
+        });
+        if (same == computed.end()) {
+            xDipoleGeometry at = c.offset;
+            at.txHeight = txHeight;
+            computed.emplace_back(&c, StepOffResponse(earth, at, StepTimes()));
+            same = computed.end() - 1;
+        }
+        channels[c.id] = TimeDomain(c, same->second);
+    }
     return channels;
+}
+
+std::vector<double> xSystemResponse::StepTimes() const {
+    const double latest = (EarlierPulses + 2) * halfPeriod_;
+    std::vector<double> times;
+    for (int k = 0; times.empty() || times.back() < latest; ++k)
+        times.push_back(EarliestTime * std::pow(10.0, double(k) / TimesPerDecade));
+    return times;
 }
 
 std::vector<double> xSystemResponse::FrequencyDomain(const Component& c, const xLayeredEarth& earth,
@@ -230,15 +249,8 @@ std::vector<double> xSystemResponse::FrequencyDomain(const Component& c, const x
     return values;
 }
 
-std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xLayeredEarth& earth,
-                                                double txHeight) const {
-    xDipoleGeometry at = c.offset;
-    at.txHeight = txHeight;
-    const double latest = (EarlierPulses + 2) * halfPeriod_;
-    std::vector<double> times;
-    for (double t = EarliestTime; t < latest * 1.26; t *= std::pow(10.0, 1.0 / TimesPerDecade))
-        times.push_back(t);
-    const xStepOff step = StepOffResponse(earth, at, times);
+std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xStepOff& step) const {
+    const std::vector<double>& times = step.times;
     std::vector<double> field, integral;
     for (std::size_t k = 0; k < times.size(); ++k) {
         field.push_back(step.field[k][std::size_t(c.axis)]);
@@ -258,19 +270,23 @@ std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xLayer
     const std::vector<double>& current = c.waveCurrent;
     auto pulse = [&](double x) {
         double sum = current.front() * B(x - tau.front()) - current.back() * B(x - tau.back());
+        // Each segment switches on over its span: consecutive segments share an end.
+        double before = C(x - tau.front());
         for (std::size_t j = 0; j + 1 < tau.size() && tau[j] < x; ++j) {
+            const double after = C(x - std::min(tau[j + 1], x));
             const double dt = tau[j + 1] - tau[j];
-            if (dt <= 0.0) continue;
-            const double slope = (current[j + 1] - current[j]) / dt;
-            sum += slope * (C(x - tau[j]) - C(x - std::min(tau[j + 1], x)));
+            if (dt > 0.0) sum += (current[j + 1] - current[j]) / dt * (before - after);
+            before = after;
         }
         return -sum;
     };
-    // The bipolar train: each earlier half period with the opposite sign.
+    // The bipolar train: each earlier half period with the opposite sign. The
+    // sum alternates with falling terms, so half the last term left in halves
+    // the error of cutting it there.
     auto train = [&](double t) {
         double sum = 0.0, sign = 1.0;
         for (int n = 0; n <= EarlierPulses; ++n, sign = -sign)
-            sum += sign * pulse(t + n * halfPeriod_);
+            sum += sign * pulse(t + n * halfPeriod_) * (n == EarlierPulses ? 0.5 : 1.0);
         return sum;
     };
     const double scale = c.factor / c.reference;

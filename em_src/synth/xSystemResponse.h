@@ -57,8 +57,11 @@ class xSystemResponse {
         std::vector<double> waveCurrent;  // A, piecewise linear
     };
 
-    std::vector<double> TimeDomain(const Component& component, const xLayeredEarth& earth,
-                                   double txHeight) const;
+    // The windows of a component from the step-off response at its receiver.
+    std::vector<double> TimeDomain(const Component& component, const xStepOff& step) const;
+    // Where the step-off response is computed: from the earliest time on to
+    // beyond the earlier pulses that still reach the windows.
+    std::vector<double> StepTimes() const;
     std::vector<double> FrequencyDomain(const Component& component, const xLayeredEarth& earth,
                                         double txHeight) const;
     bool AddComponent(const xEMDesc& descriptor, long id);
