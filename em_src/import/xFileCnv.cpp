@@ -15,13 +15,9 @@ namespace fs = std::filesystem;
 
 xFileCnv::xFileCnv() : xObject(Id, "ASCII->Binary/") {}
 
-xFileCnv::~xFileCnv() {
-    if (descriptorOpen_) CloseDescriptor();
-}
-
 int xFileCnv::Init() {
     TakeParams(std::make_unique<xCnvParams>());
-    descriptorOpen_ = OpenDescriptor() != 0;
+    HoldDescriptor();
     return 1;
 }
 

@@ -15,7 +15,6 @@ class xFileCnv : public xObject {
     static constexpr int Id = 701;
 
     xFileCnv();
-    ~xFileCnv() override;
 
     int Init() override;
     void Execute(int mode) override;
@@ -29,5 +28,4 @@ class xFileCnv : public xObject {
     xCnvParams& Parameters() const;
     void NothingToConvert();
     void AfterConversion(bool stopped);
-    bool descriptorOpen_ = false;
 };

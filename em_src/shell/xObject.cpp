@@ -91,7 +91,13 @@ xObject::~xObject() {
     --runningProcesses;
     if (engine_ && engine_->Owner() == this) engine_->SetOwner(nullptr);
     if (progressOpen_) Platform().ProgressClose();
+    if (holdsDescriptor_) CloseDescriptor();
     DropParams();
+}
+
+int xObject::HoldDescriptor() {
+    if (!holdsDescriptor_) holdsDescriptor_ = OpenDescriptor() != 0;
+    return holdsDescriptor_ ? 1 : 0;
 }
 
 void xObject::DropParams() {

@@ -90,6 +90,9 @@ class xObject {
     static void ForceCloseDescriptor();
     static xSharedDescriptor* Descriptor();
     static int DescriptorReferences();
+    // One reference to the shared descriptor for this process, released when
+    // the process ends. 1 when the descriptor is open.
+    int HoldDescriptor();
 
     // Processes alive, and the title of the non-interruptible stage running
     // (empty when none).
@@ -139,6 +142,7 @@ class xObject {
     xProcessState* engine_ = nullptr;
     std::function<void(int)> endObserver_;
     bool progressOpen_ = false;
+    bool holdsDescriptor_ = false;
     long current_ = 0;
     long minimum_ = 0;
     long maximum_ = 1;
