@@ -15,6 +15,7 @@
 #include "xProjectContext.h"
 #include "xPrsCont.h"
 #include "xShellApp.h"
+#include "xWaveBasis.h"
 
 namespace fs = std::filesystem;
 
@@ -156,6 +157,7 @@ int Set(const fs::path& parFile, const std::vector<std::string>& assignments, st
 int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out) {
     xShellApp shell;
     shell.RegisterProcess(xFileCnv::Id, [] { return std::make_unique<xFileCnv>(); });
+    shell.RegisterProcess(xWaveBasis::Id, [] { return std::make_unique<xWaveBasis>(); });
     if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
         console->OnStop([&shell] { shell.StopRunning(); });
     if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;

@@ -61,6 +61,8 @@ int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out);
 // lines: "10010,22810", empty for every line. Without a pattern file the plain
 // form; with one the pattern form, the file's default pattern being written
 // there first when it is missing.
+// An AOT file (any case of the extension) is written whole as a readable
+// table; lines and pattern do not apply to it and are passed over with a warning.
 int Dump(const std::filesystem::path& file, const std::string& lines,
          const std::filesystem::path& pattern, const std::filesystem::path& target,
          std::ostream& out);

@@ -1,12 +1,16 @@
 #include <algorithm>
+#include <cctype>
 #include <climits>
 #include <fstream>
+#include <iomanip>
 
 #include "Commands.h"
+#include "xAofTau.h"
 #include "xAsciiPattern.h"
 #include "xMData.h"
 #include "xParamFields.h"
 #include "xPlatform.h"
+#include "xTRClasf.h"
 
 namespace fs = std::filesystem;
 
@@ -29,10 +33,94 @@ std::string Joined(const std::vector<std::int32_t>& numbers) {
     return text.empty() ? "none" : text;
 }
 
+bool IsAot(const fs::path& file) {
+    std::string extension = file.extension().string();
+    for (char& c : extension) c = char(std::toupper(static_cast<unsigned char>(c)));
+    return extension == ".AOT";
+}
+
+// The basis as a person reads it: identity, taus, then each component's windows,
+// amplitudes (a row per tau, a column per window) and primary field.
+void WriteAotTable(const xAofTau& aot, std::ostream& out) {
+    constexpr int kIndex = 8;
+    constexpr int kValue = 14;
+    out << "Descriptor      : " << aot.DescriptorName() << '\n'
+        << "Descriptor date : " << aot.DescriptorDate() << '\n'
+        << "Approximation   : " << ApproximationName(aot.Approximation()) << '\n'
+        << "Taus [sec]      : " << aot.Taus().Length() << '\n';
+    out << std::setw(kIndex) << "Tau" << std::setw(kValue) << "Seconds" << '\n';
+    for (long t = aot.Taus().Low(); t <= aot.Taus().High(); ++t)
+        out << std::setw(kIndex) << t << std::setw(kValue) << aot.Taus()[t] << '\n';
+
+    for (long id : aot.Components()) {
+        const FloatMatrix& windows = *aot.Windows(id);
+        const FloatMatrix& amplitudes = *aot.Amplitudes(id);
+        const FloatArray& primary = *aot.Primary(id);
+        out << "\nComponent " << ComponentName(id) << '\n';
+
+        // A frequency-domain system has one row, the frequencies.
+        out << "Sampling windows\n" << std::setw(kIndex) << "Window";
+        for (long r = windows.RowLow(); r <= windows.RowHigh(); ++r) {
+            const long row = r - windows.RowLow();
+            const std::string title = windows.Rows() == 1 ? "Frequency"
+                                      : row == 0          ? "Start"
+                                      : row == 1          ? "End"
+                                                          : "Row " + std::to_string(r);
+            out << std::setw(kValue) << title;
+        }
+        out << '\n';
+        for (long c = windows.ColLow(); c <= windows.ColHigh(); ++c) {
+            out << std::setw(kIndex) << c;
+            for (long r = windows.RowLow(); r <= windows.RowHigh(); ++r)
+                out << std::setw(kValue) << windows[r][c];
+            out << '\n';
+        }
+
+        out << "Basis amplitudes (one row per tau, one column per window)\n"
+            << std::setw(kIndex) << "Tau";
+        for (long c = amplitudes.ColLow(); c <= amplitudes.ColHigh(); ++c)
+            out << std::setw(kValue) << "Window " + std::to_string(c);
+        out << '\n';
+        for (long r = amplitudes.RowLow(); r <= amplitudes.RowHigh(); ++r) {
+            out << std::setw(kIndex) << r;
+            for (long c = amplitudes.ColLow(); c <= amplitudes.ColHigh(); ++c)
+                out << std::setw(kValue) << amplitudes[r][c];
+            out << '\n';
+        }
+
+        out << "Primary field coefficients\n"
+            << std::setw(kIndex) << "Window" << std::setw(kValue) << "Coefficient" << '\n';
+        for (long c = primary.Low(); c <= primary.High(); ++c)
+            out << std::setw(kIndex) << c << std::setw(kValue) << primary[c] << '\n';
+    }
+}
+
+int DumpAot(const fs::path& file, const std::string& lines, const fs::path& pattern,
+            const fs::path& target, std::ostream& out) {
+    if (!lines.empty() || !pattern.empty())
+        Platform().Warning(
+            "--lines and --pattern apply to survey files only; an AOT file is written whole.");
+    xAofTau aot(file);
+    if (aot.Read() != 1) {
+        if (fs::exists(file)) Platform().Error("Cannot read " + file.string() + " as an AOT file.");
+        return kFailed;
+    }
+    std::ofstream text;
+    if (!target.empty() && !OpenAsciiFile(target, text)) return kFailed;
+    std::ostream& sink = target.empty() ? out : text;
+    WriteAotTable(aot, sink);
+    sink.flush();
+    if (sink) return kSuccess;
+    Platform().Error("Error writing " +
+                     (target.empty() ? std::string("the table") : target.string()));
+    return kFailed;
+}
+
 }  // namespace
 
 int Dump(const fs::path& file, const std::string& lines, const fs::path& pattern,
          const fs::path& target, std::ostream& out) {
+    if (IsAot(file)) return DumpAot(file, lines, pattern, target, out);
     std::vector<std::int32_t> wanted;
     if (!ParseLines(lines, wanted)) {
         Platform().Error(

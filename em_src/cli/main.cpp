@@ -25,7 +25,7 @@ const char* kIntro =
     "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
     "  tovarn params survey.PAR --process 702\n"
     "  tovarn run    survey.PAR --only 701,702,703\n"
-    "  tovarn dump   survey.BIN --lines 10010\n"
+    "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, the basis)\n"
     "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
     "                --spacing 10 --altitude 120 --out synthetic\n"
     "  tovarn descriptor show system.DSC\n";
@@ -183,7 +183,7 @@ int main(int argc, char** argv) {
     std::string dumpFile, dumpLines, dumpPattern, dumpOut;
     auto* dumpCmd = app.add_subcommand(
         "dump",
-        "Write a binary survey file (BIN, NDF) as ASCII text.\n"
+        "Write a binary survey file (BIN, NDF) or a wave basis file (AOT) as ASCII text.\n"
         "Without --pattern: the file header, then for each line its summary block and every\n"
         "record, each value in a field of 14 characters.\n"
         "With --pattern: the file header, a title row beginning with '/', then \"Line\" and the\n"
@@ -191,9 +191,14 @@ int main(int argc, char** argv) {
         "file holds one item a line, \"number format title\": a record index, or -1 line end,\n"
         "-2 text, -4 and -3 begin and end of a group written as its mean; formats 14f6, 14e6,\n"
         "10i, 10l, 14s. A missing pattern file gets the default pattern (every record item).\n"
+        "An AOT file is written whole as a table: descriptor name and date, approximation,\n"
+        "taus in seconds, then per component the windows, the basis amplitudes (a row per\n"
+        "tau, a column per window) and the primary field coefficients; --lines and --pattern\n"
+        "do not apply to it.\n"
         "Example:\n"
         "  tovarn dump survey.BIN --lines 10010,22810 --pattern survey_BIN.AFF --out survey.txt");
-    dumpCmd->add_option("FILE", dumpFile, "the survey file, e.g. survey.BIN")->required();
+    dumpCmd->add_option("FILE", dumpFile, "the survey file, e.g. survey.BIN, or a basis file (AOT)")
+        ->required();
     dumpCmd->add_option("--lines", dumpLines, "only these lines, e.g. 10010,22810 (in file order)");
     dumpCmd->add_option("--pattern", dumpPattern,
                         "the pattern file (.AFF); written with the default pattern when missing");

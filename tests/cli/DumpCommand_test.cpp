@@ -6,6 +6,7 @@
 
 #include "../store/SurveyFiles.h"
 #include "Commands.h"
+#include "xAofTau.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -111,4 +112,78 @@ TEST_F(DumpCommandTest, ProgramWritesNothingOnStdoutWithOut) {
     EXPECT_EQ(Tovarn("dump --help", out), 0);
     EXPECT_NE(out.find("--pattern"), std::string::npos);
     EXPECT_NE(out.find("--lines"), std::string::npos);
+}
+
+TEST_F(DumpCommandTest, BasisFileIsWrittenAsATable) {
+    xAofTau aot(dir_ / "b.aot");
+    aot.SetDescriptorName("SYS.DSC");
+    aot.SetDescriptorDate("2026-01-02 03:04:05");
+    aot.SetApproximation(ApproximationThinSheet);
+    FloatArray taus(1, 2);
+    taus[1] = 1e-5f;
+    taus[2] = 0.001f;
+    aot.SetTaus(taus);
+    FloatMatrix windows(0, 0, 1, 2), amplitudes(1, 2, 1, 2);
+    windows[0][1] = 900;
+    windows[0][2] = 7200;
+    amplitudes[1][1] = 1;
+    amplitudes[1][2] = 0.5f;
+    amplitudes[2][1] = -2.5f;
+    amplitudes[2][2] = 3;
+    FloatArray primary(1, 2);
+    primary[1] = -1;
+    primary[2] = 0.25f;
+    aot.SetWindows(103, windows);
+    aot.SetAmplitudes(103, amplitudes);
+    aot.SetPrimary(103, primary);
+    ASSERT_EQ(aot.Write(), 1);
+
+    std::ostringstream out;
+    ASSERT_EQ(cli::Dump(dir_ / "b.aot", "", "", "", out), cli::kSuccess);
+    EXPECT_EQ(out.str(),
+              "Descriptor      : SYS.DSC\n"
+              "Descriptor date : 2026-01-02 03:04:05\n"
+              "Approximation   : ThinSheet\n"
+              "Taus [sec]      : 2\n"
+              "     Tau       Seconds\n"
+              "       1         1e-05\n"
+              "       2         0.001\n"
+              "\n"
+              "Component TxRz\n"
+              "Sampling windows\n"
+              "  Window     Frequency\n"
+              "       1           900\n"
+              "       2          7200\n"
+              "Basis amplitudes (one row per tau, one column per window)\n"
+              "     Tau      Window 1      Window 2\n"
+              "       1             1           0.5\n"
+              "       2          -2.5             3\n"
+              "Primary field coefficients\n"
+              "  Window   Coefficient\n"
+              "       1            -1\n"
+              "       2          0.25\n");
+    EXPECT_TRUE(platform_.messages.empty());
+
+    // Line selection and patterns are for survey files: said, then passed over.
+    std::ostringstream again;
+    ASSERT_EQ(cli::Dump(dir_ / "b.aot", "10", dir_ / "b.AFF", dir_ / "b.txt", again),
+              cli::kSuccess);
+    EXPECT_EQ(again.str(), "");
+    EXPECT_EQ(Slurp(dir_ / "b.txt"), out.str());
+    EXPECT_FALSE(fs::exists(dir_ / "b.AFF"));
+    EXPECT_EQ(platform_.Texts("warning"),
+              (std::vector<std::string>{
+                  "--lines and --pattern apply to survey files only; an AOT file is written "
+                  "whole."}));
+
+    std::ofstream(dir_ / "bad.AOT") << "Version-3\nSYS.DSC\nd\nExponent\nTaus [sec]\n1 2\n";
+    EXPECT_EQ(cli::Dump(dir_ / "bad.AOT", "", "", "", out), cli::kFailed);
+    EXPECT_TRUE(
+        platform_.Saw("error", "Cannot read " + (dir_ / "bad.AOT").string() + " as an AOT file."));
+
+    std::string text;
+    EXPECT_EQ(Tovarn("dump " + (dir_ / "b.aot").string(), text), 0);
+    EXPECT_EQ(text, out.str());
+    EXPECT_EQ(Tovarn("dump --help", text), 0);
+    EXPECT_NE(text.find("AOT"), std::string::npos);
 }

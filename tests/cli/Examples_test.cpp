@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "SharedData.h"
+#include "xAofTau.h"
 #include "xMData.h"
 #include "xMLine.h"
 
@@ -99,12 +100,16 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         ASSERT_EQ(
             Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
         ASSERT_EQ(Tovarn(root_, "set " + par + " 701.Files=" + (example / e.survey).string()), 0);
-        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701"), 0) << e.dir;
+        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701,702"), 0) << e.dir;
         long headerRecords = 0;
         const auto lines = SurveyLines(out_ / "S.BIN", headerRecords);
         EXPECT_EQ(lines, LabelRuns(example / e.survey, e.labelColumn)) << e.dir;
         EXPECT_EQ(lines.size(), e.lines);
         EXPECT_EQ(headerRecords, e.records);
+        xAofTau basis(out_ / "S.AOT");
+        ASSERT_EQ(basis.Read(), 1) << e.dir;
+        EXPECT_EQ(basis.Components(), (std::vector<long>{107, 109}));
+        EXPECT_EQ(basis.Taus().Length(), 12);
     }
 }
 

@@ -1,0 +1,127 @@
+#include "xWaveBasis.h"
+
+#include <algorithm>
+#include <limits>
+#include <sstream>
+#include <vector>
+
+#include "xAofTau.h"
+#include "xEMDesc.h"
+#include "xPlatform.h"
+#include "xProjectContext.h"
+#include "xTRClasf.h"
+#include "xWavParams.h"
+#include "xWaveBasisFD.h"
+#include "xWaveBasisTD.h"
+
+xWaveBasis::xWaveBasis(xIniFile* ini) : xObject(Id, "Basis Functions/"), ini_(ini) {}
+
+int xWaveBasis::Init() {
+    TakeParams(std::make_unique<xWavParams>());
+    HoldDescriptor();
+    return 1;
+}
+
+xWavParams& xWaveBasis::Parameters() const {
+    return static_cast<xWavParams&>(*Params());
+}
+
+xWaveBasisBuilder& xWaveBasis::Builder(const xEMDesc& descriptor) {
+    if (!builder_) builder_ = MakeBasisBuilder(descriptor, Parameters(), ini_);
+    return *builder_;
+}
+
+void xWaveBasis::AdviseOnTaus(const xEMDesc& descriptor) const {
+    long fewest = std::numeric_limits<long>::max();
+    const xTRClasf channels = descriptor.GetClassification();
+    for (long id = FirstComponent; id <= LastComponent; ++id)
+        if (channels[id] > 0) fewest = std::min<long>(fewest, channels[id]);
+    if (fewest == std::numeric_limits<long>::max() || Parameters().numberOfTaus <= fewest) return;
+    Platform().Note(
+        "System detected number of taus greater than number of samples. "
+        "Generally number of taus should not exceed number of samples/frequencies, "
+        "unless you are going to use smoothing in DECONVOLUTION."
+        "We advise you to decrease number of taus to " +
+        std::to_string(fewest));
+}
+
+bool xWaveBasis::BuildAll(const xEMDesc& descriptor, xAofTau& basis) {
+    xWaveBasisBuilder& builder = Builder(descriptor);
+    const double seconds = xEMSDesc::SecondsPer(Parameters().unit);
+    const bool frequencyDomain = descriptor.IsFrequencyDomain();
+    // The file has one set of taus for all components: the range is chosen on
+    // the component with the most channels, built first, and the others are
+    // built on that range, in rising id.
+    const xTRClasf channels = descriptor.GetClassification();
+    std::vector<long> order;
+    for (const auto& [id, component] : descriptor.Components()) order.push_back(id);
+    const auto lead = std::max_element(order.begin(), order.end(), [&channels](long a, long b) {
+        return channels[a] < channels[b];
+    });
+    if (lead != order.end()) std::rotate(order.begin(), lead, lead + 1);
+    xWavParams& params = Parameters();
+    const std::int16_t automatic = params.automaticSelection;
+    struct Restore {
+        xWavParams& params;
+        std::int16_t automatic;
+        ~Restore() { params.automaticSelection = automatic; }
+    } restore{params, automatic};
+    bool first = true;
+    for (long id : order) {
+        if (IsTerminated()) return false;
+        if (first || builder.Changed(id)) {
+            SetStatus("Creating Wave Basis");
+            builder.Build(id);
+            params.automaticSelection = 0;
+            params.selectionWasAutomatic = automatic;
+        }
+        first = false;
+        FloatMatrix windows = builder.Windows();
+        if (!frequencyDomain) windows *= float(seconds);
+        basis.SetWindows(id, windows);
+        basis.SetAmplitudes(id, builder.Amplitudes());
+        basis.SetPrimary(id, builder.Primary());
+        Advance();
+    }
+    FloatArray taus = builder.Taus();
+    taus *= float(seconds);
+    basis.SetTaus(taus);
+    return !first;
+}
+
+void xWaveBasis::Execute(int) {
+    const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
+    if (!descriptor) return;
+    SetRunState(Executing);
+    const xProjectContext& project = ProjectContext();
+    xAofTau basis;
+    basis.SetPath(project.ProjectFile("AOT"));
+    basis.SetOverwrite(project.autoFiles != 0);
+    basis.SetDescriptorName(project.descriptorName);
+    basis.SetDescriptorDate(DescriptorDateStamp(project.DescriptorPath()));
+    basis.SetApproximation(Parameters().approximationType);
+    AdviseOnTaus(*descriptor);
+    OpenProgress("Create Basis Functions");
+    SetRange(long(descriptor->Components().size()));
+    bool built = false;
+    try {
+        built = BuildAll(*descriptor, basis);
+    } catch (const xBasisError& error) {
+        Platform().Error(error.what());
+    }
+    CloseProgress();
+    SetRunState(Idle);
+    if (!built) return;
+    if (!basis.Write()) {
+        Platform().Error("xWaveBasis::Execute() Cannot open " + basis.Path().string() + " file");
+        return;
+    }
+    Parameters().basisValid = 1;
+    Parameters().Save();
+    ProjectContext().latestCreatedFile = basis.FileName();
+    std::ostringstream note;
+    const FloatArray& taus = basis.Taus();
+    note << basis.FileName() << ": " << taus.Length() << " taus from " << taus[taus.Low()] << " to "
+         << taus[taus.High()] << " s, " << basis.Components().size() << " components.";
+    Platform().Note(note.str());
+}

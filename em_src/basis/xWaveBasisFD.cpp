@@ -1,0 +1,84 @@
+#include "xWaveBasisFD.h"
+
+#include <cmath>
+
+#include "xEMDesc.h"
+#include "xProjectContext.h"
+#include "xWavParams.h"
+
+FloatMatrix xWaveBasisFD::Frequencies(long component) const {
+    const auto found = descriptor_.Components().find(component);
+    const long nf =
+        found == descriptor_.Components().end() ? 0 : found->second.wave.frequencies.Rows();
+    FloatMatrix frequencies(0, 1, 1, std::max(nf, 1L));
+    for (long c = 1; c <= frequencies.ColHigh(); ++c) frequencies[0][c] = frequencies[1][c] = 0.0f;
+    for (long f = 0; f < nf; ++f) frequencies[0][f + 1] = found->second.wave.frequencies[f][0];
+    return nf > 0 ? frequencies : FloatMatrix();
+}
+
+void xWaveBasisFD::Setup(long component) {
+    component_ = component;
+    windows_ = Frequencies(component);
+    if (windows_.Cols() == 0)
+        throw xBasisError("There are no frequencies defined. Please correct " +
+                          ProjectContext().descriptorName + " file.");
+    SetUnits();
+    scale_ = descriptor_.Components().at(component).wave.rxPrimary.AmplitudeFactor();
+}
+
+void xWaveBasisFD::Response(const FloatMatrix& windows, FloatMatrix& result) {
+    const long n = taus_.Length(), nf = windows.Cols();
+    result.Resize(1, n, 1, 2 * nf);
+    // Seconds into builder units, then per unit of the time scale.
+    const float k = float(1.0 / descriptor_.systemDesc.SecondsPerUnit() / timeScale_);
+    const float twoPi = 6.2831855f;
+    float largest = 0.0f;
+    for (long f = 1; f <= nf; ++f) {
+        for (long t = 1; t <= n; ++t) {
+            const float x = twoPi * windows[0][windows.ColLow() + f - 1] * k * taus_[t];
+            const float d = scale_ * x / (x * x + 1.0f);
+            result[t][f] = x * d;
+            result[t][nf + f] = d;
+            largest = std::max(largest, std::fabs(result[t][f]));
+        }
+    }
+    primary_.Resize(1, nf);
+    for (long f = 1; f <= nf; ++f) primary_[f] = -largest;
+}
+
+void xWaveBasisFD::Build(long component) {
+    SaveState();
+    Setup(component);
+    // Even, and written back even when the taus are chosen by hand.
+    const long n = EvenTaus(params_.numberOfTaus);
+    params_.numberOfTaus = std::int32_t(n);
+    early_ = ToBuilderUnits(params_.earlyTau);
+    late_ = ToBuilderUnits(params_.lateTau);
+    if (params_.automaticSelection) SelectTaus(windows_);
+    BuildLast(windows_, n);
+    Decompose(result_, w_, v_);
+    for (long t = 1; t <= taus_.Length(); ++t) taus_[t] = float(ToParameterUnits(taus_[t]));
+    params_.earlyTau = float(ToParameterUnits(early_));
+    params_.lateTau = float(ToParameterUnits(late_));
+    params_.selectionWasAutomatic = params_.automaticSelection;
+}
+
+void xWaveBasisFD::SaveState() {
+    state_.frequencies = windows_;
+    state_.timeScale = timeScale_;
+    state_.early = params_.earlyTau;
+    state_.late = params_.lateTau;
+    state_.taus = params_.numberOfTaus;
+    state_.saved = true;
+}
+
+bool xWaveBasisFD::Changed(long component) const {
+    if (!state_.saved) return true;
+    auto near = [](float a, float b) { return std::fabs(a - b) <= 1e-6f * std::fabs(b); };
+    const FloatMatrix frequencies = Frequencies(component);
+    if (frequencies.Cols() != windows_.Cols()) return true;
+    for (long c = 1; c <= frequencies.Cols(); ++c)
+        if (frequencies[0][c] != windows_[0][c]) return true;
+    return !near(params_.earlyTau, state_.early) || !near(params_.lateTau, state_.late) ||
+           params_.numberOfTaus != state_.taus;
+}
