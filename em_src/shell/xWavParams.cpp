@@ -1,5 +1,7 @@
 #include "xWavParams.h"
 
+#include "xPlatform.h"
+
 #include <vector>
 
 namespace {
@@ -54,8 +56,13 @@ void xWavParams::BlockFields(xParamFields& fields) {
                 [this] { return std::to_string(numberOfTaus); },
                 [this](const std::string& text) {
                     long value;
-                    if (!ParseLong(text, value) || value < 2 || value > 100 || value % 2)
+                    if (!ParseLong(text, value) || value < 2 || value > 100) return false;
+                    if (value % 2 != 0) {
+                        Platform().Error(
+                            "Number of taus must be even and positive...please try "
+                            "again.");
                         return false;
+                    }
                     numberOfTaus = std::int32_t(value);
                     return true;
                 }});

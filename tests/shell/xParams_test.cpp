@@ -583,6 +583,9 @@ TEST_F(ParamsTest, FieldsShowAndRefuseAsTheDialogsDo) {
     f = fieldsOf(wav);
     EXPECT_EQ(f.Find("AutomaticSelection")->show(), "AUTOMATIC");
     EXPECT_TRUE(refused(f, "NumberOfTaus", "13"));
+    EXPECT_TRUE(platform.Saw("error",
+                             "Number of taus must be even and positive...please try "
+                             "again."));
     EXPECT_TRUE(refused(f, "Unit", "ms"));
 
     xFitParams fit;
