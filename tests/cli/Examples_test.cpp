@@ -34,7 +34,10 @@ class ExampleDescriptors : public ::testing::Test {
   protected:
     void SetUp() override {
         root_ = fs::path(TOVARN_SOURCE_DIR);
-        out_ = fs::temp_directory_path() / "tovarn_examples";
+        // One folder a test: CTest runs them side by side.
+        out_ = fs::temp_directory_path() /
+               ("tovarn_examples_" +
+                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
         fs::create_directories(out_);
     }
     void TearDown() override { fs::remove_all(out_); }
