@@ -3,10 +3,12 @@
 #include <climits>
 #include <fstream>
 #include <iomanip>
+#include <memory>
 
 #include "Commands.h"
 #include "xAofTau.h"
 #include "xAsciiPattern.h"
+#include "xMAmp.h"
 #include "xMData.h"
 #include "xParamFields.h"
 #include "xPlatform.h"
@@ -33,10 +35,14 @@ std::string Joined(const std::vector<std::int32_t>& numbers) {
     return text.empty() ? "none" : text;
 }
 
-bool IsAot(const fs::path& file) {
+bool HasExtension(const fs::path& file, const std::string& wanted) {
     std::string extension = file.extension().string();
     for (char& c : extension) c = char(std::toupper(static_cast<unsigned char>(c)));
-    return extension == ".AOT";
+    return extension == wanted;
+}
+
+bool IsAot(const fs::path& file) {
+    return HasExtension(file, ".AOT");
 }
 
 // The basis as a person reads it: identity, taus, then each component's windows,
@@ -128,7 +134,13 @@ int Dump(const fs::path& file, const std::string& lines, const fs::path& pattern
             "\".");
         return kUsage;
     }
-    xMData data;
+    // An amplitude file carries its taus in the header and names its columns by them.
+    std::unique_ptr<xMData> survey;
+    if (HasExtension(file, ".AMP"))
+        survey = std::make_unique<xMAmp>();
+    else
+        survey = std::make_unique<xMData>();
+    xMData& data = *survey;
     data.SetPath(file);
     // Open falls back to reading only; a dump never writes the survey file.
     if (data.Open() != 1) {

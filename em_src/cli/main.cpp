@@ -183,7 +183,8 @@ int main(int argc, char** argv) {
     std::string dumpFile, dumpLines, dumpPattern, dumpOut;
     auto* dumpCmd = app.add_subcommand(
         "dump",
-        "Write a binary survey file (BIN, NDF) or a wave basis file (AOT) as ASCII text.\n"
+        "Write a binary survey file (BIN, NDF), an amplitude file (AMP) or a wave basis file\n"
+        "(AOT) as ASCII text.\n"
         "Without --pattern: the file header, then for each line its summary block and every\n"
         "record, each value in a field of 14 characters.\n"
         "With --pattern: the file header, a title row beginning with '/', then \"Line\" and the\n"
@@ -191,13 +192,18 @@ int main(int argc, char** argv) {
         "file holds one item a line, \"number format title\": a record index, or -1 line end,\n"
         "-2 text, -4 and -3 begin and end of a group written as its mean; formats 14f6, 14e6,\n"
         "10i, 10l, 14s. A missing pattern file gets the default pattern (every record item).\n"
+        "An AMP file adds the basis type and its taus to the header; its default pattern is\n"
+        "FID, X, Y, Z, Altitude, Distance, Error and per component a column per channel,\n"
+        "A_<component>(t=  n).\n"
         "An AOT file is written whole as a table: descriptor name and date, approximation,\n"
         "taus in seconds, then per component the windows, the basis amplitudes (a row per\n"
         "tau, a column per window) and the primary field coefficients; --lines and --pattern\n"
         "do not apply to it.\n"
         "Example:\n"
         "  tovarn dump survey.BIN --lines 10010,22810 --pattern survey_BIN.AFF --out survey.txt");
-    dumpCmd->add_option("FILE", dumpFile, "the survey file, e.g. survey.BIN, or a basis file (AOT)")
+    dumpCmd
+        ->add_option("FILE", dumpFile,
+                     "the survey file, e.g. survey.BIN or survey.AMP, or a basis file (AOT)")
         ->required();
     dumpCmd->add_option("--lines", dumpLines, "only these lines, e.g. 10010,22810 (in file order)");
     dumpCmd->add_option("--pattern", dumpPattern,

@@ -7,6 +7,7 @@
 #include "../store/SurveyFiles.h"
 #include "Commands.h"
 #include "xAofTau.h"
+#include "xMAmp.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -186,4 +187,57 @@ TEST_F(DumpCommandTest, BasisFileIsWrittenAsATable) {
     EXPECT_EQ(text, out.str());
     EXPECT_EQ(Tovarn("dump --help", text), 0);
     EXPECT_NE(text.find("AOT"), std::string::npos);
+}
+
+TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
+    // The small layout on one tau: TxRx and TyRy, 3 channels each, R = 7 + 4 + 6 + 6.
+    constexpr long r = 23;
+    {
+        xMData bin;
+        SmallLayout(bin);
+        FloatArray taus(1, 1);
+        taus[1] = 0.001f;
+        xMAmp amp;
+        amp.SetPath(dir_ / "P.AMP");
+        amp.SetOverwrite(true);
+        ASSERT_EQ(amp.Create(), 1);
+        amp.InitFromData(bin, taus, 2);
+        ASSERT_TRUE(amp.WriteHeader());
+        xMLineWriter writer(amp, 10);
+        std::vector<float> record(r);
+        for (long i = 0; i < r; ++i) record[i] = float(i);
+        writer.AddRow(record.data());
+        ASSERT_TRUE(writer.Finish());
+        ASSERT_TRUE(amp.WriteHeader());
+    }
+    std::string row;
+    for (long i = 0; i < r; ++i) {
+        const std::string value = std::to_string(i);
+        row += std::string(14 - value.size(), ' ') + value;
+    }
+
+    std::ostringstream plain;
+    ASSERT_EQ(cli::Dump(dir_ / "P.AMP", "", "", "", plain), cli::kSuccess);
+    const std::string bar = "/" + std::string(35, '_') + "\n";
+    EXPECT_NE(plain.str().find("/Noise Level\t: 0\n" + bar + "HalfSpace\n Taus (sec)\n" +
+                               std::string(15, ' ') + "0.001\n" + std::string(46, '=') + "\n"),
+              std::string::npos);
+    EXPECT_EQ(Count(plain.str(), "//Line     : "), 1u);
+    EXPECT_NE(plain.str().find("\n" + row + "\n"), std::string::npos);
+
+    const fs::path aff = dir_ / "P_AMP.AFF";
+    std::ostringstream patterned;
+    ASSERT_EQ(cli::Dump(dir_ / "P.AMP", "", aff, "", patterned), cli::kSuccess);
+    EXPECT_EQ(Slurp(aff).substr(0, 29), "0 14f6 FID\n1 14f6 X\n2 14f6 Y\n");
+    EXPECT_NE(patterned.str().find("         Error\t A_TxRx(t=  1)\t A_TxRx(t=  2)\t"),
+              std::string::npos);
+    EXPECT_NE(patterned.str().find(" A_TyRy(t=  3)\t\nLine     10\n"), std::string::npos);
+
+    // Any case of the extension; the program writes what the command does.
+    fs::copy_file(dir_ / "P.AMP", dir_ / "p.amp");
+    std::string text;
+    EXPECT_EQ(Tovarn("dump " + (dir_ / "p.amp").string(), text), 0);
+    EXPECT_EQ(text.substr(text.find(bar, 1)), plain.str().substr(plain.str().find(bar, 1)));
+    EXPECT_EQ(Tovarn("dump --help", text), 0);
+    EXPECT_NE(text.find("AMP"), std::string::npos);
 }
