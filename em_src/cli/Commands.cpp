@@ -7,6 +7,7 @@
 
 #include "xConsolePlatform.h"
 #include "xFileCnv.h"
+#include "xFitTau.h"
 #include "xParFile.h"
 #include "xParamDisplay.h"
 #include "xParamFields.h"
@@ -158,6 +159,7 @@ int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out
     xShellApp shell;
     shell.RegisterProcess(xFileCnv::Id, [] { return std::make_unique<xFileCnv>(); });
     shell.RegisterProcess(xWaveBasis::Id, [] { return std::make_unique<xWaveBasis>(); });
+    shell.RegisterProcess(xFitTau::Id, [] { return std::make_unique<xFitTau>(); });
     if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
         console->OnStop([&shell] { shell.StopRunning(); });
     if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;

@@ -108,11 +108,13 @@ void xFitParams::BlockFields(xParamFields& fields) {
     fields.Float("Threshold", "ThreshHold(norm):", threshold, 0.0, 1.0);
     fields.Long("Normalization", "Normalization", normalization, 1, 4);
     fields.Add({"Algorithm", "Algorithm",
-                "a sum of 128 (PLS all taus), 2 (L1Norm MinErr(1:10)), 16 (L1Norm MinErrPos) "
-                "and 32 (PLS(x),SVD(z))",
+                "a sum of 128 (PLS all taus), 2048 (SVD all taus), 2 (L1Norm MinErr(1:10)), "
+                "16 (L1Norm MinErrPos) and 32 (PLS(x),SVD(z)); the deconvolution runs with "
+                "one of them alone",
                 [this] { return std::to_string(algorithm); },
                 [this](const std::string& text) {
-                    constexpr long known = PlsAllTaus | L1NormMinErr | L1NormMinErrPos | PlsSvd;
+                    constexpr long known =
+                        PlsAllTaus | SvdAllTaus | L1NormMinErr | L1NormMinErrPos | PlsSvd;
                     long value;
                     if (!ParseLong(text, value) || value < 0 || (value & ~known)) return false;
                     algorithm = std::int32_t(value);

@@ -18,6 +18,7 @@ class xFitParams : public xPrsCont {
     static constexpr std::int32_t L1NormMinErr = 0x02;
     static constexpr std::int32_t L1NormMinErrPos = 0x10;
     static constexpr std::int32_t PlsSvd = 0x20;
+    static constexpr std::int32_t SvdAllTaus = 0x800;
 
     xFitParams();
 

@@ -11,6 +11,7 @@
 
 #include "SharedData.h"
 #include "xAofTau.h"
+#include "xMAmp.h"
 #include "xMData.h"
 #include "xMLine.h"
 
@@ -68,9 +69,10 @@ std::vector<LineRun> LabelRuns(const fs::path& file, int labelColumn) {
 }
 
 // The lines of a survey file as a reader finds them; every FID must rise.
-std::vector<LineRun> SurveyLines(const fs::path& bin, long& headerRecords) {
-    xMData file;
-    file.SetPath(bin);
+template <class File>
+std::vector<LineRun> SurveyLines(const fs::path& path, long& headerRecords) {
+    File file;
+    file.SetPath(path);
     std::vector<LineRun> lines;
     if (file.Open() != 1 || !file.ReadHeader()) return lines;
     headerRecords = file.Records();
@@ -103,9 +105,9 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         ASSERT_EQ(
             Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
         ASSERT_EQ(Tovarn(root_, "set " + par + " 701.Files=" + (example / e.survey).string()), 0);
-        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701,702"), 0) << e.dir;
+        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701,702,703"), 0) << e.dir;
         long headerRecords = 0;
-        const auto lines = SurveyLines(out_ / "S.BIN", headerRecords);
+        const auto lines = SurveyLines<xMData>(out_ / "S.BIN", headerRecords);
         EXPECT_EQ(lines, LabelRuns(example / e.survey, e.labelColumn)) << e.dir;
         EXPECT_EQ(lines.size(), e.lines);
         EXPECT_EQ(headerRecords, e.records);
@@ -113,6 +115,10 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         ASSERT_EQ(basis.Read(), 1) << e.dir;
         EXPECT_EQ(basis.Components(), (std::vector<long>{107, 109}));
         EXPECT_EQ(basis.Taus().Length(), 12);
+        long ampRecords = 0;
+        EXPECT_EQ(SurveyLines<xMAmp>(out_ / "S.AMP", ampRecords),
+                  lines);  // every record deconvolved
+        EXPECT_EQ(ampRecords, e.records);
     }
 }
 

@@ -1,0 +1,129 @@
+#include "xFitTau.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "xAofTau.h"
+#include "xEMDesc.h"
+#include "xFitAverage.h"
+#include "xFitFactory.h"
+#include "xFitParams.h"
+#include "xMAmp.h"
+#include "xMLineBlock.h"
+#include "xPlatform.h"
+#include "xProjectContext.h"
+#include "xTRClasf.h"
+
+namespace fs = std::filesystem;
+
+xFitTau::xFitTau() : xObject(Id, "Deconvolution/") {}
+
+int xFitTau::Init() {
+    TakeParams(std::make_unique<xFitParams>());
+    HoldDescriptor();
+    return 1;
+}
+
+xFitParams& xFitTau::Parameters() const {
+    return static_cast<xFitParams&>(*Params());
+}
+
+void xFitTau::Execute(int) {
+    const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
+    if (!descriptor) return;
+    const xProjectContext& project = ProjectContext();
+    const xFitParams& params = Parameters();
+    xMData bin;
+    bin.SetPath(project.ProjectFile("BIN"));
+    if (!bin.Exists() || !bin.Open() || !bin.ReadHeader()) {
+        Platform().Note("There are no input file(s) for " + Title() +
+                        ".  Please run the previous process to create one.");
+        return;
+    }
+    xAofTau basis;
+    basis.SetPath(project.ProjectFile("AOT"));
+    if (!basis.Exists() || !basis.Read()) {
+        Platform().Error("Deconvolution Erorr: Cannot open " + basis.Path().string() + " file");
+        return;
+    }
+    basis.CheckDescriptor(project.descriptorName, DescriptorDateStamp(project.DescriptorPath()));
+
+    xMAmp amp;
+    amp.SetPath(project.ProjectFile("AMP"));
+    amp.SetOverwrite(project.autoFiles != 0);
+    amp.InitFromData(bin, basis.Taus(), basis.Approximation());
+    if (!OpenOutput(amp, amp.FileName(), "Save AMP file as :", 1) || !amp.WriteHeader()) return;
+
+    SetRunState(Executing);
+    xFitFactory engine(*descriptor, this);
+    SetEngine(&engine);
+    engine.SetBasis(basis, params.normalization, params.channelOrTau);
+    engine.SetAlgorithm(params.algorithm);
+    engine.SetThreshold(params.threshold);
+    engine.SetPrimary(params.primaryFit != 0, params.primaryPercentage / 100.0f);
+    engine.SetErrorWeights(params.weights, params.errorWeighting, params.weightParameter);
+    const FloatArray& taus = basis.Taus();
+    const float ratio = taus.Length() >= 2 && params.powerLaw != 0.0f
+                            ? std::pow(taus[taus.Low()] / taus[taus.Low() + 1], params.powerLaw)
+                            : 1.0f;
+    engine.SetConditioning(params.smoothing * params.smoothing, ratio,
+                           params.forceToSurface * params.forceToSurface,
+                           params.minLength * params.minLength);
+    engine.CreateFitters();
+    bool anyFitter = false;
+    for (const auto& [id, component] : descriptor->Components()) anyFitter |= engine.HasFitter(id);
+    if (!anyFitter) {
+        Platform().Error("Algorithm " + std::to_string(params.algorithm) +
+                         " names no fitter: set 703.Algorithm to one of 128 (PLS), 2048 (SVD), "
+                         "2 (L1), 16 (positive L1) or 32 (PLS for X, SVD for Z).");
+        SetEngine(nullptr);
+        SetRunState(Idle);
+        amp.Delete();
+        return;
+    }
+
+    std::ofstream average(project.projectDir / FitAverageFileName, std::ios::trunc);
+    const auto columns = FitAverageColumns(bin, descriptor->IsFrequencyDomain());
+    WriteFitAverageHeader(average, columns, descriptor->IsFrequencyDomain(), bin.Version());
+
+    OpenProgress("Deconvolving");
+    SetRange(bin.Records());
+    bool finished = true;
+    xMLineBlock line;
+    bin.ResetLines();
+    std::vector<xMLineBlock> lines;
+    while (bin.NextLine(line)) lines.push_back(line);
+    for (const xMLineBlock& block : lines) {
+        SetStatus("Line: " + std::to_string(block.number));
+        if (!engine.ProcessLine(bin, block, amp)) {
+            finished = false;
+            break;
+        }
+        WriteFitAverageLine(average, block.number, engine.AverageData(), engine.AverageFit());
+    }
+    amp.WriteHeader();
+    amp.Close();
+    SetEngine(nullptr);
+    CloseProgress();
+    SetRunState(Idle);
+    if (!finished || IsTerminated()) {
+        Platform().Note("The process is not completed. Current amplitude file will be deleted!");
+        std::error_code ec;
+        fs::remove(amp.Path(), ec);
+        return;
+    }
+    if (params.calculateBackground)
+        Platform().Note(
+            "Calculate background is not available yet: the amplitudes are written "
+            "without it.");
+    ProjectContext().latestCreatedFile = amp.FileName();
+    std::ostringstream note;
+    note << amp.FileName() << ": " << amp.Lines() << " lines, " << engine.RecordsFitted()
+         << " records; mean misfit";
+    for (const auto& column : columns)
+        note << ' ' << ComponentName(column.component) << ' '
+             << engine.MeanMisfit(column.component);
+    Platform().Note(note.str());
+}
