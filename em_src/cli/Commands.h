@@ -3,6 +3,7 @@
 // answer the exit code: 0 success, 1 a process or check reported an error,
 // 2 bad usage (a fatal message is turned into 2 by the caller).
 
+#include <cstdint>
 #include <filesystem>
 #include <ostream>
 #include <string>
@@ -66,6 +67,10 @@ int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out);
 int Dump(const std::filesystem::path& file, const std::string& lines,
          const std::filesystem::path& pattern, const std::filesystem::path& target,
          std::ostream& out);
+
+// One record of a line (records from 1) deconvolved as a run would: per
+// component the normalised data, the fit, the residuals and the amplitudes.
+int Fit(const std::filesystem::path& parFile, std::int32_t line, long record, std::ostream& out);
 
 struct SynthArgs {
     std::filesystem::path descriptor;

@@ -25,7 +25,8 @@ const char* kIntro =
     "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
     "  tovarn params survey.PAR --process 702\n"
     "  tovarn run    survey.PAR --only 701,702,703\n"
-    "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, the basis)\n"
+    "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, survey.AMP)\n"
+    "  tovarn fit    survey.PAR --line 10010 --record 250\n"
     "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
     "                --spacing 10 --altitude 120 --out synthetic\n"
     "  tovarn descriptor show system.DSC\n";
@@ -210,6 +211,18 @@ int main(int argc, char** argv) {
                         "the pattern file (.AFF); written with the default pattern when missing");
     dumpCmd->add_option("--out", dumpOut, "the text file to write (default: standard output)");
 
+    std::int32_t fitLine = 0;
+    long fitRecord = 0;
+    auto* fitCmd = app.add_subcommand(
+        "fit",
+        "Deconvolve one record as 703 would and show, per component, the normalised data, the\n"
+        "fit, the residuals and the amplitudes of the taus, to check a fit by eye. Needs the\n"
+        "project's BIN (701) and AOT (702) files. Example:\n"
+        "  tovarn fit survey.PAR --line 10010 --record 250");
+    fitCmd->add_option("PROJECT.PAR", par, "the project")->required();
+    fitCmd->add_option("--line", fitLine, "the line number, e.g. 10010")->required();
+    fitCmd->add_option("--record", fitRecord, "the record of the line, from 1")->required();
+
     cli::SynthArgs synth;
     std::string synthDescriptor, synthOut;
     auto* synthCmd = app.add_subcommand(
@@ -274,6 +287,8 @@ int main(int argc, char** argv) {
             result = cli::DescriptorBuildFd(buildFd, std::cout);
         } else if (*dumpCmd) {
             result = cli::Dump(dumpFile, dumpLines, dumpPattern, dumpOut, std::cout);
+        } else if (*fitCmd) {
+            result = cli::Fit(par, fitLine, fitRecord, std::cout);
         } else if (*synthCmd) {
             synth.descriptor = synthDescriptor;
             synth.out = synthOut;

@@ -56,6 +56,23 @@ void xFitFactory::SetBasis(const xAofTau& basis, int normalization, int) {
     normalization_ = normalization;
 }
 
+void xFitFactory::Configure(const xFitParams& params, const xAofTau& basis) {
+    SetBasis(basis, params.normalization, params.channelOrTau);
+    SetAlgorithm(params.algorithm);
+    SetThreshold(params.threshold);
+    SetPrimary(params.primaryFit != 0, params.primaryPercentage / 100.0f);
+    SetErrorWeights(params.weights, params.errorWeighting, params.weightParameter);
+    // The smoothing rows pair neighbouring taus by the power law of their ratio.
+    const FloatArray& taus = basis.Taus();
+    const float ratio = taus.Length() >= 2 && params.powerLaw != 0.0f
+                            ? std::pow(taus[taus.Low()] / taus[taus.Low() + 1], params.powerLaw)
+                            : 1.0f;
+    SetConditioning(params.smoothing * params.smoothing, ratio,
+                    params.forceToSurface * params.forceToSurface,
+                    params.minLength * params.minLength);
+    CreateFitters();
+}
+
 void xFitFactory::SetPrimary(bool on, float value) {
     primaryOn_ = on;
     primaryValue_ = value;

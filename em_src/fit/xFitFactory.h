@@ -27,6 +27,10 @@ class xFitFactory : public xProcessState {
     explicit xFitFactory(const xEMDesc& descriptor, xObject* owner = nullptr);
     ~xFitFactory() override;
 
+    // Everything from the deconvolution parameters and the basis, in the order
+    // a run sets it, fitters made.
+    void Configure(const xFitParams& params, const xAofTau& basis);
+
     void SetBasis(const xAofTau& basis, int normalization, int chanTau);
     // One of the algorithm codes of the deconvolution parameters.
     void SetAlgorithm(std::int32_t code) { algorithm_ = code; }

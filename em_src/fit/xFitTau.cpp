@@ -1,6 +1,5 @@
 #include "xFitTau.h"
 
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -59,19 +58,7 @@ void xFitTau::Execute(int) {
     SetRunState(Executing);
     xFitFactory engine(*descriptor, this);
     SetEngine(&engine);
-    engine.SetBasis(basis, params.normalization, params.channelOrTau);
-    engine.SetAlgorithm(params.algorithm);
-    engine.SetThreshold(params.threshold);
-    engine.SetPrimary(params.primaryFit != 0, params.primaryPercentage / 100.0f);
-    engine.SetErrorWeights(params.weights, params.errorWeighting, params.weightParameter);
-    const FloatArray& taus = basis.Taus();
-    const float ratio = taus.Length() >= 2 && params.powerLaw != 0.0f
-                            ? std::pow(taus[taus.Low()] / taus[taus.Low() + 1], params.powerLaw)
-                            : 1.0f;
-    engine.SetConditioning(params.smoothing * params.smoothing, ratio,
-                           params.forceToSurface * params.forceToSurface,
-                           params.minLength * params.minLength);
-    engine.CreateFitters();
+    engine.Configure(params, basis);
     bool anyFitter = false;
     for (const auto& [id, component] : descriptor->Components()) anyFitter |= engine.HasFitter(id);
     if (!anyFitter) {

@@ -119,6 +119,10 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         EXPECT_EQ(SurveyLines<xMAmp>(out_ / "S.AMP", ampRecords),
                   lines);  // every record deconvolved
         EXPECT_EQ(ampRecords, e.records);
+        // One record fitted again by eye, and a record the line does not have.
+        const std::string line = std::to_string(lines.front().label);
+        EXPECT_EQ(Tovarn(root_, "fit " + par + " --line " + line + " --record 2") >> 8, 0);
+        EXPECT_EQ(Tovarn(root_, "fit " + par + " --line " + line + " --record 0") >> 8, 2);
     }
 }
 

@@ -1,0 +1,112 @@
+// tovarn fit: one record deconvolved as a run would, with its data, fit,
+// residuals and amplitudes per component, to check a fit by eye.
+
+#include <cstdio>
+#include <iomanip>
+
+#include "Commands.h"
+#include "xAofTau.h"
+#include "xEMDesc.h"
+#include "xFitFactory.h"
+#include "xFitParams.h"
+#include "xMAmp.h"
+#include "xMLine.h"
+#include "xParFile.h"
+#include "xPlatform.h"
+#include "xProjectContext.h"
+#include "xShellApp.h"
+#include "xTRClasf.h"
+
+namespace fs = std::filesystem;
+
+namespace cli {
+
+namespace {
+
+std::string LineList(xMData& bin) {
+    std::string list;
+    for (std::int32_t number : bin.LineNumbers())
+        list += (list.empty() ? "" : ", ") + std::to_string(number);
+    return list;
+}
+
+void ShowComponent(const xFitFactory& engine, const xMAmp& amp, const FloatArray& record,
+                   long component, float misfit, std::ostream& out) {
+    const FloatMatrix& rows = engine.Working();
+    out << ComponentName(component) << "  misfit " << misfit << "\n"
+        << "  channel      data (norm.)         fit            residual\n";
+    for (long c = rows.ColLow(); c <= rows.ColHigh(); ++c)
+        out << std::setw(9) << c << std::setw(18) << rows[0][c] << std::setw(18) << rows[1][c]
+            << std::setw(18) << rows[2][c] << "\n";
+    out << "  tau [s]            amplitude (data units)\n";
+    const FloatArray& taus = amp.Taus();
+    const long first = amp.AmplitudeOffset(component);
+    for (long t = 0; t < taus.Length(); ++t)
+        out << std::setw(14) << taus[taus.Low() + t] << std::setw(22) << record[first + t] << "\n";
+}
+
+}  // namespace
+
+int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std::ostream& out) {
+    if (!xShellApp::CheckParName(parFile)) return kFailed;
+    ProjectContext().SetParFile(parFile);
+    {
+        std::fstream file(parFile, std::ios::in | std::ios::out | std::ios::binary);
+        par::Header header;
+        if (!file.is_open() || !par::CheckHeader(file, header)) return kFailed;
+        ProjectContext().SetDescriptorPath(header.descriptorPath);
+    }
+    const xProjectContext& project = ProjectContext();
+    xEMDesc descriptor;
+    if (!descriptor.Read(project.DescriptorPath())) return kFailed;
+    xFitParams params;
+    params.Load();
+    xMData bin;
+    bin.SetPath(project.ProjectFile("BIN"));
+    if (!bin.Exists() || !bin.Open() || !bin.ReadHeader()) {
+        Platform().Error("There is no survey file " + bin.Path().string() +
+                         ": run 701 (ASCII->Binary) first.");
+        return kFailed;
+    }
+    xAofTau basis;
+    basis.SetPath(project.ProjectFile("AOT"));
+    if (!basis.Exists() || !basis.Read()) {
+        Platform().Error("There is no basis " + basis.Path().string() +
+                         ": run 702 (Basis Functions) first.");
+        return kFailed;
+    }
+    xMLine line(&bin);
+    if (!line.Find(lineNumber)) {
+        Platform().Error("Line " + std::to_string(lineNumber) + " is not in " + bin.FileName() +
+                         "; its lines are " + LineList(bin) + ".");
+        return kUsage;
+    }
+    if (recordNumber < 1 || recordNumber > line.Rows()) {
+        Platform().Error("Line " + std::to_string(lineNumber) + " has records 1 to " +
+                         std::to_string(line.Rows()) + ", not " + std::to_string(recordNumber) +
+                         ".");
+        return kUsage;
+    }
+    xMAmp amp;  // the layout of an amplitude record, not a file
+    amp.InitFromData(bin, basis.Taus(), basis.Approximation());
+    xFitFactory engine(descriptor);
+    engine.Configure(params, basis);
+    const FloatArray binRecord = line.Row(recordNumber - 1);
+    FloatArray record(0, amp.RowLength() - 1);
+    record *= 0.0f;
+    out << "Line " << lineNumber << ", record " << recordNumber << " (FID " << binRecord[0]
+        << "), algorithm " << params.algorithm << ", normalization " << params.normalization
+        << "\n";
+    bool any = false;
+    for (long id = FirstComponent; id <= LastComponent; ++id) {
+        if (bin.ComponentFlags()[id] == 0 || !engine.HasFitter(id)) continue;
+        const float misfit =
+            engine.FitComponent(bin, binRecord.Data(), amp, record.Data(), id, recordNumber - 1);
+        ShowComponent(engine, amp, record, id, misfit, out);
+        any = true;
+    }
+    if (!any) Platform().Error("No component of the survey has a fitter: check 703.Algorithm.");
+    return any ? kSuccess : kFailed;
+}
+
+}  // namespace cli
