@@ -25,6 +25,19 @@ int xFitTau::Init() {
     return 1;
 }
 
+void xFitTau::SaveInAscii(const fs::path& path) {
+    xMAmp amp;
+    amp.SetPath(path);
+    if (!amp.Exists() || !amp.Open() || !amp.ReadHeader()) {
+        Platform().Warning("Deconvolution WARNING: There is no AMP file to save in ASCII!");
+        return;
+    }
+    fs::path text = path;
+    text.replace_filename(path.stem().string() + "_AMP.TEXT");
+    std::ofstream out(text, std::ios::trunc);
+    if (!out || !amp.DumpAscii(out)) Platform().Error("Cannot open ASCII file");
+}
+
 xFitParams& xFitTau::Parameters() const {
     return static_cast<xFitParams&>(*Params());
 }
@@ -105,6 +118,7 @@ void xFitTau::Execute(int) {
         Platform().Note(
             "Calculate background is not available yet: the amplitudes are written "
             "without it.");
+    if (params.saveInAscii) SaveInAscii(amp.Path());
     ProjectContext().latestCreatedFile = amp.FileName();
     std::ostringstream note;
     note << amp.FileName() << ": " << amp.Lines() << " lines, " << engine.RecordsFitted()

@@ -2,6 +2,8 @@
 // The Deconvolution process: the survey file's lines fitted on the basis of the
 // AOT file, the amplitudes written to <project>.AMP.
 
+#include <filesystem>
+
 #include "xObject.h"
 
 class xFitParams;
@@ -18,4 +20,6 @@ class xFitTau : public xObject {
 
   private:
     xFitParams& Parameters() const;
+    // The amplitude file as text beside it: <project>_AMP.TEXT.
+    void SaveInAscii(const std::filesystem::path& path);
 };
