@@ -4,7 +4,6 @@
 #include <istream>
 #include <ostream>
 
-#include "BinaryStream.h"
 #include "xEMDesc.h"
 #include "xPlatform.h"
 #include "xTRClasf.h"
@@ -140,28 +139,4 @@ FloatArray xErrWeight::ComputeNoiseWeights(const FloatArray& data, float noise, 
     // A record with nothing above the floor keeps its zeros.
     ScaleToMaximum(w);
     return w;
-}
-
-void xErrWeight::Write(std::ostream& out) const {
-    binary::Write(out, std::int32_t(size()));
-    for (const auto& [name, matrix] : *this) {
-        binary::Write(out, std::int32_t(ComponentId(name)));
-        matrix.WriteBinary(out, true);
-    }
-}
-
-bool xErrWeight::Read(std::istream& in) {
-    std::int32_t count = 0;
-    if (!binary::Read(in, count)) return false;
-    if (count <= 0 || count >= 10) return true;
-    std::map<std::string, FloatMatrix> read;
-    for (std::int32_t i = 0; i < count; ++i) {
-        std::int32_t id = 0;
-        if (!binary::Read(in, id)) return false;
-        FloatMatrix matrix;
-        if (!matrix.ReadBinary(in, true)) return false;
-        read[ComponentName(id)] = matrix;
-    }
-    std::map<std::string, FloatMatrix>::operator=(read);
-    return true;
 }

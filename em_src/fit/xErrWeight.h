@@ -5,7 +5,6 @@
 // and the quadrature weights in the right half.
 
 #include <cstdint>
-#include <iosfwd>
 #include <map>
 #include <string>
 
@@ -51,13 +50,6 @@ class xErrWeight : public std::map<std::string, FloatMatrix> {
 
     // The noise-dependent weights of one record, indexed like the data.
     FloatArray ComputeNoiseWeights(const FloatArray& data, float noise, float scale) const;
-
-    // The tables inside the deconvolution's parameter block: count, then per
-    // component its id and its matrix with bounds.
-    void Write(std::ostream& out) const;
-    // A count of 0 or of 10 or more is not a table of ours and is passed over,
-    // as is a read that stops short; the tables stay as they were then.
-    bool Read(std::istream& in);
 
   private:
     void Recompute(const xEMDesc& descriptor);

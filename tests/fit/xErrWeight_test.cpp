@@ -147,35 +147,3 @@ TEST(xErrWeight, NoiseWeights) {
 
 // The parameter block's form: count, then id and matrix with bounds per
 // component; counts outside 1..9 are passed over.
-TEST(xErrWeight, FileFormRoundTrip) {
-    xErrWeight w;
-    std::map<std::int32_t, FloatMatrix> user{{101, Table({0.5f, 1.0f})},
-                                             {109, Table({0.25f, -1.0f, 0.75f})}};
-    w.Set(user, xErrWeight::UserDefined, 1.0f, TimeSystem());
-    std::ostringstream out;
-    w.Write(out);
-    const std::string bytes = out.str();
-
-    std::int32_t count = 0, firstId = 0;
-    std::memcpy(&count, bytes.data(), 4);
-    std::memcpy(&firstId, bytes.data() + 4, 4);
-    EXPECT_EQ(count, 2);
-    EXPECT_EQ(firstId, 101);
-    std::ostringstream matrix;
-    user.at(101).WriteBinary(matrix, true);
-    EXPECT_EQ(bytes.substr(8, matrix.str().size()), matrix.str());
-
-    xErrWeight back;
-    std::istringstream in(bytes);
-    ASSERT_TRUE(back.Read(in));
-    EXPECT_EQ(back.ById(), w.ById());
-
-    for (std::int32_t bad : {0, 10}) {
-        std::string other = bytes;
-        std::memcpy(other.data(), &bad, 4);
-        std::istringstream badIn(other);
-        EXPECT_TRUE(back.Read(badIn));
-        EXPECT_EQ(badIn.tellg(), 4);  // nothing read past the count
-        EXPECT_EQ(back.ById(), w.ById());
-    }
-}
