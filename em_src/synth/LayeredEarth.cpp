@@ -66,9 +66,12 @@ double Magnitude(Complex v) {
 
 // Wynn's epsilon algorithm on a sequence of partial sums, one term at a time
 // (the counter-diagonal form, so each new term costs one pass over the table).
+// With a depth, only that many columns are kept: the highest order dropped as a
+// new term comes in, so a long sequence costs depth, not its length, per term.
 template <class T>
 class WynnEpsilon {
   public:
+    explicit WynnEpsilon(size_t depth = 0) : depth_(depth) {}
     void Reset() { e_.clear(); }
     T Add(T partialSum) {
         e_.push_back(partialSum);
@@ -83,12 +86,14 @@ class WynnEpsilon {
             e_[j - 1] = Magnitude(diff) > 1e-300 ? aux1 + 1.0 / diff : T(1e300);
         }
         const T estimate = n % 2 == 0 ? e_[0] : e_[1];
+        if (depth_ > 0 && e_.size() > depth_) e_.erase(e_.begin());
         // A table broken by differences at rounding level says nothing: fall back.
         const double size = Magnitude(estimate);
         return std::isfinite(size) && size < 1e250 ? estimate : partialSum;
     }
 
   private:
+    size_t depth_;
     std::vector<T> e_;
 };
 
@@ -222,10 +227,14 @@ class HankelNodes {
             // The kernel turns over near l ~ |k| of the ground, which at low
             // frequencies lies deep inside the first interval: geometric panels
             // resolve it whatever the frequency.
-            constexpr int kLevels = 8;
+            // Down to where the panel below holds a part (eR)^3/3 < 1e-8 of an
+            // integral of size 1/R^3, R the distance to the image, whatever the
+            // kernel does there; at most eight levels.
+            constexpr int kMaxLevels = 8;
             constexpr double kRatio = 4.0;
+            const double bottom = 2e-3 / std::hypot(r_, a_);
             double edge = hi;
-            for (int i = 0; i < kLevels; ++i) edge /= kRatio;
+            for (int i = 0; i < kMaxLevels && edge > bottom; ++i) edge /= kRatio;
             AddPanel(0.0, edge, Gauss8());
             while (edge < hi) {
                 const double next = std::min(hi, edge * kRatio);
@@ -322,12 +331,16 @@ xRealField PrimaryField(const xDipoleGeometry& geometry) {
     return {3.0 * z * x * c, 3.0 * z * y * c, (3.0 * z * z - r2) * c};
 }
 
-std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
-                                            const xDipoleGeometry& geometry,
-                                            const std::vector<double>& omegas) {
+namespace {
+
+// The field at each frequency; the vertical or the horizontal part may be left
+// out (zero), which spares its extrapolation.
+std::vector<xComplexField> FieldFD(const xLayeredEarth& earth, const xDipoleGeometry& geometry,
+                                   const std::vector<double>& omegas, bool vertical,
+                                   bool horizontal) {
     CheckEarth(earth);
     const PairGeometry g = CheckGeometry(geometry);
-    const bool radial = g.r > 0.0;
+    const bool radial = horizontal && g.r > 0.0;
     HankelNodes nodes(g.r, g.a);
     // Absolute tolerance against the size of the primary field at that spacing.
     const double atol = 1e-13 / std::pow(g.r * g.r + g.a * g.a, 1.5);
@@ -367,10 +380,10 @@ std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
                 estR = sumR;
                 break;
             }
-            const Complex newZ = wynnZ.Add(sumZ);
+            const Complex newZ = vertical ? wynnZ.Add(sumZ) : Complex(0.0);
             const Complex newR = radial ? wynnR.Add(sumR) : Complex(0.0);
             // Twice running: two estimates can agree by chance early on.
-            const bool agree = k >= 2 && Settled(newZ, estZ, kHankelRtol, atol) &&
+            const bool agree = k >= 2 && (!vertical || Settled(newZ, estZ, kHankelRtol, atol)) &&
                                (!radial || Settled(newR, estR, kHankelRtol, atol));
             settled = agree ? settled + 1 : 0;
             estZ = newZ;
@@ -378,7 +391,7 @@ std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
             if (settled >= 2) break;
         }
         const double scale = 1.0 / (4.0 * kPi);
-        xComplexField h{0.0, 0.0, estZ * scale};
+        xComplexField h{0.0, 0.0, vertical ? estZ * scale : Complex(0.0)};
         if (radial) {
             h[0] = estR * scale * geometry.dx / g.r;
             h[1] = estR * scale * geometry.dy / g.r;
@@ -386,6 +399,14 @@ std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
         out.push_back(h);
     }
     return out;
+}
+
+}  // namespace
+
+std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
+                                            const xDipoleGeometry& geometry,
+                                            const std::vector<double>& omegas) {
+    return FieldFD(earth, geometry, omegas, true, true);
 }
 
 namespace {
@@ -404,6 +425,14 @@ double LowIntegral(double p, double w0, double t, bool sine) {
         m += 2;
     }
     return sum;
+}
+
+// ln u for u in [1, 1.26] (a knot and the next): the series of 2 atanh(z),
+// z = (u - 1)/(u + 1) <= 0.115, is exact to 1e-13 there and far cheaper than log.
+double LogNearOne(double u) {
+    const double z = (u - 1.0) / (u + 1.0), z2 = z * z;
+    return 2.0 * z *
+           (1.0 + z2 * (1.0 / 3 + z2 * (1.0 / 5 + z2 * (1.0 / 7 + z2 * (1.0 / 9 + z2 / 11)))));
 }
 
 SpectrumComponent MakeComponent(const std::vector<double>& g, double x0, double h,
@@ -442,7 +471,7 @@ SpectrumComponent MakeComponent(const std::vector<double>& g, double x0, double 
 }  // namespace
 
 xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geometry,
-                         const std::vector<double>& times) {
+                         const std::vector<double>& times, const std::array<bool, 3>& axes) {
     CheckEarth(earth);
     const PairGeometry pair = CheckGeometry(geometry);
     xStepOff out;
@@ -451,7 +480,15 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
     for (size_t i = 0; i < times.size(); ++i)
         if (!(times[i] > 0.0) || (i > 0 && !(times[i] > times[i - 1])))
             throw std::invalid_argument("step-off response: times must be positive and rising");
-    const bool radial = pair.r > 0.0;
+    out.field.assign(times.size(), xRealField{});
+    out.integral.assign(times.size(), xRealField{});
+    // The spectra worked on: z, and the radial part (Hx, Hy follow from it).
+    const bool vertical = axes[2], radial = (axes[0] || axes[1]) && pair.r > 0.0;
+    std::vector<int> kinds;  // 0: z, 1: radial
+    if (vertical) kinds.push_back(0);
+    if (radial) kinds.push_back(1);
+    if (kinds.empty()) return out;
+    const size_t ncomp = kinds.size();
 
     // Frequency grid: 10 points a decade, from well below 1/t_max to far above
     // 1/t_min (the power law carries the sums on from there).
@@ -462,21 +499,19 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         static_cast<size_t>(std::ceil((std::log(1e2 / times.front()) - x0) / h)) + 1;
     std::vector<double> omegas(knots);
     for (size_t i = 0; i < knots; ++i) omegas[i] = std::exp(x0 + i * h);
-    const std::vector<xComplexField> fd = SecondaryFieldFD(earth, geometry, omegas);
+    const std::vector<xComplexField> fd = FieldFD(earth, geometry, omegas, vertical, radial);
 
     // Moments are needed up to the last knot where w t stays in the Taylor range.
     size_t momentKnots = 1;
     while (momentKnots < knots && omegas[momentKnots] * times.front() <= kTaylorLimit)
         ++momentKnots;
 
-    // Component 0: z; component 1: radial (Hx, Hy follow from it).
-    const int ncomp = radial ? 2 : 1;
     std::vector<SpectrumComponent> comp;
-    for (int c = 0; c < ncomp; ++c) {
+    for (int kind : kinds) {
         std::vector<double> g(knots);
         for (size_t i = 0; i < knots; ++i) {
             Complex v = fd[i][2];
-            if (c == 1) v = (fd[i][0] * geometry.dx + fd[i][1] * geometry.dy) / pair.r;
+            if (kind == 1) v = (fd[i][0] * geometry.dx + fd[i][1] * geometry.dy) / pair.r;
             g[i] = v.imag() / omegas[i];
         }
         comp.push_back(MakeComponent(g, x0, h, momentKnots));
@@ -487,18 +522,24 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
 
     const double w0 = omegas.front(), wTop = omegas.back();
     const GaussRule& rule = Gauss6();
+    constexpr size_t kNodes = 6;
+    // sin(w t) at the nodes of a whole half period, up to its sign.
+    double halfPeriodSine[kNodes];
+    for (size_t q = 0; q < kNodes; ++q) halfPeriodSine[q] = std::sin(kPi * rule.x[q]);
     constexpr double kRtol = 1e-6, kAtol = 1e-9;
     constexpr size_t kMaxHalfPeriods = 400;
 
-    out.field.resize(times.size());
-    out.integral.resize(times.size());
-    WynnEpsilon<double> wynn[4];
+    // Past some twenty columns the table only adds rounding.
+    constexpr size_t kWynnDepth = 21;
+    WynnEpsilon<double> wynn[4] = {WynnEpsilon<double>(kWynnDepth), WynnEpsilon<double>(kWynnDepth),
+                                   WynnEpsilon<double>(kWynnDepth),
+                                   WynnEpsilon<double>(kWynnDepth)};
     for (size_t it = 0; it < times.size(); ++it) {
         const double t = times[it];
         // b(t) = -(2/pi) int g cos(wt) dw and int_0^t b = -(2/pi) int g/w sin(wt) dw.
         double cosSum[2] = {}, sinSum[2] = {};
         // Below the grid, analytically.
-        for (int c = 0; c < ncomp; ++c) {
+        for (size_t c = 0; c < ncomp; ++c) {
             cosSum[c] = comp[c].lowA * LowIntegral(1.0, w0, t, false) +
                         comp[c].lowC * LowIntegral(1.5, w0, t, false);
             sinSum[c] = comp[c].lowA * LowIntegral(0.0, w0, t, true) +
@@ -507,7 +548,7 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         // Up to the last knot with w t <= kTaylorLimit, from the moments.
         size_t cell = 0;
         while (cell + 1 < momentKnots && omegas[cell + 1] * t <= kTaylorLimit) ++cell;
-        for (int c = 0; c < ncomp; ++c) {
+        for (size_t c = 0; c < ncomp; ++c) {
             const double* mo = &comp[c].moments[cell * kMoments];
             double fc = 1.0, fs = t;  // (-1)^n t^{2n}/(2n)!, (-1)^n t^{2n+1}/(2n+1)!
             for (int n = 0; n < kMoments; ++n) {
@@ -526,33 +567,38 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         double est[4] = {}, previousEst[4] = {}, previousSum[4] = {};
         int sumSettledRuns[4] = {};
         double lo = omegas[cell];
-        for (int c = 0; c < ncomp; ++c) cosSum[c] -= comp[c].cells[cell].c0 * std::sin(lo * t) / t;
+        for (size_t c = 0; c < ncomp; ++c)
+            cosSum[c] -= comp[c].cells[cell].c0 * std::sin(lo * t) / t;
         const double atolCos = kAtol * gmax / t, atolSin = kAtol * gmax;
+        const double invT = 1.0 / t, invH = 1.0 / h;
         for (size_t k = 1; k <= kMaxHalfPeriods; ++k) {
-            const double zero = k * kPi / t;
+            const double zero = k * kPi * invT;
+            const double previousZero = (k - 1) * kPi * invT;
+            const double sign = k % 2 ? 1.0 : -1.0;
             while (lo < zero) {
                 const bool onGrid = cell + 1 < knots;
                 const double hi = onGrid ? std::min(zero, omegas[cell + 1]) : zero;
                 const double width = hi - lo;
-                for (size_t q = 0; q < rule.x.size(); ++q) {
+                const bool whole = lo == previousZero && hi == zero;
+                const double knot = omegas[cell];
+                for (size_t q = 0; q < kNodes; ++q) {
                     const double w = lo + width * rule.x[q];
-                    const double wq = width * rule.w[q] * std::sin(w * t);
-                    double s = 0.0, power = 0.0;
-                    if (onGrid)
-                        s = (std::log(w) - x0) / h - static_cast<double>(cell);
-                    else
-                        power = std::log(w / wTop);
-                    for (int c = 0; c < ncomp; ++c) {
-                        double gv, slope;  // g and w dg/dw
-                        if (onGrid) {
-                            gv = comp[c].cells[cell].At(s);
-                            slope = comp[c].cells[cell].Slope(s) / h;
-                        } else {
-                            gv = comp[c].topValue * std::exp(comp[c].topPower * power);
-                            slope = comp[c].topPower * gv;
+                    const double sine = whole ? sign * halfPeriodSine[q] : std::sin(w * t);
+                    const double wq = width * rule.w[q] * sine / w;
+                    if (onGrid) {
+                        const double s = LogNearOne(w / knot) * invH;
+                        for (size_t c = 0; c < ncomp; ++c) {
+                            const CellPolynomial& p = comp[c].cells[cell];
+                            cosSum[c] -= wq * p.Slope(s) * invH * invT;  // w dg/dw
+                            sinSum[c] += wq * p.At(s);
                         }
-                        cosSum[c] -= wq * slope / (w * t);
-                        sinSum[c] += wq * gv / w;
+                    } else {
+                        const double power = std::log(w / wTop);
+                        for (size_t c = 0; c < ncomp; ++c) {
+                            const double gv = comp[c].topValue * std::exp(comp[c].topPower * power);
+                            cosSum[c] -= wq * comp[c].topPower * gv * invT;
+                            sinSum[c] += wq * gv;
+                        }
                     }
                 }
                 if (onGrid && hi == omegas[cell + 1]) ++cell;
@@ -561,7 +607,7 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
             // Settled when the extrapolation is, or when the sum itself is, twice
             // running (a table fed differences at rounding level says nothing).
             bool done = k >= 4;
-            for (int j = 0; j < 2 * ncomp; ++j) {
+            for (size_t j = 0; j < 2 * ncomp; ++j) {
                 const double sum = j % 2 ? sinSum[j / 2] : cosSum[j / 2];
                 const double atol = j % 2 ? atolSin : atolCos;
                 const double e = wynn[j].Add(sum);
@@ -576,16 +622,17 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
             if (done) break;
         }
         const double f = -2.0 / kPi;
-        xRealField b{0.0, 0.0, f * est[0]}, bi{0.0, 0.0, f * est[1]};
-        if (radial) {
-            const double cx = geometry.dx / pair.r, cy = geometry.dy / pair.r;
-            b[0] = f * est[2] * cx;
-            b[1] = f * est[2] * cy;
-            bi[0] = f * est[3] * cx;
-            bi[1] = f * est[3] * cy;
+        for (size_t c = 0; c < ncomp; ++c) {
+            const double b = f * est[2 * c], bi = f * est[2 * c + 1];
+            if (kinds[c] == 0) {
+                out.field[it][2] = b;
+                out.integral[it][2] = bi;
+            } else {
+                const double cx = geometry.dx / pair.r, cy = geometry.dy / pair.r;
+                out.field[it] = {b * cx, b * cy, out.field[it][2]};
+                out.integral[it] = {bi * cx, bi * cy, out.integral[it][2]};
+            }
         }
-        out.field[it] = b;
-        out.integral[it] = bi;
     }
     return out;
 }

@@ -33,11 +33,13 @@ std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
                                             const std::vector<double>& omegas);
 
 // After a unit transmitter current is switched off at t = 0: the secondary
-// field b(t) and its integral from 0 to t, at each time (s, rising, > 0).
+// field b(t) and its integral from 0 to t, at each time (s, rising, > 0). Only
+// the axes asked for are computed (x and y come together); the others read 0.
 struct xStepOff {
     std::vector<double> times;
     std::vector<xRealField> field;     // A/m per A m^2
     std::vector<xRealField> integral;  // A s/m per A m^2
 };
 xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geometry,
-                         const std::vector<double>& times);
+                         const std::vector<double>& times,
+                         const std::array<bool, 3>& axes = {true, true, true});

@@ -1,6 +1,7 @@
 #include "xSystemResponse.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cmath>
 #include <numbers>
@@ -13,7 +14,8 @@ namespace {
 constexpr double Mu0 = 4.0e-7 * std::numbers::pi;
 // Half periods of earlier pulses whose decays still reach the windows.
 constexpr int EarlierPulses = 10;
-// The step response is computed from this time on, ten times a decade.
+// The step response is computed on times ten a decade from this one on (from
+// later ones when every window lies well after the current's last change).
 constexpr double EarliestTime = 1.0e-7;
 constexpr int TimesPerDecade = 10;
 
@@ -219,7 +221,13 @@ std::map<long, std::vector<double>> xSystemResponse::Sounding(const xLayeredEart
         if (same == computed.end()) {
             xDipoleGeometry at = c.offset;
             at.txHeight = txHeight;
-            computed.emplace_back(&c, StepOffResponse(earth, at, StepTimes()));
+            // Only the axes of the receivers there.
+            std::array<bool, 3> axes{false, false, false};
+            for (const Component& other : components_)
+                if (other.offset.dx == c.offset.dx && other.offset.dy == c.offset.dy &&
+                    other.offset.dz == c.offset.dz)
+                    axes[std::size_t(other.axis)] = true;
+            computed.emplace_back(&c, StepOffResponse(earth, at, StepTimes(), axes));
             same = computed.end() - 1;
         }
         channels[c.id] = TimeDomain(c, same->second);
@@ -227,10 +235,32 @@ std::map<long, std::vector<double>> xSystemResponse::Sounding(const xLayeredEart
     return channels;
 }
 
+double xSystemResponse::EarliestDelay() const {
+    double earliest = HUGE_VAL;
+    for (const Component& c : components_) {
+        // The last time the current changes, or steps off from its last value.
+        const std::vector<double>& tau = c.waveTimes;
+        double lastChange = c.waveCurrent.back() != 0.0 ? tau.back() : -HUGE_VAL;
+        for (std::size_t j = 0; j + 1 < tau.size(); ++j)
+            if (c.waveCurrent[j + 1] != c.waveCurrent[j])
+                lastChange = std::max(lastChange, tau[j + 1]);
+        if (c.waveCurrent.front() != 0.0) lastChange = std::max(lastChange, tau.front());
+        for (std::size_t w = 0; w < c.edges.size(); w += 2)
+            earliest = std::min(earliest, c.edges[w] - lastChange);
+    }
+    return earliest > 0.0 && std::isfinite(earliest) ? earliest : 0.0;
+}
+
 std::vector<double> xSystemResponse::StepTimes() const {
     const double latest = (EarlierPulses + 2) * halfPeriod_;
+    // Half a decade of margin below the earliest delay, so that the spline's
+    // natural end stays away from the windows.
+    int first = 0;
+    const double delay = EarliestDelay();
+    if (delay > EarliestTime)
+        first = std::max(0, int(std::floor(TimesPerDecade * std::log10(delay / EarliestTime))) - 5);
     std::vector<double> times;
-    for (int k = 0; times.empty() || times.back() < latest; ++k)
+    for (int k = first; times.empty() || times.back() < latest; ++k)
         times.push_back(EarliestTime * std::pow(10.0, double(k) / TimesPerDecade));
     return times;
 }
@@ -261,7 +291,7 @@ std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xStepO
     auto B = [&](double x) { return x <= 0.0 ? 0.0 : fieldSpline(x); };
     auto C = [&](double x) {
         if (x <= 0.0) return 0.0;
-        return x < EarliestTime ? integral.front() * x / EarliestTime : integralSpline(x);
+        return x < times.front() ? integral.front() * x / times.front() : integralSpline(x);
     };
     // The secondary field of one pulse, the current piecewise linear: each
     // segment's slope switches the step response on over its span, and a pulse
@@ -269,14 +299,21 @@ std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xStepO
     const std::vector<double>& tau = c.waveTimes;
     const std::vector<double>& current = c.waveCurrent;
     auto pulse = [&](double x) {
-        double sum = current.front() * B(x - tau.front()) - current.back() * B(x - tau.back());
-        // Each segment switches on over its span: consecutive segments share an end.
-        double before = C(x - tau.front());
+        double sum = 0.0;
+        if (current.front() != 0.0) sum += current.front() * B(x - tau.front());
+        if (current.back() != 0.0) sum -= current.back() * B(x - tau.back());
+        // Each segment switches on over its span: consecutive segments share an
+        // end. A segment of constant current switches nothing.
+        double before = 0.0;
+        std::size_t beforeAt = tau.size();  // where 'before' was taken
         for (std::size_t j = 0; j + 1 < tau.size() && tau[j] < x; ++j) {
+            const double dt = tau[j + 1] - tau[j], change = current[j + 1] - current[j];
+            if (!(dt > 0.0) || change == 0.0) continue;
+            if (beforeAt != j) before = C(x - tau[j]);
             const double after = C(x - std::min(tau[j + 1], x));
-            const double dt = tau[j + 1] - tau[j];
-            if (dt > 0.0) sum += (current[j + 1] - current[j]) / dt * (before - after);
+            sum += change / dt * (before - after);
             before = after;
+            beforeAt = j + 1;
         }
         return -sum;
     };
@@ -291,12 +328,24 @@ std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xStepO
     };
     const double scale = c.factor / c.reference;
     std::vector<double> values;
+    // Windows often end where the next one starts: the train there is reused.
+    double lastTime = -1.0, lastTrain = 0.0;
+    auto trainAtEdge = [&](double t) {
+        if (t != lastTime) {
+            lastTime = t;
+            lastTrain = train(t);
+        }
+        return lastTrain;
+    };
     for (std::size_t w = 0; w + 1 < c.edges.size(); w += 2) {
         const double start = c.edges[w], end = c.edges[w + 1];
         double mean = 0.0;
         if (quantity_ == Quantity::DbDt) {
             // The mean rate of change over a window is the change across it.
-            mean = end > start ? -(train(end) - train(start)) / (end - start) : 0.0;
+            if (end > start) {
+                const double before = trainAtEdge(start);
+                mean = -(trainAtEdge(end) - before) / (end - start);
+            }
         } else {
             static const double nodes[4] = {0.1834346424956498, 0.5255324099163290,
                                             0.7966664774136267, 0.9602898564975363};

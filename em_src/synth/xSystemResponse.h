@@ -59,9 +59,12 @@ class xSystemResponse {
 
     // The windows of a component from the step-off response at its receiver.
     std::vector<double> TimeDomain(const Component& component, const xStepOff& step) const;
-    // Where the step-off response is computed: from the earliest time on to
-    // beyond the earlier pulses that still reach the windows.
+    // Where the step-off response is computed: from the earliest time a window
+    // can see on to beyond the earlier pulses that still reach the windows.
     std::vector<double> StepTimes() const;
+    // The earliest delay after a change of current at which a window samples the
+    // step response (s), or 0 when windows overlap the current's changes.
+    double EarliestDelay() const;
     std::vector<double> FrequencyDomain(const Component& component, const xLayeredEarth& earth,
                                         double txHeight) const;
     bool AddComponent(const xEMDesc& descriptor, long id);
