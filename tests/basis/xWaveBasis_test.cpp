@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "TempFolder.h"
 #include "xAofTau.h"
 #include "xEMDesc.h"
 #include "xProjectContext.h"
@@ -15,14 +16,10 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class WaveBasisProcess : public ::testing::Test {
+class WaveBasisProcess : public xTempFolderTest {
   protected:
     void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_basis_" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
+        xTempFolderTest::SetUp();
         RegisterDescriptor();
     }
     void TearDown() override {
@@ -52,7 +49,6 @@ class WaveBasisProcess : public ::testing::Test {
     }
 
     xRecordingPlatform platform_;
-    fs::path dir_;
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "../store/SurveyFiles.h"
 #include "Commands.h"
+#include "TempFolder.h"
 #include "xAofTau.h"
 #include "xMAmp.h"
 #include "xRecordingPlatform.h"
@@ -14,31 +15,20 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class DumpCommandTest : public ::testing::Test {
+class DumpCommandTest : public xTempFolderTest {
   protected:
     void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_dump_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
+        xTempFolderTest::SetUp();
         bin_ = dir_ / "S.BIN";
         WriteSurvey(bin_, {{10, {{100, 1}, {101, 2}}}, {20, {{200, 3}}}});
     }
-    void TearDown() override { fs::remove_all(dir_); }
 
-    static std::string Slurp(const fs::path& path) {
-        std::ifstream in(path);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
     static std::size_t Count(const std::string& text, const std::string& what) {
         std::size_t n = 0;
         for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
         return n;
     }
 
-    fs::path dir_;
     fs::path bin_;
     xRecordingPlatform platform_;
 };

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "TempFolder.h"
 #include "xEMDesc.h"
 #include "xMData.h"
 #include "xMLine.h"
@@ -18,17 +19,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class SynthTest : public ::testing::Test {
+class SynthTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_synth_" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     int Tovarn(const std::string& arguments) {
         const std::string command = std::string(TOVARN_BINARY) + " " + arguments + " >'" +
                                     (dir_ / "out.txt").string() + "' 2>&1";
@@ -49,8 +41,6 @@ class SynthTest : public ::testing::Test {
         EXPECT_EQ(Tovarn("run " + par + " --only 701"), 0) << Output();
         return dir_ / "S.BIN";
     }
-
-    fs::path dir_;
 };
 
 const std::string kGeotem = std::string(TOVARN_SOURCE_DIR) + "/examples/geotem-gsq823/GEOTEM.DSC";

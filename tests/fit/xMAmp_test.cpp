@@ -9,6 +9,7 @@
 
 #include "../store/SurveyFiles.h"
 #include "ByteBuilder.h"
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -20,30 +21,16 @@ namespace {
 constexpr long N = 3;
 constexpr long R = 7 + 2 * 2 + 2 * (2 * N + 1) + 6;
 
-class xMAmpTest : public ::testing::Test {
+class xMAmpTest : public xTempFolderTest {
   protected:
     void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_amp_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
+        xTempFolderTest::SetUp();
         taus_.Resize(1, N);
         taus_[1] = 1e-5f;
         taus_[2] = 1e-4f;
         taus_[3] = 0.002f;
     }
-    void TearDown() override { fs::remove_all(dir_); }
 
-    fs::path Put(const std::string& name, const std::string& bytes) {
-        std::ofstream(dir_ / name, std::ios::binary) << bytes;
-        return dir_ / name;
-    }
-    static std::string Slurp(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
     // A BIN header in memory, never written.
     static void SmallBin(xMData& bin, long userItems = 0) {
         LongArray channels(100, 109), flags(100, 109);
@@ -67,7 +54,6 @@ class xMAmpTest : public ::testing::Test {
     }
 
     xRecordingPlatform platform_;
-    fs::path dir_;
     FloatArray taus_;
 };
 

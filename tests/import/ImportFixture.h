@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "TempFolder.h"
 #include "xASCII2BinFactory.h"
 #include "xCnvParams.h"
 #include "xEMDesc.h"
@@ -57,27 +58,8 @@ struct ImportedLine {
     FloatArray min, max, mean;
 };
 
-class ImportTest : public ::testing::Test {
+class ImportTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        dir_ = std::filesystem::temp_directory_path() /
-               (std::string("tovarn_import_") + info->test_suite_name() + "_" + info->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
-    std::filesystem::path Put(const std::string& name, const std::string& text) {
-        std::ofstream(dir_ / name, std::ios::binary) << text;
-        return dir_ / name;
-    }
-    std::string Slurp(const std::filesystem::path& path) const {
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
     std::filesystem::path Bin() const { return dir_ / "T.BIN"; }
     std::filesystem::path Err() const { return dir_ / "T.err"; }
 
@@ -124,5 +106,4 @@ class ImportTest : public ::testing::Test {
     }
 
     xRecordingPlatform platform_;
-    std::filesystem::path dir_;
 };

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "SurveyFiles.h"
+#include "TempFolder.h"
 #include "xMData.h"
 #include "xRecordingPlatform.h"
 
@@ -14,17 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class xMFileAsciiTest : public ::testing::Test {
+class xMFileAsciiTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ =
-            fs::temp_directory_path() /
-            ("tovarn_ascii_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-             "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     // Line 10: two records, one channel blank; line 20: one record, all
     // channels blank.
     void WriteSample() {
@@ -40,7 +32,6 @@ class xMFileAsciiTest : public ::testing::Test {
     }
 
     xRecordingPlatform platform_;
-    fs::path dir_;
 };
 
 // Each text right-aligned in 14 characters, padded with "0" to a whole record.

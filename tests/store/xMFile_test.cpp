@@ -8,33 +8,15 @@
 
 #include "ByteBuilder.h"
 #include "SurveyFiles.h"
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class xMFileTest : public ::testing::Test {
+class xMFileTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ =
-            fs::temp_directory_path() /
-            ("tovarn_store_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-             "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
-    fs::path Put(const std::string& name, const std::string& bytes) {
-        std::ofstream(dir_ / name, std::ios::binary) << bytes;
-        return dir_ / name;
-    }
-    static std::string Slurp(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
     xMData* Create(const std::string& name) {
         auto* file = new xMData;
         file->SetPath(dir_ / name);
@@ -45,7 +27,6 @@ class xMFileTest : public ::testing::Test {
     }
 
     xRecordingPlatform platform_;
-    fs::path dir_;
 };
 
 constexpr long R = SmallRecord;

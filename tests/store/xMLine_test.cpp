@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "SurveyFiles.h"
+#include "TempFolder.h"
 #include "xMData.h"
 #include "xMIterator.h"
 #include "xRecordingPlatform.h"
@@ -38,16 +39,8 @@ float Value(std::int32_t line, long r, long c) {
     }
 }
 
-class xMLineTest : public ::testing::Test {
+class xMLineTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_line_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     // Lines numbered 1.. with the given row counts.
     std::unique_ptr<xMData> Build(std::initializer_list<long> sizes) {
         {
@@ -79,7 +72,6 @@ class xMLineTest : public ::testing::Test {
     }
 
     xRecordingPlatform platform_;
-    fs::path dir_;
 };
 
 TEST_F(xMLineTest, LongLineReadThroughSmallWindow) {
