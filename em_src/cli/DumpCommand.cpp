@@ -9,6 +9,7 @@
 #include "xAofTau.h"
 #include "xAsciiPattern.h"
 #include "xMAmp.h"
+#include "xMCond.h"
 #include "xMData.h"
 #include "xParamFields.h"
 #include "xPlatform.h"
@@ -134,13 +135,18 @@ int Dump(const fs::path& file, const std::string& lines, const fs::path& pattern
             "\".");
         return kUsage;
     }
-    // An amplitude file carries its taus in the header and names its columns by them.
-    std::unique_ptr<xMData> survey;
+    // An amplitude file carries its taus in the header and names its columns by
+    // them; a CDI file its depths and CDI type.
+    std::unique_ptr<xMFile> survey;
     if (HasExtension(file, ".AMP"))
         survey = std::make_unique<xMAmp>();
+    else if (HasExtension(file, ".CND"))
+        survey = std::make_unique<xMCond>();
+    else if (HasExtension(file, ".CRS"))
+        survey = std::make_unique<xMCondCross>();
     else
         survey = std::make_unique<xMData>();
-    xMData& data = *survey;
+    xMFile& data = *survey;
     data.SetPath(file);
     // Open falls back to reading only; a dump never writes the survey file.
     if (data.Open() != 1) {

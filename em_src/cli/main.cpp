@@ -25,7 +25,7 @@ const char* kIntro =
     "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
     "  tovarn params survey.PAR --process 702\n"
     "  tovarn run    survey.PAR --only 701,702,703\n"
-    "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, survey.AMP)\n"
+    "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, .AMP, .CND)\n"
     "  tovarn fit    survey.PAR --line 10010 --record 250\n"
     "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
     "                --spacing 10 --altitude 120 --out synthetic\n"
@@ -184,8 +184,8 @@ int main(int argc, char** argv) {
     std::string dumpFile, dumpLines, dumpPattern, dumpOut;
     auto* dumpCmd = app.add_subcommand(
         "dump",
-        "Write a binary survey file (BIN, NDF), an amplitude file (AMP) or a wave basis file\n"
-        "(AOT) as ASCII text.\n"
+        "Write a binary survey file (BIN, NDF), an amplitude file (AMP), a CDI file (CND,\n"
+        "CRS) or a wave basis file (AOT) as ASCII text.\n"
         "Without --pattern: the file header, then for each line its summary block and every\n"
         "record, each value in a field of 14 characters.\n"
         "With --pattern: the file header, a title row beginning with '/', then \"Line\" and the\n"
@@ -196,6 +196,10 @@ int main(int argc, char** argv) {
         "An AMP file adds the basis type and its taus to the header; its default pattern is\n"
         "FID, X, Y, Z, Altitude, Distance, Error and per component a column per channel,\n"
         "A_<component>(t=  n).\n"
+        "A CDI file (CND, CRS) adds its depths relative to the first and the CDI type to the\n"
+        "header, a CRS file also its components and conductivities; its default pattern\n"
+        "names the items FID, X, Y, ..., then the layers and DC(depth), LC(depth),\n"
+        "CC(depth) for the sections.\n"
         "An AOT file is written whole as a table: descriptor name and date, approximation,\n"
         "taus in seconds, then per component the windows, the basis amplitudes (a row per\n"
         "tau, a column per window) and the primary field coefficients; --lines and --pattern\n"
@@ -203,8 +207,9 @@ int main(int argc, char** argv) {
         "Example:\n"
         "  tovarn dump survey.BIN --lines 10010,22810 --pattern survey_BIN.AFF --out survey.txt");
     dumpCmd
-        ->add_option("FILE", dumpFile,
-                     "the survey file, e.g. survey.BIN or survey.AMP, or a basis file (AOT)")
+        ->add_option(
+            "FILE", dumpFile,
+            "the survey file, e.g. survey.BIN, survey.AMP or survey.CND, or a basis file (AOT)")
         ->required();
     dumpCmd->add_option("--lines", dumpLines, "only these lines, e.g. 10010,22810 (in file order)");
     dumpCmd->add_option("--pattern", dumpPattern,

@@ -9,6 +9,7 @@
 #include "TempFolder.h"
 #include "xAofTau.h"
 #include "xMAmp.h"
+#include "xMCond.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -230,4 +231,33 @@ TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
     EXPECT_EQ(text.substr(text.find(bar, 1)), plain.str().substr(plain.str().find(bar, 1)));
     EXPECT_EQ(Tovarn("dump --help", text), 0);
     EXPECT_NE(text.find("AMP"), std::string::npos);
+}
+
+TEST_F(DumpCommandTest, CdiFileShowsItsDepthsAndType) {
+    {
+        xMCond cnd;
+        cnd.SetPath(dir_ / "P.CND");
+        cnd.SetOverwrite(true);
+        ASSERT_EQ(cnd.Create(), 1);
+        FloatArray depths(0, 1);
+        depths[1] = 20;
+        LongArray flags(100, 109);
+        flags[109] = 1;
+        cnd.Init(depths, flags);
+        ASSERT_TRUE(cnd.WriteHeader());
+        xMLineWriter writer(cnd, 10);
+        writer.AddRow(std::vector<float>(cnd.RowLength(), 3.0f).data());
+        ASSERT_TRUE(writer.Finish());
+        ASSERT_TRUE(cnd.WriteHeader());
+    }
+    std::ostringstream plain;
+    ASSERT_EQ(cli::Dump(dir_ / "P.CND", "", "", "", plain), cli::kSuccess);
+    EXPECT_NE(
+        plain.str().find("/2 Depths (m)\n/         0       -20\n/         Type   :       Full "
+                         "CDI\n/" +
+                         std::string(45, '=') + "\n//==="),
+        std::string::npos)
+        << plain.str();
+    // 15 items and two sections of two depths.
+    EXPECT_EQ(Count(plain.str(), "             3"), 21u);
 }
