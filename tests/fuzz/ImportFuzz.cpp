@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "SmallSystem.h"
 #include "xASCII2BinFactory.h"
 #include "xCnvParams.h"
 #include "xEMDesc.h"
@@ -55,33 +56,12 @@ class SilentPlatform final : public xPlatform {
     void ShowFatal(const std::string&) override {}
 };
 
-// TzRz with three windows; ten items: line, FID, east, north, z_topo,
-// altitude, an unused item, the three channels.
-xEMDesc SmallSystem(bool geosoft, long commentLines) {
-    xEMDesc d;
-    xEMCompDesc z;
-    z.id = 109;
-    z.wave.windows.Resize(0, 2, 0, 1);
-    z.wave.weights.Resize(0, 2);
-    for (long r = 0; r < 3; ++r) {
-        z.wave.windows[r][0] = 1.0f + float(r);
-        z.wave.windows[r][1] = 2.0f + float(r);
-        z.wave.weights[r] = 1.0f;
-    }
-    d.Components().clear();
-    d.Components()[109] = z;
-    auto& f = d.formatDesc;
-    f.geosoftFormat = geosoft ? 1 : 0;
-    f.commentLines = commentLines;
-    f.itemsPerRecord = 10;
-    f.posLine = geosoft ? 0 : 1;
-    f.posFid = 2;
-    f.posEast = 3;
-    f.posNorth = 4;
-    f.posZTopo = 5;
-    f.posAltitude = 6;
-    f.SetChannels(3);
-    for (long ch = 1; ch <= 3; ++ch) f.channelMap[ch][109] = float(7 + ch);
+// The import suites' system, in the plain or the Geosoft form.
+xEMDesc FuzzSystem(bool geosoft, long commentLines) {
+    xEMDesc d = SmallSystem();
+    d.formatDesc.geosoftFormat = geosoft ? 1 : 0;
+    d.formatDesc.commentLines = commentLines;
+    if (geosoft) d.formatDesc.posLine = 0;
     return d;
 }
 
@@ -113,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::uint8_t variant = data[0];
     SilentPlatform& platform = Silent();
     platform.answer = (variant & 2) ? 3 : 2;
-    const xEMDesc system = SmallSystem(variant & 1, (variant >> 2) & 3);
+    const xEMDesc system = FuzzSystem(variant & 1, (variant >> 2) & 3);
 
     const fs::path ascii = Dir() / "in.asc";
     const fs::path binPath = Dir() / "out.BIN";
