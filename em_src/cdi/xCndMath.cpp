@@ -407,6 +407,16 @@ void xCndMath::MeanConductance(const std::array<float, 9>& weights,
     }
 }
 
+long xCndMath::DiscreteIndex(float c) const {
+    if (disc_.empty()) return -1;
+    const long top = static_cast<long>(disc_.size()) - 1;
+    if (c < disc_[0]) return 0;
+    if (c > disc_[top]) return top;
+    for (long k = top; k >= 1; --k)
+        if (disc_[k] >= c && disc_[k - 1] <= c) return k - 1;
+    return -1;
+}
+
 void xCndMath::DiscreteColumn(const std::vector<float>& cond, std::vector<float>& out) const {
     const long n = static_cast<long>(std::min(cond.size(), depths_.size()));
     out.assign(n, NULLVALUE);
@@ -414,22 +424,10 @@ void xCndMath::DiscreteColumn(const std::vector<float>& cond, std::vector<float>
     float prevDepth = n > 1 ? (depths_[0] + depths_[1]) * 0.5f : depths_[0];
     float s = 0.0f;
     float thick = 0.0f;
-    const long top = static_cast<long>(disc_.size()) - 1;
     for (long d = 0; d < n; ++d) {
         thick += std::fabs(std::trunc(depths_[d] - prevDepth));
         if (!IsNull(s) && thick > 0.0f && !IsNull(cond[d])) {
-            const float c = (cond[d] - s) / thick;
-            long index = -1;
-            if (c < disc_[0])
-                index = 0;
-            else if (c > disc_[top])
-                index = top;
-            else
-                for (long k = top; k >= 1; --k)
-                    if (disc_[k] >= c && disc_[k - 1] <= c) {
-                        index = k - 1;
-                        break;
-                    }
+            const long index = DiscreteIndex((cond[d] - s) / thick);
             if (index < 0) {
                 Platform().Error("Index < 0");
             } else {
@@ -442,9 +440,11 @@ void xCndMath::DiscreteColumn(const std::vector<float>& cond, std::vector<float>
     }
 }
 
-void xCndMath::LayeredColumn(const std::vector<float>& cond, std::vector<float>& out) const {
+void xCndMath::LayeredColumn(const std::vector<float>& cond, std::vector<float>& out,
+                             std::vector<float>* boundaries) const {
     const long n = static_cast<long>(std::min(cond.size(), depths_.size()));
     out.assign(n, NULLVALUE);
+    if (boundaries) boundaries->clear();
     if (n < 2 || disc_.empty()) return;
     const float lo = disc_.front(), hi = disc_.back();
     std::vector<float> g(n, 0.0f), h(n, 0.0f);
@@ -485,6 +485,8 @@ void xCndMath::LayeredColumn(const std::vector<float>& cond, std::vector<float>&
     std::vector<long> kept;
     for (long i = 0; i < keep; ++i) kept.push_back(breaks[i].index);
     std::sort(kept.begin(), kept.end());
+    if (boundaries)
+        for (long index : kept) boundaries->push_back(depths_[index]);
 
     long start = 1;
     for (long end : kept) {
@@ -521,31 +523,32 @@ float xCndMath::EstimatePenetration(const std::vector<float>& cond) const {
 void xCndMath::AccumulateHistogram(const std::vector<float>& cond, std::vector<float>& counts,
                                    const std::vector<float>& edges) const {
     const long n = static_cast<long>(std::min(cond.size(), depths_.size()));
-    const long bins = static_cast<long>(std::min(counts.size(), edges.size()));
     for (long d = 1; d < n; ++d) {
         if (IsNull(cond[d]) || IsNull(cond[d - 1])) continue;
         const long thick = static_cast<long>(depths_[d] - depths_[d - 1]);
         if (thick <= 0) continue;
-        const float v = (cond[d] - cond[d - 1]) / static_cast<float>(thick);
-        for (long k = 0; k + 1 < bins; ++k)
-            if (edges[k] < v && v <= edges[k + 1]) {
-                counts[k + 1] += 1.0f;
-                break;
-            }
+        CountSample((cond[d] - cond[d - 1]) / static_cast<float>(thick), counts, edges);
     }
 }
 
-float xCndMath::ScalingFactor(std::span<xCndRecord> records, long component) const {
+void xCndMath::CountSample(float v, std::vector<float>& counts, const std::vector<float>& edges) {
+    const std::size_t bins = std::min(counts.size(), edges.size());
+    for (std::size_t k = 0; k + 1 < bins; ++k)
+        if (edges[k] < v && v <= edges[k + 1]) {
+            counts[k + 1] += 1.0f;
+            return;
+        }
+}
+
+void xCndMath::AddScalingSample(const xCndRecord& record, long component,
+                                ScalingSums& sums) const {
+    sums.il += GetIL(record, component);
     const auto& lut = lut_[Slot(component)];
-    float sumIL = 0.0f, sumLut = 0.0f;
-    long done = 0;
-    for (const xCndRecord& r : records) {
-        sumIL += GetIL(r, component);
-        if (!lut.empty()) sumLut += lut[ClampRow(static_cast<long>(r.height + 5.0f))];
-        if (++done % 50 == 0) Platform().ProgressAdvance(done);
-    }
-    if (std::fabs(sumLut) < 1e-10f) return 1.0f;
-    return sumIL / sumLut;
+    if (!lut.empty()) sums.lut += lut[ClampRow(static_cast<long>(record.height + 5.0f))];
+}
+
+float xCndMath::ScalingSums::Factor() const {
+    return std::fabs(lut) < 1e-10f ? 1.0f : il / lut;
 }
 
 void xCndMath::DefineFixedCond() const {

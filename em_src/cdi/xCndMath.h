@@ -11,7 +11,6 @@
 // 0-based. Components are addressed by their ids 101..109.
 
 #include <array>
-#include <span>
 #include <vector>
 
 class xEMDesc;
@@ -117,14 +116,32 @@ class xCndMath {
     void MeanConductance(const std::array<float, 9>& weights, const std::array<bool, 9>& active,
                          std::vector<float>& mean) const;
     void DiscreteColumn(const std::vector<float>& cond, std::vector<float>& out) const;
-    void LayeredColumn(const std::vector<float>& cond, std::vector<float>& out) const;
+    // Index of the discrete conductivity an interval conductivity c snaps to:
+    // the lower end of the bracket, searched from the top; the ends beyond
+    // the table; -1 when no bracket holds it (a NaN).
+    long DiscreteIndex(float c) const;
+    // boundaries, when given, gets the depth of each layer's bottom, shallow
+    // first, one per layer kept.
+    void LayeredColumn(const std::vector<float>& cond, std::vector<float>& out,
+                       std::vector<float>* boundaries = nullptr) const;
+    // Second layering, by index: bends found with sliding parabolas, merged down
+    // to LayerCount, each layer its own straight line. No pass calls it yet.
+    void LayeredApprox_ab(const std::vector<float>& cond, std::vector<float>& out) const;
     float EstimatePenetration(const std::vector<float>& cond) const;
-    // counts[k + 1] gets a sample v with edges[k] < v <= edges[k + 1].
+    // counts[k + 1] gets a sample v with edges[k] < v <= edges[k + 1]; a
+    // sample outside the edges is dropped.
+    static void CountSample(float v, std::vector<float>& counts, const std::vector<float>& edges);
+    // The interval conductances of a column into the histogram.
     void AccumulateHistogram(const std::vector<float>& cond, std::vector<float>& counts,
                              const std::vector<float>& edges) const;
-    // Sum of IL over sum of the lookup 5 m below the receiver, over the records
-    // the caller hands in (the engine passes the first limit - 1).
-    float ScalingFactor(std::span<xCndRecord> records, long component) const;
+    // Sum of IL over sum of the lookup 5 m below the receiver, gathered one
+    // record at a time so that a whole survey is scaled in a single walk.
+    struct ScalingSums {
+        float il = 0.0f;
+        float lut = 0.0f;
+        float Factor() const;  // 1 when the lookups sum to next to nothing
+    };
+    void AddScalingSample(const xCndRecord& record, long component, ScalingSums& sums) const;
 
     void DefineFixedCond() const;
 

@@ -30,7 +30,9 @@
 // angles, and the header holds no channels and no user items.
 
 #include <cstdint>
+#include <filesystem>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 #include "xMFile.h"
@@ -117,6 +119,28 @@ class xMCond : public xMFile {
 
     static const char* CdiTypeName(std::int32_t type);
 
+    // The reports of the file (xCndReports.cpp). Each answers false after the
+    // failure was reported. Elevations are RelativeDepth + Z; forceToSurface
+    // adds a positive FitDepth. kind 1 writes a file a line, named stem + "-" +
+    // line + "." + extension beside path; kind 2 the one file path.
+    bool DumpSimpleXYZ(const std::filesystem::path& path, bool forceToSurface);
+    bool DumpGeosoft(const std::filesystem::path& path, bool forceToSurface, int kind,
+                     const std::string& extension = "DOC");
+    // One record a row: position, then all discrete, all layered, all depths.
+    bool DumpGeosoftDB(const std::filesystem::path& path, bool forceToSurface, int kind,
+                       const std::string& extension = "DOC");
+    // The sections resampled at constant elevations from top (default the
+    // truncated largest Z) down to the lowest Z less the depth span.
+    bool DumpDepthGrid(const std::filesystem::path& path, bool forceToSurface,
+                       std::optional<float> top = std::nullopt);
+    // The user pattern (docs/FILE_FORMATS.md); sections: bit 1 discrete, bit 2
+    // layered, the columns the pattern may name. Empty: every source item.
+    bool DumpUser(int sections, const std::filesystem::path& path, bool forceToSurface,
+                  const std::string& pattern);
+    // The database channels as an ASEG-GDF2 pair, stem + ".dat" and ".dfn".
+    // units: bits 1 mS/m, 2 S/m, 4 ohm-m, one or more.
+    bool SaveGdf2(const std::filesystem::path& stem, int units);
+
   protected:
     // The tail behind the common header, at the stream's position; each form
     // reports its own failure.
@@ -129,6 +153,14 @@ class xMCond : public xMFile {
 
   private:
     void SyncTrailingItems();
+    // Each line of the file through one window, with the dump's progress;
+    // false when body stops or a line does not hold this file's records.
+    template <class Body>
+    bool WalkLines(const std::string& title, Body body);
+    // Layouts of kind 1 and 2: top starts each file, body writes a line.
+    template <class Start, class Body>
+    bool DumpByKind(const std::filesystem::path& path, int kind, const std::string& extension,
+                    const std::string& title, Start top, Body body);
 
     FloatArray depths_;
     FloatArray weights_;

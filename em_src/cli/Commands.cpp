@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 
+#include "xConda.h"
 #include "xConsolePlatform.h"
 #include "xFileCnv.h"
 #include "xFitTau.h"
@@ -160,6 +161,7 @@ int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out
     shell.RegisterProcess(xFileCnv::Id, [] { return std::make_unique<xFileCnv>(); });
     shell.RegisterProcess(xWaveBasis::Id, [] { return std::make_unique<xWaveBasis>(); });
     shell.RegisterProcess(xFitTau::Id, [] { return std::make_unique<xFitTau>(); });
+    shell.RegisterProcess(xConda::Id, [] { return std::make_unique<xConda>(); });
     if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
         console->OnStop([&shell] { shell.StopRunning(); });
     if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;

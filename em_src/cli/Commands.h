@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -82,5 +83,18 @@ struct SynthArgs {
 // A survey of a layered earth in the descriptor's record layout, and its notes,
 // written into args.out.
 int Synth(const SynthArgs& args, std::ostream& out);
+
+struct CdiExportArgs {
+    std::filesystem::path cnd;
+    std::string format;             // user, geosoft-line, simple-xyz, depth-grid, db-line,
+                                    // geosoft-survey, db-survey or gdf2
+    std::filesystem::path pattern;  // user: the pattern text
+    std::string units = "mS/m";     // gdf2: any of mS/m, S/m, ohm-m, comma-separated
+    std::optional<float> top;       // depth-grid: the elevation the grid starts at
+    std::string air = "allow";      // allow, or surface to force conductors to the surface
+    std::filesystem::path out;      // default beside the CND file
+};
+// A report of a CDI file as the CDI process writes it after a pass.
+int CdiExport(const CdiExportArgs& args, std::ostream& out);
 
 }  // namespace cli

@@ -27,6 +27,7 @@ const char* kIntro =
     "  tovarn run    survey.PAR --only 701,702,703\n"
     "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, .AMP, .CND)\n"
     "  tovarn fit    survey.PAR --line 10010 --record 250\n"
+    "  tovarn cdi export survey.CND --format simple-xyz\n"
     "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
     "                --spacing 10 --altitude 120 --out synthetic\n"
     "  tovarn descriptor show system.DSC\n";
@@ -259,6 +260,48 @@ int main(int argc, char** argv) {
                          "modelled yet)");
     synthCmd->add_option("--out", synthOut, "the folder to write into")->required();
 
+    cli::CdiExportArgs cdiExport;
+    std::string cdiFile, cdiPattern, cdiOut;
+    float cdiTop = 0.0f;
+    auto* cdiCmd = app.add_subcommand("cdi", "Work with a CDI file (CND) that 704 wrote.");
+    cdiCmd->require_subcommand(1);
+    auto* exportCmd = cdiCmd->add_subcommand(
+        "export",
+        "Write a CDI file as text or as an ASEG-GDF2 pair, as the CDI process does after a\n"
+        "pass. Depths are relative to the top of the section (0 and below); elevations are\n"
+        "that depth plus the record's Z; invalid conductivities are -32767.0. Formats:\n"
+        "  simple-xyz      one file, a row per depth of every record: line, FID, X, Y, Z,\n"
+        "                  distance, elevation, discrete and layered conductivity (mS/m)\n"
+        "  geosoft-survey  the same rows under \"Line\" headers, without the line column\n"
+        "  geosoft-line    that layout, a file per line: OUT-<line>.DOC\n"
+        "  db-survey       a row per record: X, Y, Z, FID, line, altitude, distance, all\n"
+        "                  discrete, all layered and all depths\n"
+        "  db-line         that layout, a file per line: OUT-<line>.DOC\n"
+        "  depth-grid      the sections resampled at constant elevations, from --top (default\n"
+        "                  the highest Z) down by the depth step to the lowest Z less the span\n"
+        "  user            the items and formats of a pattern file (--pattern), e.g.\n"
+        "                  X:14f2 Y:14f2 FID:10f1 { DC(10m) DC(20m) }:14f4 EOL\n"
+        "                  where { } writes the mean of the values between them; without a\n"
+        "                  pattern every item and both sections\n"
+        "  gdf2            OUT.dat and OUT.dfn: one record per row, conductivity in the units\n"
+        "                  of --units, resistivity 1000 / conductivity, NULL -1.0E+32\n"
+        "Every report but gdf2 starts with the file's header: version, type, flight, ranges.\n"
+        "Example:\n"
+        "  tovarn cdi export survey.CND --format gdf2 --units mS/m,ohm-m --out survey_cdi");
+    exportCmd->add_option("P.CND", cdiFile, "the CDI file")->required();
+    exportCmd->add_option("--format", cdiExport.format, "the layout, as listed above")->required();
+    exportCmd->add_option("--pattern", cdiPattern, "user: the pattern file (docs/FILE_FORMATS.md)");
+    exportCmd->add_option("--units", cdiExport.units,
+                          "gdf2: mS/m, S/m, ohm-m, one or more separated by commas (default mS/m)");
+    auto* topOption = exportCmd->add_option(
+        "--top", cdiTop, "depth-grid: the elevation of the grid's first row, in metres");
+    exportCmd->add_option("--air", cdiExport.air,
+                          "conductors fitted in the air: allow (default), or surface to lift each\n"
+                          "section by its positive fitted depth");
+    exportCmd->add_option("--out", cdiOut,
+                          "the file, or the stem of per-line and gdf2 outputs (default beside the\n"
+                          "CDI file: P.xyz, P.DOC, P_db.DOC, P_grid.xyz, P_user.txt, P)");
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -292,6 +335,12 @@ int main(int argc, char** argv) {
             result = cli::DescriptorBuildFd(buildFd, std::cout);
         } else if (*dumpCmd) {
             result = cli::Dump(dumpFile, dumpLines, dumpPattern, dumpOut, std::cout);
+        } else if (*exportCmd) {
+            cdiExport.cnd = cdiFile;
+            cdiExport.pattern = cdiPattern;
+            cdiExport.out = cdiOut;
+            if (topOption->count() > 0) cdiExport.top = cdiTop;
+            result = cli::CdiExport(cdiExport, std::cout);
         } else if (*fitCmd) {
             result = cli::Fit(par, fitLine, fitRecord, std::cout);
         } else if (*synthCmd) {

@@ -187,10 +187,10 @@ bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
         }
         reference *= peak * Mu0;
     }
-    const bool normalised = unit_ == "ppm" || unit_ == "ppt" || unit_ == "%";
-    if (normalised) {
+    const double normalised = xEMWDesc::NormalizedUnitFactor(unit_);
+    if (normalised != 0.0) {
         c.reference = reference;
-        c.factor = unit_ == "ppm" ? 1.0e6 : (unit_ == "ppt" ? 1.0e3 : 100.0);
+        c.factor = normalised;
         if (reference == 0.0) {
             problem_ = "The primary field of component " + ComponentName(id) +
                        " is zero at the receiver; data normalised by it cannot be modelled.";

@@ -4,29 +4,16 @@
 
 #include <cmath>
 
+#include "CdiTestSupport.h"
 #include "xEMDesc.h"
 #include "xRecordingPlatform.h"
 
 using cdi::MU;
 using cdi::NULLVALUE;
+using cditest::AxialDipole;
+using cditest::AxialLut;
 
 namespace {
-
-// A z dipole transmitter with the receiver 20 m straight below it: on the axis
-// the image field falls as the cube of the distance, so the lookup of row z is
-// (20 / (2z + 20))^3 = (10 / (z + 10))^3 in units of the primary field.
-xEMDesc AxialDipole() {
-    xEMDesc desc;
-    xEMGDesc& g = desc.Components().at(109).geometry;
-    g.transmitter.SetKind(xEMSensorType::Dipole);
-    g.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
-    g.SetPosition(xEMGDesc::Rx, 0.0f, 0.0f, -20.0f);
-    return desc;
-}
-
-double AxialLut(double z) {
-    return std::pow(10.0 / (z + 10.0), 3.0);
-}
 
 std::vector<float> Depths(float step, int count) {
     std::vector<float> d(count);
@@ -251,27 +238,16 @@ TEST_F(CndMathRecord, AllZeroAmplitudesGiveNullsNotNaN) {
     m.LayeredColumn({5.0f}, layered);
 }
 
-// A thin sheet of conductance S below the system: in the receding-image picture
-// its image sinks at 1 / (MU S) metres of lookup row per second, so the decay is
-// A(t) = LUT(h + t / (MU S)) = LUT(h) / (1 + t / T)^3, T = (2h + 20) MU S / 2,
-// with h the lookup row of the sheet. The cube of a rational decay is the
-// Laplace transform of s^2 e^-s / 2, which sampled on a log grid of taus gives
-// the amplitudes; every depth below the sheet must then carry S.
+// The thin sheet of the support header, seen from 50 m with the sheet 30 m down.
 class CndMathThinSheet : public ::testing::Test {
   protected:
     static constexpr float S = 10.0f;       // siemens
     static constexpr float Height = 50.0f;  // receiver above ground
     static constexpr float SheetDepth = 30.0f;
     void SetUp() override {
-        const double h = SheetDepth + Height;
-        const double T = (2.0 * h + 20.0) * MU * S / 2.0;
-        const int n = 51;
-        const double dln = std::log(10.0) / 10.0;  // 10 taus a decade, s from 1e2 down to 1e-3
-        for (int j = 0; j < n; ++j) {
-            const double s = 100.0 * std::exp(-dln * j);
-            taus.push_back(static_cast<float>(T / s));
-            amps.push_back(static_cast<float>(AxialLut(h) * s * s * s / 2.0 * std::exp(-s) * dln));
-        }
+        const auto sheet = cditest::SheetDecay(S, Height, SheetDepth);
+        taus = sheet.taus;
+        amps = sheet.amps;
     }
     std::vector<float> taus, amps;
 };
@@ -395,6 +371,11 @@ TEST(CndMathColumns, MeanHistogramAndScaling) {
     m.BuildLookups(1, 300, AxialDipole());
     std::vector<xCndRecord> recs{{{1.0f, 1.0f}, 100.0f, {}}, {{2.0f, 0.0f}, 200.0f, {}}};
     const double lut = AxialLut(105) + AxialLut(205);
-    EXPECT_NEAR(m.ScalingFactor(recs, 109), 4.0 / lut, 1e-3 * 4.0 / lut);
-    EXPECT_EQ(m.ScalingFactor(recs, 107), 1.0f);  // no lookup there
+    xCndMath::ScalingSums z, x;
+    for (const auto& r : recs) {
+        m.AddScalingSample(r, 109, z);
+        m.AddScalingSample(r, 107, x);
+    }
+    EXPECT_NEAR(z.Factor(), 4.0 / lut, 1e-3 * 4.0 / lut);
+    EXPECT_EQ(x.Factor(), 1.0f);  // no lookup there
 }

@@ -10,6 +10,7 @@
 #include "xAofTau.h"
 #include "xMAmp.h"
 #include "xMCond.h"
+#include "xMLineBlock.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -260,4 +261,65 @@ TEST_F(DumpCommandTest, CdiFileShowsItsDepthsAndType) {
         << plain.str();
     // 15 items and two sections of two depths.
     EXPECT_EQ(Count(plain.str(), "             3"), 21u);
+}
+
+TEST_F(DumpCommandTest, CdiExportWritesTheFormatAsked) {
+    const fs::path cnd = dir_ / "P.CND";
+    {
+        xMCond file;
+        file.SetPath(cnd);
+        file.SetOverwrite(true);
+        ASSERT_EQ(file.Create(), 1);
+        FloatArray depths(0, 1);
+        depths[1] = 10.0f;
+        LongArray flags(100, 109);
+        flags[109] = 1;
+        file.Init(depths, flags);
+        ASSERT_TRUE(file.WriteHeader());
+        const std::vector<float> record(std::size_t(file.RowLength()), 2.0f);
+        xMLineWriter writer(file, 10);
+        writer.AddRow(record.data());
+        ASSERT_TRUE(writer.Finish());
+        ASSERT_TRUE(file.WriteHeader());
+    }
+    std::ostringstream out;
+    cli::CdiExportArgs args;
+    args.cnd = cnd;
+    args.format = "gdf2";
+    args.units = "mS/m, ohm-m";
+    ASSERT_EQ(cli::CdiExport(args, out), cli::kSuccess);
+    const std::string stem = (dir_ / "P").string();
+    EXPECT_EQ(out.str(), "Written: " + stem + ".dat and " + stem + ".dfn\n");
+    EXPECT_NE(Slurp(dir_ / "P.dfn").find(";Res_omm:2E15.6:UNITS=ohm-m,"), std::string::npos);
+    args.format = "simple-xyz";
+    args.air = "surface";
+    ASSERT_EQ(cli::CdiExport(args, out), cli::kSuccess);
+    EXPECT_TRUE(fs::exists(dir_ / "P.xyz"));
+    EXPECT_TRUE(platform_.messages.empty());
+
+    const auto refused = [&](void (*spoil)(cli::CdiExportArgs&)) {
+        cli::CdiExportArgs bad = args;
+        spoil(bad);
+        return cli::CdiExport(bad, out);
+    };
+    EXPECT_EQ(refused([](cli::CdiExportArgs& a) { a.format = "xyz"; }), cli::kUsage);
+    EXPECT_EQ(refused([](cli::CdiExportArgs& a) { a.units = "mS/m,ohm"; }), cli::kUsage);
+    EXPECT_EQ(refused([](cli::CdiExportArgs& a) { a.air = "ground"; }), cli::kUsage);
+    EXPECT_EQ(refused([](cli::CdiExportArgs& a) { a.cnd = "none.CND"; }), cli::kFailed);
+    EXPECT_EQ(
+        platform_.Texts("error"),
+        (std::vector<std::string>{
+            "--format wants one of user, geosoft-line, simple-xyz, depth-grid, db-line, "
+            "geosoft-survey, db-survey, gdf2, not \"xyz\".",
+            "--units wants mS/m, S/m or ohm-m separated by commas, not \"mS/m,ohm\".",
+            "--air wants allow or surface, not \"ground\".", "There is no CDI file none.CND."}));
+
+    std::string help;
+    EXPECT_EQ(Tovarn("cdi export --help", help), 0);
+    EXPECT_NE(help.find("geosoft-survey"), std::string::npos);
+    EXPECT_EQ(Tovarn("cdi export " + cnd.string() + " --format db-survey --out " +
+                         (dir_ / "D.DOC").string(),
+                     help),
+              0);
+    EXPECT_TRUE(fs::exists(dir_ / "D.DOC"));
 }

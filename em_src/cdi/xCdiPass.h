@@ -1,0 +1,76 @@
+#pragma once
+// One run of the CDI over an amplitude file: the stages, their order of
+// events and the checks between them. A single pass writes the CND file with
+// the present conductivities; with an automatic range a first pass only
+// gathers the histogram, the conductivities are spread over what it found, and
+// a final pass writes the file. A cross-component run writes a CRS file.
+
+#include <array>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "xArray.h"
+#include "xMatrix.h"
+
+class xCDIParams;
+class xCondaFactory;
+class xConductanceTable;
+class xEMDesc;
+class xMAmp;
+class xMCond;
+class xObject;
+
+class xCdiPass {
+  public:
+    // params is updated as a run goes: a raised MaxAltitude, the clamped taus
+    // and the conductivities of an automatic range stay in it.
+    xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xObject* owner = nullptr);
+    ~xCdiPass();
+
+    // Mode 3 writes the cross-component form.
+    bool CrossComponent() const;
+    // The rows of the conductance table go here during the final stage.
+    void SetConductanceTable(xConductanceTable* table) { table_ = table; }
+
+    // Every stage the parameters ask for; true when the output was written
+    // whole. A stopped or failed run leaves no output file behind.
+    bool Execute(const std::filesystem::path& ampPath, const std::filesystem::path& cndPath);
+
+    // The histogram of the last stage and the records it wrote.
+    const FloatMatrix& Histogram() const { return histogram_; }
+    long Records() const { return records_; }
+
+    // The conductivity range the counts of a histogram (rows 1 counts, 2 bin
+    // edges) call for: from the bin before the first holding at least 1 % of
+    // the peak count to the last such bin.
+    static void RangeFromHistogram(const FloatMatrix& histogram, float& low, float& high);
+
+    // Cross-component depths: 1 to 2000 m in a 1-2-3-5-7 progression.
+    static FloatArray LogDepths();
+
+  private:
+    enum StageKind { Estimate, Final, Single };
+    bool Stage(StageKind kind, const std::filesystem::path& ampPath,
+               const std::filesystem::path& cndPath);
+    bool OpenInput(xMAmp& amp, const std::filesystem::path& path);
+    void ClampTaus(long tauCount);
+    FloatArray Depths() const;
+    std::unique_ptr<xMCond> MakeOutput(const xMAmp& amp) const;
+    std::unique_ptr<xCondaFactory> MakeEngine(xMAmp& amp, xMCond& cnd) const;
+    bool CheckGeometry(const xMAmp& amp) const;
+    void RaiseMaxAltitude(const xMAmp& amp);
+    bool Scale(xCondaFactory& engine, bool compute);
+    bool CalibrationLooksWrong(const std::array<float, 9>& factors) const;
+    bool RunLines(xMAmp& amp, xCondaFactory& engine);
+    bool Close(xMCond& cnd, xCondaFactory& engine, bool finished);
+
+    xCDIParams& params_;
+    const xEMDesc& descriptor_;
+    xObject* owner_;
+    xConductanceTable* table_ = nullptr;
+    std::array<float, 9> scaling_;
+    bool scalingOn_ = false;
+    FloatMatrix histogram_;
+    long records_ = 0;
+};

@@ -1,0 +1,114 @@
+#include "xConda.h"
+
+#include <filesystem>
+#include <sstream>
+
+#include "xCDIParams.h"
+#include "xCdiPass.h"
+#include "xCndReports.h"
+#include "xEMDesc.h"
+#include "xMCond.h"
+#include "xPlatform.h"
+#include "xProjectContext.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+constexpr int ModeDrawCdi = 0;
+constexpr int ModeDrawCross = 2;
+constexpr std::int32_t FirstAsciiCode = 10;
+constexpr std::int32_t LastAsciiCode = 18;
+constexpr std::int32_t DisplaySections = 0x3;  // discrete and layered
+}  // namespace
+
+xConda::xConda() : xObject(Id, "CDI/") {}
+
+int xConda::Init() {
+    TakeParams(std::make_unique<xCDIParams>());
+    HoldDescriptor();
+    return 1;
+}
+
+xCDIParams& xConda::Parameters() const {
+    return static_cast<xCDIParams&>(*Params());
+}
+
+bool xConda::CheckParameters() const {
+    const xCDIParams& p = Parameters();
+    if (p.condCount < 1 || p.condCount > xCDIParams::MaxConductivities ||
+        p.conductivities.Length() != p.condCount) {
+        Platform().Error("CDI ERROR: 704.CondCount must lie in 1..250 and match the " +
+                         std::to_string(p.conductivities.Length()) +
+                         " conductivities given; set 704.CondCount and 704.Conductivities.");
+        return false;
+    }
+    if (p.maxDepth <= 0 || p.maxAltitude < 0) {
+        Platform().Error("CDI ERROR: 704.MaxDepth must be above 0 and 704.MaxAltitude at least 0.");
+        return false;
+    }
+    if (p.cutOffFactor > 1.0f)
+        Platform().Warning(
+            "Selected Cut-Off Factor > 1.0 defines an EM system which accepts data at later "
+            "times than the specified system. Reduce the Cut-Off Factor.");
+    return true;
+}
+
+void xConda::SaveOutput(const fs::path& cndPath) {
+    const xCDIParams& p = Parameters();
+    if (p.saveAscii < FirstAsciiCode || p.saveAscii > LastAsciiCode) return;
+    xMCond cnd;
+    cnd.SetPath(cndPath);
+    if (!cnd.Open() || !cnd.ReadHeader()) return;
+    xCdiOutputOptions options;
+    options.out = DefaultCdiOutputPath(cndPath, p.saveAscii);
+    options.forceToSurface = p.airMode == 1;
+    options.sections = p.displayFlags & DisplaySections;
+    options.pattern = p.userPattern;
+    if (SaveCdiOutput(cnd, p.saveAscii, options) && p.saveAscii != 14)
+        Platform().Note("CDI output written to " + options.out.string());
+}
+
+void xConda::Execute(int) {
+    const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
+    if (!descriptor) return;
+    xCDIParams& params = Parameters();
+    if (params.mode == ModeDrawCdi || params.mode == ModeDrawCross) {
+        Platform().Note("704.Mode " + std::to_string(params.mode) +
+                        " only draws an existing section; set 704.Mode=1 (CDI) or 3 "
+                        "(cross-component analysis) to compute one.");
+        return;
+    }
+    if (!CheckParameters()) return;
+    const xProjectContext& project = ProjectContext();
+    const fs::path ampPath = project.ProjectFile("AMP");
+    if (!fs::exists(ampPath)) {
+        Platform().Note("There are no input file(s) for " + Title() +
+                        ".  Please run the previous process to create one.");
+        return;
+    }
+    xCdiPass pass(params, *descriptor, this);
+    xMCond target;
+    target.SetPath(project.ProjectFile(pass.CrossComponent() ? "CRS" : "CND"));
+    target.SetOverwrite(project.autoFiles != 0);
+    if (!OpenOutput(target, target.FileName(), "Save CDI file as :", 1)) return;
+    const fs::path cndPath = target.Path();
+    target.Close();
+
+    SetRunState(Executing);
+    OpenProgress("CDI");
+    const bool written = pass.Execute(ampPath, cndPath);
+    CloseProgress();
+    SetRunState(Idle);
+    if (!written) {
+        if (IsTerminated())
+            Platform().Note("The process is not completed. Current CDI file will be deleted!");
+        return;
+    }
+    ProjectContext().latestCreatedFile = cndPath.filename().string();
+    std::ostringstream note;
+    note << cndPath.filename().string() << ": " << pass.Records() << " records, depths 0 to "
+         << params.maxDepth << " m, conductivities " << params.conductivities[1] << " to "
+         << params.conductivities[params.condCount] << " mS/m";
+    Platform().Note(note.str());
+    if (!pass.CrossComponent()) SaveOutput(cndPath);
+}
