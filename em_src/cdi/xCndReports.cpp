@@ -793,6 +793,13 @@ bool SaveCdiOutput(xMCond& cnd, int code, const xCdiOutputOptions& options) {
     }
 }
 
+std::string DescribeCdiOutput(int code, const xCdiOutputOptions& options) {
+    const std::string stem = (options.out.parent_path() / options.out.stem()).string();
+    if (code == 11 || code == 15) return stem + "-<line>." + options.extension;
+    if (code == 18) return stem + ".dat and " + stem + ".dfn";
+    return options.out.string();
+}
+
 fs::path DefaultCdiOutputPath(const fs::path& cnd, int code) {
     const fs::path dir = cnd.parent_path();
     const std::string stem = cnd.stem().string();

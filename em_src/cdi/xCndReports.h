@@ -48,6 +48,9 @@ struct xCdiOutputOptions {
 
 // SaveAscii code 10..18 (14 writes nothing); false after the failure was reported.
 bool SaveCdiOutput(xMCond& cnd, int code, const xCdiOutputOptions& options);
+// What a code wrote, as a person looks for it: per-line layouts as
+// stem-<line>.ext, the GDF2 pair as its two files.
+std::string DescribeCdiOutput(int code, const xCdiOutputOptions& options);
 // Where a code writes by default beside the CND file; empty for 14.
 std::filesystem::path DefaultCdiOutputPath(const std::filesystem::path& cnd, int code);
 

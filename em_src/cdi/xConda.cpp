@@ -7,6 +7,7 @@
 #include "xCdiPass.h"
 #include "xCndReports.h"
 #include "xEMDesc.h"
+#include "xIniFile.h"
 #include "xMCond.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
@@ -64,8 +65,10 @@ void xConda::SaveOutput(const fs::path& cndPath) {
     options.forceToSurface = p.airMode == 1;
     options.sections = p.displayFlags & DisplaySections;
     options.pattern = p.userPattern;
+    if (IniFile() && !IniFile()->GetCdiAsciiExtension().empty())
+        options.extension = IniFile()->GetCdiAsciiExtension();
     if (SaveCdiOutput(cnd, p.saveAscii, options) && p.saveAscii != 14)
-        Platform().Note("CDI output written to " + options.out.string());
+        Platform().Note("CDI output written to " + DescribeCdiOutput(p.saveAscii, options));
 }
 
 void xConda::Execute(int) {

@@ -43,14 +43,6 @@ bool ReadText(const fs::path& path, std::string& text) {
     return bool(in);
 }
 
-// What the run wrote, as a person looks for it.
-std::string Written(int code, const xCdiOutputOptions& options) {
-    const std::string stem = (options.out.parent_path() / options.out.stem()).string();
-    if (code == 11 || code == 15) return stem + "-<line>." + options.extension;
-    if (code == 18) return stem + ".dat and " + stem + ".dfn";
-    return options.out.string();
-}
-
 }  // namespace
 
 int CdiExport(const CdiExportArgs& args, std::ostream& out) {
@@ -93,7 +85,7 @@ int CdiExport(const CdiExportArgs& args, std::ostream& out) {
         return kFailed;
     }
     if (!cnd.ReadHeader() || !SaveCdiOutput(cnd, code, options)) return kFailed;
-    out << "Written: " << Written(code, options) << '\n';
+    out << "Written: " << DescribeCdiOutput(code, options) << '\n';
     return kSuccess;
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
@@ -12,6 +13,7 @@
 #include "SharedData.h"
 #include "xAofTau.h"
 #include "xMAmp.h"
+#include "xMCond.h"
 #include "xMData.h"
 #include "xMLine.h"
 
@@ -85,6 +87,24 @@ std::vector<LineRun> SurveyLines(const fs::path& path, long& headerRecords) {
     return lines;
 }
 
+// Every value of every section of a CDI file is a number, and some depth of
+// the survey holds a conductivity.
+bool FiniteSections(const fs::path& path) {
+    xMCond cnd;
+    cnd.SetPath(path);
+    if (cnd.Open() != 1 || !cnd.ReadHeader()) return false;
+    xMLine line(&cnd);
+    bool anyValue = false;
+    while (line.Next())
+        for (long r = 0; r < line.Rows(); ++r)
+            for (long i = cnd.SectionStart(0); i < cnd.RowLength(); ++i) {
+                const float v = line.Item(r, i);
+                if (!std::isfinite(v)) return false;
+                anyValue |= v != xMCond::NullValue && i < cnd.SectionStart(1);
+            }
+    return anyValue;
+}
+
 }  // namespace
 
 TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
@@ -105,7 +125,7 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         ASSERT_EQ(
             Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
         ASSERT_EQ(Tovarn(root_, "set " + par + " 701.Files=" + (example / e.survey).string()), 0);
-        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701,702,703"), 0) << e.dir;
+        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701,702,703,704"), 0) << e.dir;
         long headerRecords = 0;
         const auto lines = SurveyLines<xMData>(out_ / "S.BIN", headerRecords);
         EXPECT_EQ(lines, LabelRuns(example / e.survey, e.labelColumn)) << e.dir;
@@ -119,6 +139,10 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         EXPECT_EQ(SurveyLines<xMAmp>(out_ / "S.AMP", ampRecords),
                   lines);  // every record deconvolved
         EXPECT_EQ(ampRecords, e.records);
+        long cdiRecords = 0;
+        EXPECT_EQ(SurveyLines<xMCond>(out_ / "S.CND", cdiRecords), lines);  // every record imaged
+        EXPECT_EQ(cdiRecords, e.records);
+        EXPECT_TRUE(FiniteSections(out_ / "S.CND")) << e.dir;
         // One record fitted again by eye, and a record the line does not have.
         const std::string line = std::to_string(lines.front().label);
         EXPECT_EQ(Tovarn(root_, "fit " + par + " --line " + line + " --record 2") >> 8, 0);

@@ -1,10 +1,12 @@
 // tovarn synth writes surveys that the import reads back whole: both record
-// forms, and the values it modelled.
+// forms, and the values it modelled; and the whole chain images the earths it
+// modelled.
 
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -12,12 +14,15 @@
 
 #include "TempFolder.h"
 #include "xEMDesc.h"
+#include "xMCond.h"
 #include "xMData.h"
 #include "xMLine.h"
 
 namespace fs = std::filesystem;
 
 namespace {
+
+const std::string kGeotem = std::string(TOVARN_SOURCE_DIR) + "/examples/geotem-gsq823/GEOTEM.DSC";
 
 class SynthTest : public xTempFolderTest {
   protected:
@@ -41,9 +46,31 @@ class SynthTest : public xTempFolderTest {
         EXPECT_EQ(Tovarn("run " + par + " --only 701"), 0) << Output();
         return dir_ / "S.BIN";
     }
+    // The first CDI record of a GEOTEM survey over a layered earth, the TzRz
+    // component alone, every process with its defaults.
+    FloatArray CdiRecord(const std::string& model, xMCond& cnd) {
+        EXPECT_EQ(Tovarn("synth " + kGeotem + " --model " + model +
+                         " --lines 1 --line-length 100 --spacing 20 --altitude 120 --out " +
+                         dir_.string()),
+                  0)
+            << Output();
+        Import(kGeotem, dir_ / "GEOTEM_synthetic.asc");
+        const std::string par = (dir_ / "S.PAR").string();
+        EXPECT_EQ(Tovarn("set " + par + " 704.AutoRange=0 704.ComponentWeights=0,0,0,0,0,0,0,0,0,1"),
+                  0)
+            << Output();
+        EXPECT_EQ(Tovarn("run " + par + " --only 702,703,704"), 0) << Output();
+        cnd.SetPath(dir_ / "S.CND");
+        EXPECT_EQ(cnd.Open(), 1);
+        EXPECT_TRUE(cnd.ReadHeader());
+        xMLine line(&cnd);
+        EXPECT_TRUE(line.Next());
+        return line.Row(0);
+    }
 };
 
-const std::string kGeotem = std::string(TOVARN_SOURCE_DIR) + "/examples/geotem-gsq823/GEOTEM.DSC";
+constexpr long DepthStep = 10;  // m, the default resolution
+
 
 }  // namespace
 
@@ -111,4 +138,38 @@ TEST_F(SynthTest, WrongModelsAndPlatesAreRefused) {
                             "alone: the last layer has no thickness."),
               std::string::npos)
         << Output();
+}
+
+// A half-space of 50 ohm m, 20 mS/m: the conductance grows by 20 mS a metre,
+// the layered section holds the value at every depth, the discrete section
+// scatters around it.
+TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
+    xMCond cnd;
+    const FloatArray r = CdiRecord("50", cnd);
+    ASSERT_EQ(cnd.DepthCount(), 31);
+    const float sigma = 20.0f;
+    const long conductance = cnd.SectionStart(2);
+    const float slope = (r[conductance + 25] - r[conductance + 2]) / float(23 * DepthStep);
+    EXPECT_NEAR(slope / sigma, 1.0f, 0.12f);
+    double discrete = 0.0;
+    for (long d = 2; d <= 25; ++d) {
+        EXPECT_NEAR(r[cnd.SectionStart(1) + d] / sigma, 1.0f, 0.12f) << d * DepthStep << " m";
+        discrete += r[cnd.SectionStart(0) + d];
+    }
+    EXPECT_NEAR(discrete / 24.0 / sigma, 1.0, 0.12);
+}
+
+// 100 ohm m for 50 m over 10 ohm m: 10 mS/m on top, the rise placed within
+// 20 m of the boundary and 100 mS/m right below it. Deeper the section goes on
+// rising (the basement reads up to 60 % high by 120 m): the decay no longer
+// tells the depth apart there.
+TEST_F(SynthTest, TheCdiPlacesTheBoundaryOfATwoLayerEarth) {
+    xMCond cnd;
+    const FloatArray r = CdiRecord("100:50,10", cnd);
+    const long discrete = cnd.SectionStart(0);
+    for (long d = 1; d <= 2; ++d) EXPECT_NEAR(r[discrete + d] / 10.0f, 1.0f, 0.15f) << d;
+    long rise = 0;
+    while (rise < cnd.DepthCount() && r[discrete + rise] < std::sqrt(10.0f * 100.0f)) ++rise;
+    EXPECT_NEAR(float(rise * DepthStep), 50.0f, 20.0f);
+    EXPECT_NEAR(r[discrete + 6] / 100.0f, 1.0f, 0.15f);
 }
