@@ -46,6 +46,7 @@ xCndMath::xCndMath(std::vector<float> taus, long first, long last)
 }
 
 void xCndMath::SetShortTauCount(int count) {
+    shortDecayTable_.clear();
     count = std::max(count, 1);
     shortTaus_.assign(count, 0.0f);
     const float tauF = taus_.empty() ? 0.0f : taus_[first_ - 1];
@@ -54,6 +55,7 @@ void xCndMath::SetShortTauCount(int count) {
 
 void xCndMath::SetSpectrum(bool on, int subCount, const std::array<float, 9>& exponents) {
     spectrum_ = on;
+    for (auto& table : decayTable_) table.clear();
     subCount_ = subCount;
     exponents_ = exponents;
     subTaus_.clear();
@@ -93,6 +95,8 @@ void xCndMath::SetConductivities(std::vector<float> values) {
 // --- time grid and lookups ------------------------------------------------
 
 void xCndMath::DefineTimes() {
+    for (auto& table : decayTable_) table.clear();
+    shortDecayTable_.clear();
     const long n = static_cast<long>(taus_.size());
     timeGrid_.assign(4 * n + 2, 0.0f);
     if (n == 0) return;
@@ -233,6 +237,27 @@ float xCndMath::ShortTauAdjustment(xCndRecord& record, long component) const {
     return 0.0f;
 }
 
+const std::vector<float>& xCndMath::DecayTable(long component) {
+    auto& decay = decayTable_[Slot(component)];
+    if (!decay.empty()) return decay;
+    const long n = static_cast<long>(taus_.size());
+    decay.assign(timeGrid_.size() * n, 0.0f);
+    for (std::size_t k = 1; k < timeGrid_.size(); ++k)
+        for (long j = first_; j <= last_; ++j)
+            decay[k * n + j - 1] = SpectrumExp(j, component, timeGrid_[k]);
+    return decay;
+}
+
+const std::vector<float>& xCndMath::ShortDecayTable() {
+    if (!shortDecayTable_.empty()) return shortDecayTable_;
+    const std::size_t count = shortTaus_.size();
+    shortDecayTable_.assign(timeGrid_.size() * count, 0.0f);
+    for (std::size_t k = 1; k < timeGrid_.size(); ++k)
+        for (std::size_t i = 0; i < count; ++i)
+            shortDecayTable_[k * count + i] = std::exp(-timeGrid_[k] / shortTaus_[i]);
+    return shortDecayTable_;
+}
+
 void xCndMath::ExpandAmplitudes(xCndRecord& record, long component) {
     const int c = Slot(component);
     const int shortCount = static_cast<int>(shortTaus_.size());
@@ -243,11 +268,13 @@ void xCndMath::ExpandAmplitudes(xCndRecord& record, long component) {
     auto& slope = ampSlope_[c];
     table.assign(timeGrid_.size(), 0.0f);
     slope.assign(timeGrid_.size(), 0.0f);
-    for (long k = 1; k < static_cast<long>(timeGrid_.size()); ++k) {
-        const float t = timeGrid_[k];
+    const std::vector<float>& decay = DecayTable(component);
+    const std::vector<float>& shortDecay = ShortDecayTable();
+    const std::size_t n = taus_.size();
+    for (std::size_t k = 1; k < timeGrid_.size(); ++k) {
         if (a0 != 0.0f) {
             for (int i = 0; i < shortCount; ++i) {
-                table[k] += a0 * std::exp(-t / shortTaus_[i]);
+                table[k] += a0 * shortDecay[k * shortCount + i];
                 // The running sum, not the single term, goes into the slope.
                 slope[k] += -table[k] / shortTaus_[i];
             }
@@ -255,7 +282,7 @@ void xCndMath::ExpandAmplitudes(xCndRecord& record, long component) {
         for (long j = first_; j <= last_; ++j) {
             const float a = record.amps[j - 1];
             if (a == 0.0f) continue;
-            const float e = a * SpectrumExp(j, component, t);
+            const float e = a * decay[k * n + j - 1];
             table[k] += e;
             slope[k] -= e / taus_[j - 1];
         }

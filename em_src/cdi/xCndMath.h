@@ -152,6 +152,11 @@ class xCndMath {
     float SpectrumWeight(long j, long component) const;
     // Sum of w exp(-t / sub tau) over the run of tau j; exp(-t / tau) when ordinary.
     float SpectrumExp(long j, long component, float t) const;
+    // SpectrumExp of every tau (columns) at every grid row (rows), for one
+    // component: it depends on no record, so a pass computes it once.
+    const std::vector<float>& DecayTable(long component);
+    // exp(-t / short tau) at every grid row, the short taus in columns.
+    const std::vector<float>& ShortDecayTable();
 
     std::vector<float> taus_;
     long first_, last_;
@@ -169,6 +174,8 @@ class xCndMath {
     std::array<int, 9> signChanges_{};
     long lutFirst_ = 1, lutLast_ = 0;
     std::array<std::vector<float>, 9> ampTable_, ampSlope_;
+    std::array<std::vector<float>, 9> decayTable_;  // emptied when grid or spectrum change
+    std::vector<float> shortDecayTable_;
     std::array<std::vector<float>, 9> condColumn_;
 
     std::vector<float> depths_;
