@@ -7,6 +7,7 @@
 
 #include "xCDIParams.h"
 #include "xCondaCross.h"
+#include "xCndReports.h"
 #include "xCondaFactory.h"
 #include "xEMDesc.h"
 #include "xIniFile.h"
@@ -249,10 +250,10 @@ bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cn
     const long deepest = long(params_.maxAltitude) + params_.maxDepth;
     finished = finished && engine->BuildLookups(1, deepest) && engine->BuildDerivatives(1, deepest) &&
                engine->Init() && Scale(*engine, kind != Final);
-    if (finished) {
-        if (kind != Estimate) engine->SetConductanceTable(table_);
-        finished = RunLines(amp, *engine);
-    }
+    xConductanceTable table;
+    if (finished && kind != Estimate && !tablePath_.empty() && table.Open(tablePath_, *cnd))
+        engine->SetConductanceTable(&table);
+    if (finished) finished = RunLines(amp, *engine);
     if (owner_) owner_->SetEngine(nullptr);
     return Close(*cnd, *engine, finished);
 }

@@ -30,8 +30,8 @@ class xCdiPass {
 
     // Mode 3 writes the cross-component form.
     bool CrossComponent() const;
-    // The rows of the conductance table go here during the final stage.
-    void SetConductanceTable(xConductanceTable* table) { table_ = table; }
+    // The final stage writes the conductance table, a row a record, to path.
+    void SetConductanceTable(const std::filesystem::path& path) { tablePath_ = path; }
 
     // Every stage the parameters ask for; true when the output was written
     // whole. A stopped or failed run leaves no output file behind.
@@ -68,7 +68,7 @@ class xCdiPass {
     xCDIParams& params_;
     const xEMDesc& descriptor_;
     xObject* owner_;
-    xConductanceTable* table_ = nullptr;
+    std::filesystem::path tablePath_;
     std::array<float, 9> scaling_;
     bool scalingOn_ = false;
     FloatMatrix histogram_;

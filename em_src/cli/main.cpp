@@ -24,7 +24,7 @@ const char* kIntro =
     "  tovarn new    survey.PAR --descriptor system.DSC\n"
     "  tovarn set    survey.PAR 701.Files=line1.asc,line2.asc 702.NumberOfTaus=16\n"
     "  tovarn params survey.PAR --process 702\n"
-    "  tovarn run    survey.PAR --only 701,702,703\n"
+    "  tovarn run    survey.PAR --only 701,702,703,704\n"
     "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, .AMP, .CND)\n"
     "  tovarn fit    survey.PAR --line 10010 --record 250\n"
     "  tovarn cdi export survey.CND --format simple-xyz\n"

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
 
 #include "CdiTestSupport.h"
 #include "TempFolder.h"
@@ -91,8 +92,9 @@ class CdiPassTest : public xTempFolderTest {
         return dir_ / "T.AMP";
     }
 
-    bool Run(const fs::path& amp, const std::string& ext = "CND") {
+    bool Run(const fs::path& amp, const std::string& ext = "CND", const fs::path& table = {}) {
         xCdiPass pass(params, system, &owner);
+        pass.SetConductanceTable(table);
         const bool ok = pass.Execute(amp, dir_ / ("T." + ext));
         histogram = pass.Histogram();
         return ok;
@@ -249,7 +251,15 @@ TEST_F(CdiPassTest, AutoRangeSpreadsTheConductivitiesOverTheHistogram) {
     params.autoRange = 1;
     params.condCount = 20;
     params.conductivities = xCDIParams::LogSpaced(1.0f, 1000.0f, 20);
-    ASSERT_TRUE(Run(WriteAmp({Altitude, Altitude})));
+    ASSERT_TRUE(Run(WriteAmp({Altitude, Altitude}), "CND", dir_ / "table.txt"));
+    // The conductance table holds the final stage alone: one line, two records.
+    std::istringstream table(Slurp(dir_ / "table.txt"));
+    std::string first;
+    std::getline(table, first);
+    EXPECT_EQ(first, "/Conductance Table");
+    long rows = 0;
+    for (std::string text; std::getline(table, text);) rows += text.rfind('/', 0) != 0;
+    EXPECT_EQ(rows, 2);
     const FloatArray& c = params.conductivities;
     EXPECT_EQ(c.Length(), 20);
     float low = 0.0f, high = 0.0f;
