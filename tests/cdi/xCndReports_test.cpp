@@ -33,8 +33,9 @@ const std::vector<std::vector<float>> kLine20 = {
     {201, 1010, 2200, 46, 166, 10, 0.5f, 0.001f, 0.002f, 3, 4, 60, 0.01f, -30, 1,  //
      8,   0,    2,    8,  0,   2,  0.1f, 0.3f,   0.5f}};
 
-// Expected files, worked out column by column outside the code under test.
-const std::string kSimpleXyz =
+// Expected files, worked out column by column outside the code under test;
+// every fixed layout opens with the same header.
+const std::string kHeader =
     "/      Version   :             13\n"
     "/         Type   :       Full CDI\n"
     "/       Flight   :              7\n"
@@ -46,7 +47,9 @@ const std::string kSimpleXyz =
     "/       YRange   :       2200.000 -       2000.000\n"
     "/       ZRange   :         52.000 -         46.000\n"
     "/   NULL value   :     -32767.000\n"
-    "/==============================================\n"
+    "/==============================================\n";
+const std::string kSimpleXyz =
+    kHeader +
     "/     Line        Fid          X          Y          Z   Distance        Depth  Descrete Cond "
     "  Layered Cond\n"
     "        10     100.00    1000.00    2000.00      50.00       0.00        55.00        10.0000 "
@@ -74,18 +77,7 @@ const std::string kSimpleXyz =
     "        20     201.00    1010.00    2200.00      46.00      10.00        86.00         2.0000 "
     "        2.0000\n";
 const std::string kGeosoftLine20 =
-    "/      Version   :             13\n"
-    "/         Type   :       Full CDI\n"
-    "/       Flight   :              7\n"
-    "/  Noise Level   :          0.500\n"
-    "/  No of Lines   :              2\n"
-    "/     FidRange   :        201.000 -        100.000\n"
-    "/    Alt_Range   :        172.000 -        166.000\n"
-    "/       XRange   :       1010.000 -       1000.000\n"
-    "/       YRange   :       2200.000 -       2000.000\n"
-    "/       ZRange   :         52.000 -         46.000\n"
-    "/   NULL value   :     -32767.000\n"
-    "/==============================================\n"
+    kHeader +
     "/      Fid          X          Y          Z   Distance        Depth  Discrete_Cond   "
     "Layered_Cond\n"
     "Line     20\n"
@@ -102,18 +94,7 @@ const std::string kGeosoftLine20 =
     "    201.00    1010.00    2200.00      46.00      10.00        26.00         2.0000         "
     "2.0000\n";
 const std::string kDatabase =
-    "/      Version   :             13\n"
-    "/         Type   :       Full CDI\n"
-    "/       Flight   :              7\n"
-    "/  Noise Level   :          0.500\n"
-    "/  No of Lines   :              2\n"
-    "/     FidRange   :        201.000 -        100.000\n"
-    "/    Alt_Range   :        172.000 -        166.000\n"
-    "/       XRange   :       1010.000 -       1000.000\n"
-    "/       YRange   :       2200.000 -       2000.000\n"
-    "/       ZRange   :         52.000 -         46.000\n"
-    "/   NULL value   :     -32767.000\n"
-    "/==============================================\n"
+    kHeader +
     "/        X          Y          Z        Fid       Line   Altitude   Distance          DC(0)   "
     "     DC(-10)        DC(-20)      LC(    0)      LC(  -10)      LC(  -20)         d(0)       "
     "d(-10)       d(-20)\n"
@@ -134,18 +115,7 @@ const std::string kDatabase =
     "      0.0000         2.0000         8.0000         0.0000         2.0000         0.00       "
     "-10.00       -20.00\n";
 const std::string kDepthGrid =
-    "/      Version   :             13\n"
-    "/         Type   :       Full CDI\n"
-    "/       Flight   :              7\n"
-    "/  Noise Level   :          0.500\n"
-    "/  No of Lines   :              2\n"
-    "/     FidRange   :        201.000 -        100.000\n"
-    "/    Alt_Range   :        172.000 -        166.000\n"
-    "/       XRange   :       1010.000 -       1000.000\n"
-    "/       YRange   :       2200.000 -       2000.000\n"
-    "/       ZRange   :         52.000 -         46.000\n"
-    "/   NULL value   :     -32767.000\n"
-    "/==============================================\n"
+    kHeader +
     "/                                                               52.00          52.00          "
     "42.00          42.00          32.00          32.00\n"
     "/      Fid          X          Y          Z   Distance       Discrete        Layered       "

@@ -47,6 +47,25 @@ int Tovarn(const std::string& arguments, std::string& out) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+// A CDI file of TzRz on depths 0 and step: one line, 10, of one record that
+// holds value in every item.
+void WriteTinyCnd(const fs::path& path, float step, float value) {
+    xMCond cnd;
+    cnd.SetPath(path);
+    cnd.SetOverwrite(true);
+    ASSERT_EQ(cnd.Create(), 1);
+    FloatArray depths(0, 1);
+    depths[1] = step;
+    LongArray flags(100, 109);
+    flags[109] = 1;
+    cnd.Init(depths, flags);
+    ASSERT_TRUE(cnd.WriteHeader());
+    xMLineWriter writer(cnd, 10);
+    writer.AddRow(std::vector<float>(std::size_t(cnd.RowLength()), value).data());
+    ASSERT_TRUE(writer.Finish());
+    ASSERT_TRUE(cnd.WriteHeader());
+}
+
 }  // namespace
 
 TEST_F(DumpCommandTest, LinesSelectAndOutGoesToTheFileOnly) {
@@ -235,22 +254,7 @@ TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
 }
 
 TEST_F(DumpCommandTest, CdiFileShowsItsDepthsAndType) {
-    {
-        xMCond cnd;
-        cnd.SetPath(dir_ / "P.CND");
-        cnd.SetOverwrite(true);
-        ASSERT_EQ(cnd.Create(), 1);
-        FloatArray depths(0, 1);
-        depths[1] = 20;
-        LongArray flags(100, 109);
-        flags[109] = 1;
-        cnd.Init(depths, flags);
-        ASSERT_TRUE(cnd.WriteHeader());
-        xMLineWriter writer(cnd, 10);
-        writer.AddRow(std::vector<float>(cnd.RowLength(), 3.0f).data());
-        ASSERT_TRUE(writer.Finish());
-        ASSERT_TRUE(cnd.WriteHeader());
-    }
+    WriteTinyCnd(dir_ / "P.CND", 20.0f, 3.0f);
     std::ostringstream plain;
     ASSERT_EQ(cli::Dump(dir_ / "P.CND", "", "", "", plain), cli::kSuccess);
     EXPECT_NE(
@@ -265,23 +269,7 @@ TEST_F(DumpCommandTest, CdiFileShowsItsDepthsAndType) {
 
 TEST_F(DumpCommandTest, CdiExportWritesTheFormatAsked) {
     const fs::path cnd = dir_ / "P.CND";
-    {
-        xMCond file;
-        file.SetPath(cnd);
-        file.SetOverwrite(true);
-        ASSERT_EQ(file.Create(), 1);
-        FloatArray depths(0, 1);
-        depths[1] = 10.0f;
-        LongArray flags(100, 109);
-        flags[109] = 1;
-        file.Init(depths, flags);
-        ASSERT_TRUE(file.WriteHeader());
-        const std::vector<float> record(std::size_t(file.RowLength()), 2.0f);
-        xMLineWriter writer(file, 10);
-        writer.AddRow(record.data());
-        ASSERT_TRUE(writer.Finish());
-        ASSERT_TRUE(file.WriteHeader());
-    }
+    WriteTinyCnd(cnd, 10.0f, 2.0f);
     std::ostringstream out;
     cli::CdiExportArgs args;
     args.cnd = cnd;
