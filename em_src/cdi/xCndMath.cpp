@@ -115,6 +115,7 @@ void xCndMath::DefineTimes() {
 }
 
 std::vector<float>& xCndMath::Lookup(LookupKind kind, long component) {
+    if (kind == LUT) fitReach_[Slot(component)].clear();
     auto& table = kind == LUT ? lut_ : kind == Deriv ? deriv_ : sum_;
     return table[Slot(component)];
 }
@@ -132,6 +133,7 @@ void xCndMath::BuildLookups(long first, long last, const xEMDesc& desc) {
         deriv_[c].assign(last + 1, 0.0f);
         sum_[c].assign(last + 1, 0.0f);
         signChanges_[c] = 0;
+        fitReach_[c].clear();
     }
     FloatArray field(0, 2);
     for (const auto& [id, comp] : desc.Components()) {
@@ -298,12 +300,31 @@ float xCndMath::GetASC(const xCndRecord& record, long component) const {
     return 2.0f * rl / (MU * sum[row]);
 }
 
-long xCndMath::GetFittedDepth(float il, long component) const {
+const std::vector<float>& xCndMath::FitReach(long component) const {
+    auto& reach = fitReach_[Slot(component)];
+    if (!reach.empty()) return reach;
     const auto& lut = lut_[Slot(component)];
-    if (lut.empty()) return 0;
-    for (long z = lutLast_; z > lutFirst_; --z)
-        if (il <= lut[z] && il <= lut[z - 1]) return z - 1;
-    return 0;
+    reach.assign(lut.size(), 0.0f);
+    for (long z = lutLast_; z > lutFirst_; --z) {
+        const float both = std::min(lut[z], lut[z - 1]);
+        reach[z] = z == lutLast_ ? both : std::max(both, reach[z + 1]);
+    }
+    return reach;
+}
+
+long xCndMath::GetFittedDepth(float il, long component) const {
+    if (lut_[Slot(component)].empty() || lutLast_ <= lutFirst_) return 0;
+    const auto& reach = FitReach(component);
+    if (!(il <= reach[lutFirst_ + 1])) return 0;
+    long low = lutFirst_ + 1, high = lutLast_;  // reach[low] holds il
+    while (low < high) {
+        const long mid = (low + high + 1) / 2;
+        if (il <= reach[mid])
+            low = mid;
+        else
+            high = mid - 1;
+    }
+    return low - 1;
 }
 
 float xCndMath::GetTSC(float rl, long fittedRow, long component) const {
@@ -435,13 +456,16 @@ void xCndMath::MeanConductance(const std::array<float, 9>& weights,
 }
 
 long xCndMath::DiscreteIndex(float c) const {
-    if (disc_.empty()) return -1;
+    if (disc_.empty() || std::isnan(c)) return -1;
     const long top = static_cast<long>(disc_.size()) - 1;
     if (c < disc_[0]) return 0;
     if (c > disc_[top]) return top;
-    for (long k = top; k >= 1; --k)
-        if (disc_[k] >= c && disc_[k - 1] <= c) return k - 1;
-    return -1;
+    if (top == 0) return -1;  // c is the one value: no bracket holds it
+    // The first bracket disc[k - 1] <= c <= disc[k] from the top: k - 1 is the
+    // last value not above c, kept below the top.
+    const long last = static_cast<long>(std::upper_bound(disc_.begin(), disc_.end(), c) -
+                                        disc_.begin()) - 1;
+    return std::clamp(last, 0L, top - 1);
 }
 
 void xCndMath::DiscreteColumn(const std::vector<float>& cond, std::vector<float>& out) const {

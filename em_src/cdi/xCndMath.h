@@ -72,7 +72,8 @@ class xCndMath {
     // Image field of every component of the descriptor, rows first..last.
     void BuildLookups(long first, long last, const xEMDesc& desc);
     void BuildDerivatives(long first, long last);
-    // Direct access for the engine's drawing and for tests; rows 0..last.
+    // Direct access for the engine's drawing and for tests; rows 0..last. An
+    // edit through the first form reaches the fitted-depth search too.
     std::vector<float>& Lookup(LookupKind kind, long component);
     const std::vector<float>& Lookup(LookupKind kind, long component) const;
     long LookupFirst() const { return lutFirst_; }
@@ -92,7 +93,8 @@ class xCndMath {
     float GetRL(const xCndRecord& record, long component) const;
     float GetIL(const xCndRecord& record, long component) const;
     float GetASC(const xCndRecord& record, long component) const;
-    // 0 when IL lies above every lookup value.
+    // The row above the deepest row where IL is at most the lookup there and
+    // one row up; 0 when there is none.
     long GetFittedDepth(float il, long component) const;
     float GetTSC(float rl, long fittedRow, long component) const;
 
@@ -157,6 +159,9 @@ class xCndMath {
     const std::vector<float>& DecayTable(long component);
     // exp(-t / short tau) at every grid row, the short taus in columns.
     const std::vector<float>& ShortDecayTable();
+    // Row z: the largest min(LUT[r], LUT[r - 1]) over rows r = z..last. It
+    // never rises with z, so the fitted depth is found by bisection.
+    const std::vector<float>& FitReach(long component) const;
 
     std::vector<float> taus_;
     long first_, last_;
@@ -172,6 +177,7 @@ class xCndMath {
     std::vector<float> shortTaus_;
     std::array<std::vector<float>, 9> lut_, deriv_, sum_;
     std::array<int, 9> signChanges_{};
+    mutable std::array<std::vector<float>, 9> fitReach_;  // emptied when the lookup changes
     long lutFirst_ = 1, lutLast_ = 0;
     std::array<std::vector<float>, 9> ampTable_, ampSlope_;
     std::array<std::vector<float>, 9> decayTable_;  // emptied when grid or spectrum change

@@ -43,6 +43,13 @@ bool xConda::CheckParameters() const {
                          " conductivities given; set 704.CondCount and 704.Conductivities.");
         return false;
     }
+    for (long i = p.conductivities.Low() + 1; i <= p.conductivities.High(); ++i)
+        if (!(p.conductivities[i - 1] > 0.0f && p.conductivities[i - 1] < p.conductivities[i])) {
+            Platform().Error(
+                "CDI ERROR: 704.Conductivities must be positive and rise from the first to the "
+                "last (mS/m).");
+            return false;
+        }
     if (p.maxDepth <= 0 || p.maxAltitude < 0) {
         Platform().Error("CDI ERROR: 704.MaxDepth must be above 0 and 704.MaxAltitude at least 0.");
         return false;

@@ -379,3 +379,41 @@ TEST(CndMathColumns, MeanHistogramAndScaling) {
     EXPECT_NEAR(z.Factor(), 4.0 / lut, 1e-3 * 4.0 / lut);
     EXPECT_EQ(x.Factor(), 1.0f);  // no lookup there
 }
+
+// The searches by bisection against the scans they replace, on a lookup that
+// changes sign (an offset receiver) and on a table with repeated values.
+TEST(CndMathSearches, BisectionsAgreeWithTheLiteralScans) {
+    xRecordingPlatform platform;
+    xEMDesc desc = AxialDipole();
+    desc.Components().at(109).geometry.SetPosition(xEMGDesc::Rx, -120.0f, 0.0f, -45.0f);
+    xCndMath m({1e-3f}, 1, 1);
+    m.BuildLookups(1, 400, desc);
+    const auto& lut = m.Lookup(xCndMath::LUT, 109);
+    const auto scanDepth = [&](float il) -> long {
+        for (long z = 400; z > 1; --z)
+            if (il <= lut[z] && il <= lut[z - 1]) return z - 1;
+        return 0;
+    };
+    for (float il = -0.6f; il <= 0.3f; il += 0.0007f)
+        ASSERT_EQ(m.GetFittedDepth(il, 109), scanDepth(il)) << il;
+    // An edit of the lookup reaches the search.
+    m.Lookup(xCndMath::LUT, 109)[300] = 5.0f;
+    m.Lookup(xCndMath::LUT, 109)[301] = 5.0f;
+    EXPECT_EQ(m.GetFittedDepth(1.0f, 109), 300);
+
+    const std::vector<float> table{1, 2, 2, 3, 5, 8, 8, 13};
+    m.SetConductivities(table);
+    const auto scanIndex = [&](float c) -> long {
+        const long top = long(table.size()) - 1;
+        if (c < table[0]) return 0;
+        if (c > table[top]) return top;
+        for (long k = top; k >= 1; --k)
+            if (table[k] >= c && table[k - 1] <= c) return k - 1;
+        return -1;
+    };
+    for (float c = 0.0f; c <= 14.0f; c += 0.125f) ASSERT_EQ(m.DiscreteIndex(c), scanIndex(c)) << c;
+    EXPECT_EQ(m.DiscreteIndex(std::nanf("")), -1);
+    m.SetConductivities({4.0f});
+    EXPECT_EQ(m.DiscreteIndex(4.0f), -1);
+    EXPECT_EQ(m.DiscreteIndex(5.0f), 0);
+}
