@@ -23,7 +23,6 @@ namespace fs = std::filesystem;
 namespace {
 constexpr long CalibrationRecords = 200;
 constexpr float DefaultCalibrationTolerance = 10.0f;
-constexpr int ModeCrossComponents = 3;
 
 const char* const kCalibrationQuestion =
     "CDI module detected a possibility that input data "
@@ -39,7 +38,7 @@ xCdiPass::xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xObject* owner
 xCdiPass::~xCdiPass() = default;
 
 bool xCdiPass::CrossComponent() const {
-    return params_.mode == ModeCrossComponents;
+    return params_.mode == xCDIParams::ProcessCross;
 }
 
 FloatArray xCdiPass::LogDepths() {

@@ -15,8 +15,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-constexpr int ModeDrawCdi = 0;
-constexpr int ModeDrawCross = 2;
 constexpr std::int32_t FirstAsciiCode = 10;
 constexpr std::int32_t LastAsciiCode = 18;
 constexpr std::int32_t DisplaySections = 0x3;  // discrete and layered
@@ -50,6 +48,15 @@ bool xConda::CheckParameters() const {
                 "last (mS/m).");
             return false;
         }
+    long selected = 0;
+    for (long id = p.crossComponents.Low(); id <= p.crossComponents.High(); ++id)
+        selected += p.crossComponents[id] != 0.0f;
+    if (p.mode == xCDIParams::ProcessCross && selected > xMCondCross::MaxSelected) {
+        Platform().Error("Up to " + std::to_string(xMCondCross::MaxSelected) +
+                         " components is allowed for cross-component analysis. Please make a "
+                         "selection again.");
+        return false;
+    }
     if (p.maxDepth <= 0 || p.maxAltitude < 0) {
         Platform().Error("CDI ERROR: 704.MaxDepth must be above 0 and 704.MaxAltitude at least 0.");
         return false;
@@ -78,14 +85,27 @@ void xConda::SaveOutput(const fs::path& cndPath) {
         Platform().Note("CDI output written to " + DescribeCdiOutput(p.saveAscii, options));
 }
 
+void xConda::DescribeExisting(const std::string& extension) {
+    xMCond existing;
+    existing.SetPath(ProjectContext().ProjectFile(extension));
+    if (!existing.Exists() || existing.Open() != 1 || !existing.ReadHeader()) {
+        Platform().Error("CDI Creation Error: File <" + existing.Path().string() +
+                         "> could not be opened.");
+        return;
+    }
+    Platform().Note(existing.FileName() + ": " + std::to_string(existing.Lines()) + " lines, " +
+                    std::to_string(existing.Records()) + " records, " +
+                    std::to_string(existing.DepthCount()) +
+                    " depths. Drawing needs the desktop program; set 704.Mode=1 (CDI) or 3 "
+                    "(cross-component analysis) to compute the section again.");
+}
+
 void xConda::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (!descriptor) return;
     xCDIParams& params = Parameters();
-    if (params.mode == ModeDrawCdi || params.mode == ModeDrawCross) {
-        Platform().Note("704.Mode " + std::to_string(params.mode) +
-                        " only draws an existing section; set 704.Mode=1 (CDI) or 3 "
-                        "(cross-component analysis) to compute one.");
+    if (params.mode == xCDIParams::DrawCdi || params.mode == xCDIParams::DrawCross) {
+        DescribeExisting(params.mode == xCDIParams::DrawCross ? "CRS" : "CND");
         return;
     }
     if (!CheckParameters()) return;

@@ -3,6 +3,9 @@
 // conductivity section under every line, <project>.CND (or .CRS for the
 // cross-component analysis), and the ASCII output the parameters select.
 
+#include <filesystem>
+#include <string>
+
 #include "xObject.h"
 
 class xCDIParams;
@@ -21,4 +24,6 @@ class xConda : public xObject {
     xCDIParams& Parameters() const;
     bool CheckParameters() const;
     void SaveOutput(const std::filesystem::path& cndPath);
+    // Modes 0 and 2 draw the existing file: headless, what it holds.
+    void DescribeExisting(const std::string& extension);
 };

@@ -16,6 +16,7 @@ class xCDIParams : public xPrsCont {
     static constexpr std::int32_t MaxConductivities = 250;
     static constexpr float LowConductivity = 1.0f;      // mS/m
     static constexpr float HighConductivity = 1000.0f;  // mS/m
+    enum Mode : std::int32_t { DrawCdi = 0, ProcessCdi = 1, DrawCross = 2, ProcessCross = 3 };
 
     xCDIParams();
 

@@ -157,6 +157,19 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
         discrete += r[cnd.SectionStart(0) + d];
     }
     EXPECT_NEAR(discrete / 24.0 / sigma, 1.0, 0.12);
+
+    // The drawing modes tell what the file holds, or that there is none.
+    const std::string par = (dir_ / "S.PAR").string();
+    ASSERT_EQ(Tovarn("set " + par + " 704.Mode=0"), 0) << Output();
+    EXPECT_EQ(Tovarn("run " + par + " --only 704"), 0);
+    EXPECT_NE(Output().find("S.CND: 1 lines, 6 records, 31 depths."), std::string::npos)
+        << Output();
+    ASSERT_EQ(Tovarn("set " + par + " 704.Mode=2"), 0) << Output();
+    EXPECT_EQ(Tovarn("run " + par + " --only 704"), 1);
+    EXPECT_NE(Output().find("CDI Creation Error: File <" + (dir_ / "S.CRS").string() +
+                            "> could not be opened."),
+              std::string::npos)
+        << Output();
 }
 
 // 100 ohm m for 50 m over 10 ohm m: 10 mS/m on top, the rise placed within
