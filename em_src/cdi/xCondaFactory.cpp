@@ -132,12 +132,16 @@ FloatMatrix xCondaFactory::Histogram() const {
     return histogram;
 }
 
+float xCondaFactory::ForceScale(long component) const {
+    const float factor = scaling_[Slot(component)];
+    return scalingOn_ && factor != 0.0f ? 1.0f / factor : 1.0f;
+}
+
 xCndRecord xCondaFactory::MakeRecord(const float* in, long component) const {
     xCndRecord record;
     const long offset = ampOffset_[Slot(component)];
     record.amps.assign(in + offset, in + offset + input_.TauCount());
-    float scale = toPrimaryFraction_[Slot(component)];
-    if (scalingOn_) scale *= scaling_[Slot(component)];
+    const float scale = toPrimaryFraction_[Slot(component)] * ForceScale(component);
     for (float& a : record.amps) a *= scale;
     record.height = static_cast<float>(rxHeight_[Slot(component)]) + in[4];
     if (attitudeItem_ >= 0)
@@ -150,7 +154,7 @@ void xCondaFactory::CopyAmplitudeItems(const float* in, long component, float we
                                        float* out) const {
     const long offset = ampOffset_[Slot(component)];
     // Force to surface scales the item just ahead of the amplitudes with them.
-    const float scale = scalingOn_ ? scaling_[Slot(component)] : 1.0f;
+    const float scale = ForceScale(component);
     if (offset >= 1) out[xMCond::SusceptibilityItem] += weight * in[offset - 1] * scale;
     if (offset >= 2 && output_.BaseItems() > xMCond::PermittivityItem)
         out[xMCond::PermittivityItem] += weight * in[offset - 2];

@@ -37,7 +37,10 @@ class xCondaFactory : public xProcessState {
     void SetLayerCount(int count) { math_.SetLayerCount(count); }
     // Rows of items 0..8 and the mean column, one a record; not owned.
     void SetConductanceTable(xConductanceTable* table) { table_ = table; }
-    // Per component id 101..109; applied to each record's amplitudes when enabled.
+    // Per component id 101..109, IL over the lookup 5 m below the receiver as
+    // ComputeScalingFactors gives them: with force to surface enabled each
+    // record's taus are reduced by them, so that the decay starts where the
+    // image of a conductor at the surface would.
     void SetScalingFactors(const std::array<float, 9>& factors) { scaling_ = factors; }
     void SetScalingEnabled(bool on) { scalingOn_ = on; }
     const std::array<float, 9>& ScalingFactors() const { return scaling_; }
@@ -73,6 +76,9 @@ class xCondaFactory : public xProcessState {
     // The input record as the mathematics takes it for one component; the
     // amplitudes scaled when force to surface is on.
     xCndRecord MakeRecord(const float* in, long component) const;
+    // What force to surface multiplies a component's amplitudes by: 1 / its
+    // factor, 1 when it is off or the factor is 0.
+    float ForceScale(long component) const;
     // Items 12 and 14 of a component: the two items ahead of its amplitudes.
     void CopyAmplitudeItems(const float* in, long component, float weight, float* out) const;
     // Discrete, layered and conductance sections of a column, and its layer bounds.

@@ -205,6 +205,23 @@ TEST_F(CdiPassTest, HighFlightRaisesMaxAltitudeAndTheTauRangeIsClamped) {
     EXPECT_FLOAT_EQ(rows[0][xMCond::RLItem], sheet.amps[39] * sheet.taus[39]);
 }
 
+// Force to surface divides each component by IL over the lookup 5 m below the
+// receiver (row 55 here), whatever the data's calibration.
+TEST_F(CdiPassTest, ForceToSurfaceStartsTheDecayAtTheImageBelowTheReceiver) {
+    params.forceToSurface = 1;
+    ASSERT_TRUE(Run(WriteAmp({Altitude, Altitude}, 3.0f)));
+    xMCond cnd;
+    const auto rows = Records(cnd);
+    EXPECT_NEAR(rows[1][xMCond::ILItem] / cditest::AxialLut(55.0), 1.0, 1e-5);
+    EXPECT_NEAR(rows[1][xMCond::SusceptibilityItem], 0.25 * cditest::AxialLut(55.0) /
+                                                         (3.0 * cditest::AxialLut(80.0)),
+                2e-3);
+    const auto notes = platform.Texts("note");
+    ASSERT_FALSE(notes.empty());
+    EXPECT_EQ(notes[0].rfind("Contributions of all taus will be reduced by factor of TzRz ", 0), 0u)
+        << notes[0];
+}
+
 TEST_F(CdiPassTest, NoWeightsLeaveTheMeanNullAndZeroAmplitudesGiveNulls) {
     params.componentWeights[109] = 0.0f;
     params.componentWeights[107] = 0.0f;
