@@ -50,7 +50,7 @@ bool ParseIds(const std::string& list, std::vector<int>& ids) {
 
 int main(int argc, char** argv) {
     CLI::App app{kIntro, "tovarn"};
-    app.set_version_flag("--version", "tovarn 0.2.0");
+    app.set_version_flag("--version", "tovarn 0.3.0");
     app.footer(kExitCodes);
     app.require_subcommand(1);
 
