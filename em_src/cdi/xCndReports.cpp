@@ -19,6 +19,8 @@ constexpr float kNull = xMCond::NullValue;
 constexpr const char* kRule = "/==============================================";
 // The grid is never lifted by more than this for conductors fitted in the air.
 constexpr float kMaxGridShift = 50.0f;
+// Elevations of a depth grid; a survey's relief over its depth step stays far below.
+constexpr long kMaxGridLevels = 10000;
 
 bool OpenReport(const fs::path& path, std::ofstream& out) {
     out.open(path);
@@ -174,8 +176,11 @@ void DatabaseRows(std::ostream& out, const xMCond& cnd, xMLine& line, bool force
 
 // Depth grid ------------------------------------------------------------------
 
-std::vector<float> GridElevations(const xMCond& cnd, bool forceToSurface,
-                                  std::optional<float> top) {
+// Elevations of the grid, top down, or nothing after the reason was reported:
+// a Z range or a top far out of scale with the depth step would ask for more
+// rows than any survey has (or never reach the bottom at all).
+std::optional<std::vector<float>> GridElevations(const xMCond& cnd, const fs::path& path,
+                                                 bool forceToSurface, std::optional<float> top) {
     const long n = cnd.DepthCount();
     float span = 0.0f;
     for (long d = 0; d < n; ++d) span = std::max(span, -cnd.RelativeDepth(d));
@@ -183,8 +188,19 @@ std::vector<float> GridElevations(const xMCond& cnd, bool forceToSurface,
     float first = top ? *top : std::trunc(cnd.Max()[3]);
     if (forceToSurface) first += std::clamp(cnd.Max()[xMCond::FitDepthItem], 0.0f, kMaxGridShift);
     const float bottom = cnd.Min()[3] - span;
+    const double levels = step > 0.0f ? (double(first) - double(bottom)) / double(step) : 0.0;
+    if (!std::isfinite(first) || !std::isfinite(bottom) || !std::isfinite(step) ||
+        !(levels < double(kMaxGridLevels))) {
+        Platform().Error("The constant depths grid of <" + path.string() + "> from " +
+                         Fixed(first, 2) + " m down to " + Fixed(bottom, 2) + " m in steps of " +
+                         Fixed(step, 2) + " m would have more than " +
+                         std::to_string(kMaxGridLevels) +
+                         " elevations: the Z range and depths of the CDI file do not make a "
+                         "section.");
+        return std::nullopt;
+    }
     std::vector<float> grid{first};
-    for (long k = 1; step > 0.0f && first - float(k) * step >= bottom; ++k)
+    for (long k = 1; step > 0.0f && k <= kMaxGridLevels && first - float(k) * step >= bottom; ++k)
         grid.push_back(first - float(k) * step);
     return grid;
 }
@@ -526,7 +542,7 @@ std::vector<xGdfChannel> GdfChannels(const xMCond& cnd, int units) {
         section(std::string("Lay") + k.name, 1, k.bit, k.unit,
                 std::string("Layered ") + k.quantity);
     }
-    if (cnd.SectionCount() > 2) section("Conductance", 2, 1, "S", "Cumulative conductance");
+    if (cnd.SectionCount() > 2) section("Conductance", 2, 1, "mS", "Cumulative conductance");
     return channels;
 }
 
@@ -637,9 +653,12 @@ bool xMCond::DumpGeosoftDB(const fs::path& path, bool forceToSurface, int kind,
 }
 
 bool xMCond::DumpDepthGrid(const fs::path& path, bool forceToSurface, std::optional<float> top) {
+    if (!EnsureHeader()) return false;
+    const std::optional<std::vector<float>> elevations =
+        GridElevations(*this, path, forceToSurface, top);
     std::ofstream out;
-    if (!EnsureHeader() || !OpenReport(path, out)) return false;
-    const std::vector<float> grid = GridElevations(*this, forceToSurface, top);
+    if (!elevations || !OpenReport(path, out)) return false;
+    const std::vector<float>& grid = *elevations;
     WriteReportHeader(out, *this);
     GridHeads(out, grid);
     const bool ok = WalkLines("Dumping CDI in constant depths grid format...", [&](xMLine& line) {

@@ -107,7 +107,7 @@ bool xMCond::ReadTail() {
         for (auto& bound : b) ok = ok && binary::Read(s, bound);
         const std::int64_t rows = std::int64_t(b[1]) - b[0] + 1;
         const std::int64_t cols = std::int64_t(b[3]) - b[2] + 1;
-        ok = ok && rows >= 0 && cols >= 0 && rows * cols * 4 <= BytesLeft();
+        ok = ok && MatrixFits(rows, cols);
         if (ok) {
             histogram_.Resize(b[0], b[1], b[2], b[3]);
             const auto n = std::size_t(histogram_.Count());

@@ -135,6 +135,12 @@ bool xMFile::ReadCheckedArray(LongArray& array, long low, long high) {
            std::size_t(array.Length());
 }
 
+bool xMFile::MatrixFits(std::int64_t rows, std::int64_t cols) {
+    const std::int64_t floats = BytesLeft() / 4;
+    if (rows < 0 || cols < 0 || rows > floats || cols > floats) return false;
+    return rows == 0 || cols <= floats / rows;
+}
+
 std::int32_t xMFile::ReadVersion() {
     auto& s = Stream();
     s.clear();
@@ -353,7 +359,7 @@ bool xMFile::ReadLineHeader(xMLineBlock& line) {
     if (ok && version_ > CurrentVersion) ok = ReadCheckedArray(line.mean);
     const std::int64_t rows = std::int64_t(rowHigh) - rowLow + 1;
     const std::int64_t cols = std::int64_t(colHigh) - colLow + 1;
-    ok = ok && rows >= 0 && cols > 0 && rows * cols * 4 <= BytesLeft();
+    ok = ok && cols > 0 && MatrixFits(rows, cols);
     if (!ok) {
         Fail("xMFile::Error reading line from file < %s >");
         return false;

@@ -127,6 +127,10 @@ class xMFile : public xDoc {
     // An array with bounds whose length must fit in what is left of the file.
     bool ReadCheckedArray(FloatArray& array);
     bool ReadCheckedArray(LongArray& array, long low, long high);
+    // Whether rows x cols floats fit in what is left of the file. Each side is
+    // held to the file's size on its own too: an empty matrix still makes its
+    // rows, and sides of a few billion must not overflow the product.
+    bool MatrixFits(std::int64_t rows, std::int64_t cols);
     void Fail(const std::string& format);
     // The internal line, made on first use, placed on a line by number.
     xMLine* LineForFid(std::int32_t number);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -218,6 +219,29 @@ TEST_F(xCndReportsTest, DatabaseAndDepthGridLayouts) {
     EXPECT_TRUE(platform_.messages.empty());
 }
 
+TEST_F(xCndReportsTest, DepthGridOutOfScaleIsRefusedBeforeAnythingIsWritten) {
+    // Steps of 10 m down to 26 m (the lowest Z less the 20 m span): a top of
+    // 1000 km asks for 10^5 elevations, an infinite one never reaches the bottom.
+    EXPECT_FALSE(cnd_.DumpDepthGrid(dir_ / "far.xyz", false, 1.0e6f));
+    EXPECT_FALSE(
+        cnd_.DumpDepthGrid(dir_ / "inf.xyz", false, std::numeric_limits<float>::infinity()));
+    EXPECT_FALSE(fs::exists(dir_ / "far.xyz"));
+    EXPECT_FALSE(fs::exists(dir_ / "inf.xyz"));
+    const auto errors = platform_.Texts("error");
+    ASSERT_EQ(errors.size(), 2u);
+    EXPECT_EQ(errors[0], "The constant depths grid of <" + (dir_ / "far.xyz").string() +
+                             "> from 1000000.00 m down to 26.00 m in steps of 10.00 m would have "
+                             "more than 10000 elevations: the Z range and depths of the CDI file "
+                             "do not make a section.");
+    EXPECT_NE(errors[1].find("> from inf m down"), std::string::npos);
+    // Within the limit it is written: 1000 m to 26 m is 98 elevations.
+    ASSERT_TRUE(cnd_.DumpDepthGrid(dir_ / "high.xyz", false, 1000.0f));
+    const std::string high = Slurp(dir_ / "high.xyz");
+    const std::string heads =
+        high.substr(kHeader.size(), high.find('\n', kHeader.size()) - kHeader.size());
+    EXPECT_EQ(heads.size(), 1u + 53u + 98u * 30u);
+}
+
 TEST_F(xCndReportsTest, UserPatternAveragesGroupsUnderBothLabels) {
     // Record b's group holds only NULLs; Z is lifted by positive fitted depths.
     ASSERT_TRUE(cnd_.DumpUser(1, dir_ / "U.txt", true,
@@ -284,6 +308,7 @@ TEST_F(xCndReportsTest, Gdf2DefinitionDescribesEveryDataRecord) {
     EXPECT_EQ(dfn.Find("LayRes_omm")->units, "ohm-m");
     EXPECT_EQ(*dfn.Find("Res_omm")->null, -1e32);
     EXPECT_EQ(fields.back().name, "Conductance");
+    EXPECT_EQ(fields.back().units, "mS");  // the column is kept in mS, as the file holds it
 
     std::istringstream dat(Slurp(dir_ / "P.dat"));
     std::vector<std::string> records;

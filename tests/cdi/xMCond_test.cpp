@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <sstream>
+#include <tuple>
 #include <vector>
 
 #include "ByteBuilder.h"
@@ -328,6 +329,45 @@ TEST_F(xMCondTest, BrokenHeadersAreRefusedWithTheClassText) {
     ASSERT_EQ(platform_.messages.size(), 2u);
     EXPECT_EQ(platform_.messages[1].text,
               "xMCond::Error reading header from file < " + cnd.string() + " >");
+}
+
+TEST_F(xMCondTest, SizesNoFileCouldHoldAreRefusedBeforeAnythingIsSized) {
+    // Level 13, TzRz, depths 0 and 10 m, no layers: 15 + 3 x 2 items. The
+    // sides are each far beyond the file; their product in bytes would not
+    // even fit in 64 bits, and an empty histogram of 2^31 rows still makes them.
+    constexpr long r = 21;
+    const std::vector<float> record(r, 1.0f);
+    const auto file = [&](long rowHigh, long colLow, long colHigh, long lineRows, long lineCols) {
+        Bytes b = CommonHeader(13, {109}, 1, 1, record, record);
+        b.I32(0).I32(1).F32(0).F32(-10).Raw(Weights(0));
+        b.I32(0).I32(rowHigh).I32(colLow).I32(colHigh).F32(4).F32(0.5f);
+        b.I32(0).I32(0).I32(0);
+        Bytes line = LineBlock(42, {record}, record, record);
+        Bytes head;
+        head.I32(0).I32(lineRows - 1).I32(0).I32(lineCols - 1);
+        line.data.replace(0, 16, head.data);
+        return b.Raw(line).data;
+    };
+    const std::string readError = "xMCond::Error reading header from file < ";
+    for (const auto& [name, rowHigh, colLow, colHigh] :
+         {std::tuple{"A.CND", 0x7FFFFFFFL, 0L, 0x7FFFFFFFL},
+          std::tuple{"B.CND", 0x7FFFFFFFL, 1L, 0L}}) {
+        const fs::path path = Put(name, file(rowHigh, colLow, colHigh, 1, r));
+        xMCond cnd;
+        EXPECT_FALSE(Open(cnd, name));
+        EXPECT_EQ(platform_.messages.back().text, readError + path.string() + " >");
+    }
+    EXPECT_EQ(platform_.messages.size(), 2u);
+
+    // The tail reads; a line block of 2^31 x 2^31 values does not.
+    const fs::path path = Put("L.CND", file(0, 0, 1, 0x80000000L, 0x80000000L));
+    xMCond cnd;
+    ASSERT_TRUE(Open(cnd, "L.CND"));
+    xMLineBlock line;
+    EXPECT_FALSE(cnd.FindLine(42, line));
+    ASSERT_EQ(platform_.messages.size(), 3u);
+    EXPECT_EQ(platform_.messages[2].text,
+              "xMFile::Error reading line from file < " + path.string() + " >");
 }
 
 TEST_F(xMCondTest, RewriteThatWouldMoveTheLinesIsRefused) {
