@@ -35,7 +35,8 @@ xCndMath& GeotemMath() {
         for (int d = 0; d <= 30; ++d) depths.push_back(10.0f * float(d));
         m->SetDepths(depths);
         std::vector<float> conductivities;
-        for (int i = 0; i < 250; ++i) conductivities.push_back(std::pow(10.0f, 3.0f * float(i) / 249));
+        for (int i = 0; i < 250; ++i)
+            conductivities.push_back(std::pow(10.0f, 3.0f * float(i) / 249));
         m->SetConductivities(conductivities);
         m->SetSystemSpan(0.02f);
         return m;

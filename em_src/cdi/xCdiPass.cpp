@@ -6,8 +6,8 @@
 #include <sstream>
 
 #include "xCDIParams.h"
-#include "xCondaCross.h"
 #include "xCndReports.h"
+#include "xCondaCross.h"
 #include "xCondaFactory.h"
 #include "xEMDesc.h"
 #include "xIniFile.h"
@@ -42,7 +42,7 @@ bool xCdiPass::CrossComponent() const {
 }
 
 FloatArray xCdiPass::LogDepths() {
-    static const float depths[] = {1,  2,   3,   5,   7,   10,   20,  30,  50,
+    static const float depths[] = {1,  2,   3,   5,   7,   10,  20,   30,  50,
                                    70, 100, 200, 300, 500, 700, 1000, 2000};
     FloatArray column(0, long(std::size(depths)) - 1);
     for (long d = 0; d < column.Length(); ++d) column[d] = depths[d];
@@ -187,7 +187,8 @@ bool xCdiPass::Scale(xCondaFactory& engine, bool compute) {
             std::ostringstream shown;
             shown << "Contributions of all taus will be reduced by factor of";
             for (long id = FirstComponent; id <= LastComponent; ++id)
-                if (engine.Weights()[id - FirstComponent] != 0.0f || scaling_[id - 101] != 1.0f)
+                if (engine.Weights()[id - FirstComponent] != 0.0f ||
+                    scaling_[id - FirstComponent] != 1.0f)
                     shown << ' ' << ComponentName(id) << ' ' << scaling_[id - FirstComponent];
             Platform().Note(shown.str());
         }
@@ -203,11 +204,7 @@ bool xCdiPass::Scale(xCondaFactory& engine, bool compute) {
 bool xCdiPass::RunLines(xMAmp& amp, xCondaFactory& engine) {
     Platform().ProgressStatus("Calculating CDI Matrix");
     Platform().ProgressRange(0, amp.Records());
-    std::vector<xMLineBlock> lines;
-    xMLineBlock block;
-    amp.ResetLines();
-    while (amp.NextLine(block)) lines.push_back(block);
-    for (const xMLineBlock& line : lines)
+    for (const xMLineBlock& line : amp.LineBlocks())
         if (!engine.ProcessLine(line)) return false;
     return true;
 }
@@ -225,7 +222,8 @@ bool xCdiPass::Close(xMCond& cnd, xCondaFactory& engine, bool finished) {
 }
 
 bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cndPath) {
-    Platform().ProgressOpen(kind == Estimate ? "-Estimating conductivity range.." : "-Final stage..");
+    Platform().ProgressOpen(kind == Estimate ? "-Estimating conductivity range.."
+                                             : "-Final stage..");
     xMAmp amp;
     if (!OpenInput(amp, ampPath)) return false;
     ClampTaus(amp.TauCount());
@@ -247,8 +245,9 @@ bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cn
     bool finished = CheckGeometry(amp);
     if (finished) RaiseMaxAltitude(amp);
     const long deepest = long(params_.maxAltitude) + params_.maxDepth;
-    finished = finished && engine->BuildLookups(1, deepest) && engine->BuildDerivatives(1, deepest) &&
-               engine->Init() && Scale(*engine, kind != Final);
+    finished = finished && engine->BuildLookups(1, deepest) &&
+               engine->BuildDerivatives(1, deepest) && engine->Init() &&
+               Scale(*engine, kind != Final);
     xConductanceTable table;
     if (finished && kind != Estimate && !tablePath_.empty() && table.Open(tablePath_, *cnd))
         engine->SetConductanceTable(&table);

@@ -463,8 +463,8 @@ long xCndMath::DiscreteIndex(float c) const {
     if (top == 0) return -1;  // c is the one value: no bracket holds it
     // The first bracket disc[k - 1] <= c <= disc[k] from the top: k - 1 is the
     // last value not above c, kept below the top.
-    const long last = static_cast<long>(std::upper_bound(disc_.begin(), disc_.end(), c) -
-                                        disc_.begin()) - 1;
+    const long last =
+        static_cast<long>(std::upper_bound(disc_.begin(), disc_.end(), c) - disc_.begin()) - 1;
     return std::clamp(last, 0L, top - 1);
 }
 
@@ -591,8 +591,7 @@ void xCndMath::CountSample(float v, std::vector<float>& counts, const std::vecto
         }
 }
 
-void xCndMath::AddScalingSample(const xCndRecord& record, long component,
-                                ScalingSums& sums) const {
+void xCndMath::AddScalingSample(const xCndRecord& record, long component, ScalingSums& sums) const {
     sums.il += GetIL(record, component);
     const auto& lut = lut_[Slot(component)];
     if (!lut.empty()) sums.lut += lut[ClampRow(static_cast<long>(record.height + 5.0f))];

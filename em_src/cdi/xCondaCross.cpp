@@ -6,14 +6,14 @@
 
 using cdi::NULLVALUE;
 
-xCondaCross::xCondaCross(const xEMDesc& descriptor, xMAmp& input, xMCondCross& output,
-                         long first, long last, xObject* owner)
+xCondaCross::xCondaCross(const xEMDesc& descriptor, xMAmp& input, xMCondCross& output, long first,
+                         long last, xObject* owner)
     : xCondaFactory(descriptor, input, output, first, last, owner), cross_(output) {}
 
 bool xCondaCross::Init() {
     if (!xCondaFactory::Init()) return false;
     cross_.SelectFromFile();
-    packing_ = xCrossPacking(conductivityCount_);
+    packing_ = cross_.Packing();
     return true;
 }
 
@@ -23,7 +23,7 @@ void xCondaCross::CrossDiscrete(long component, float* out, long slot) {
     const long n = static_cast<long>(std::min(column.size(), depths.size()));
     if (n < 2) return;
     float s = column[0] != NULLVALUE && column[1] != NULLVALUE ? (column[0] + column[1]) / 2.0f
-                                                                : NULLVALUE;
+                                                               : NULLVALUE;
     float previous = depths[0] - (depths[0] + depths[1]) / 2.0f;
     float* section = out + output_.SectionStart(0);
     for (long d = 0; d < n; ++d) {

@@ -9,15 +9,13 @@
 
 class xCondaCross : public xCondaFactory {
   public:
-    xCondaCross(const xEMDesc& descriptor, xMAmp& input, xMCondCross& output, long first,
-                long last, xObject* owner = nullptr);
+    xCondaCross(const xEMDesc& descriptor, xMAmp& input, xMCondCross& output, long first, long last,
+                xObject* owner = nullptr);
 
     // The base's, then the selection of the file, or the first two components
     // present when it holds none, and the bit field for the conductivities.
     bool Init() override;
     void ProcessRecord(const float* in, float* out) override;
-
-    const xCrossPacking& Packing() const { return packing_; }
 
   private:
     // The component's discrete index at each depth, tracking the column

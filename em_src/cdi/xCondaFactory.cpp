@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "xCDIParams.h"
 #include "xCndReports.h"
 #include "xEMDesc.h"
 #include "xMAmp.h"
@@ -17,8 +18,8 @@ using cdi::NULLVALUE;
 
 namespace {
 constexpr long HistogramBins = xMCond::HistogramBins;
-constexpr float HistogramLow = 1e-4f;   // mS/m
-constexpr float HistogramHigh = 1e5f;   // mS/m
+constexpr float HistogramLow = 1e-4f;  // mS/m
+constexpr float HistogramHigh = 1e5f;  // mS/m
 constexpr long AttitudeItems = 6;
 
 int Slot(long component) {
@@ -61,7 +62,6 @@ xCondaFactory::xCondaFactory(const xEMDesc& descriptor, xMAmp& input, xMCond& ou
 xCondaFactory::~xCondaFactory() = default;
 
 void xCondaFactory::SetConductivities(const FloatArray& values) {
-    conductivityCount_ = values.Length();
     math_.SetConductivities(std::vector<float>(values.Data(), values.Data() + values.Length()));
 }
 
@@ -94,8 +94,7 @@ bool xCondaFactory::Init() {
     float lowestFrequency = 0.0f;
     for (const auto& [id, component] : descriptor_.Components()) {
         if (id < FirstComponent || id > LastComponent) continue;
-        rxHeight_[Slot(id)] =
-            static_cast<long>(component.geometry.GetPosition(xEMGDesc::Rx)[2]);
+        rxHeight_[Slot(id)] = static_cast<long>(component.geometry.GetPosition(xEMGDesc::Rx)[2]);
         const xEMWDesc& wave = component.wave;
         const double perPrimary = xEMWDesc::NormalizedUnitFactor(wave.rxPrimary.unit);
         if (perPrimary != 0.0) toPrimaryFraction_[Slot(id)] = static_cast<float>(1.0 / perPrimary);
@@ -110,14 +109,7 @@ bool xCondaFactory::Init() {
     if (frequencyDomain && lowestFrequency > 0.0f) systemSpan_ = 1.0f / lowestFrequency;
     math_.SetSystemSpan(systemSpan_);
 
-    const FloatArray edges = [] {
-        FloatArray e(1, HistogramBins);
-        const double low = std::log10(double(HistogramLow));
-        const double high = std::log10(double(HistogramHigh));
-        for (long k = 1; k <= HistogramBins; ++k)
-            e[k] = float(std::pow(10.0, low + double(k - 1) * (high - low) / (HistogramBins - 1)));
-        return e;
-    }();
+    const FloatArray edges = xCDIParams::LogSpaced(HistogramLow, HistogramHigh, HistogramBins);
     edges_.assign(edges.Data(), edges.Data() + HistogramBins);
     counts_.assign(HistogramBins, 0.0f);
     return true;
@@ -170,10 +162,6 @@ void xCondaFactory::WriteSections(const std::vector<float>& column, float* out, 
         out[layerItem + i] = i < static_cast<long>(bounds_.size()) ? bounds_[i] : NULLVALUE;
 }
 
-void xCondaFactory::AccumulateHistogram(const std::vector<float>& column) {
-    math_.AccumulateHistogram(column, counts_, edges_);
-}
-
 void xCondaFactory::ProcessRecord(const float* in, float* out) {
     math_.ZeroColumns();
     for (long id = FirstComponent; id <= LastComponent; ++id) {
@@ -196,7 +184,7 @@ void xCondaFactory::ProcessRecord(const float* in, float* out) {
     WriteSections(mean_, out, output_.LayerStart(0));
     if (output_.SectionCount() > 2)
         std::copy(mean_.begin(), mean_.end(), out + output_.SectionStart(2));
-    AccumulateHistogram(mean_);
+    math_.AccumulateHistogram(mean_, counts_, edges_);
     out[xMCond::PenetrationItem] = -math_.EstimatePenetration(mean_);
     out[4] += out[3];
     if (table_) table_->WriteRow(out, mean_);
@@ -228,11 +216,7 @@ std::array<float, 9> xCondaFactory::ComputeScalingFactors(long limit) {
     Platform().ProgressStatus("Scaling");
     long done = 0;
     const bool all = limit <= 0;
-    input_.ResetLines();
-    xMLineBlock block;
-    std::vector<xMLineBlock> blocks;
-    while (input_.NextLine(block)) blocks.push_back(block);
-    for (const xMLineBlock& b : blocks) {
+    for (const xMLineBlock& b : input_.LineBlocks()) {
         xMLine line(&input_);
         if (!line.Load(b)) break;
         for (long r = 0; r < line.Rows() && (all || done < limit - 1); ++r, ++done) {

@@ -43,7 +43,6 @@ class xCondaFactory : public xProcessState {
     // image of a conductor at the surface would.
     void SetScalingFactors(const std::array<float, 9>& factors) { scaling_ = factors; }
     void SetScalingEnabled(bool on) { scalingOn_ = on; }
-    const std::array<float, 9>& ScalingFactors() const { return scaling_; }
 
     // The image-field tables over metres first..last; false when stopped.
     bool BuildLookups(long first, long last);
@@ -65,9 +64,7 @@ class xCondaFactory : public xProcessState {
     // Rows 1..2 by 1..40: counts, then the bin edges in mS/m.
     FloatMatrix Histogram() const;
     const std::array<float, 9>& Weights() const { return weights_; }
-    float SystemSpan() const { return systemSpan_; }
     long RecordsDone() const { return records_; }
-    xCndMath& Math() { return math_; }
 
     static constexpr long ProgressStep = 50;
 
@@ -83,7 +80,6 @@ class xCondaFactory : public xProcessState {
     void CopyAmplitudeItems(const float* in, long component, float weight, float* out) const;
     // Discrete, layered and conductance sections of a column, and its layer bounds.
     void WriteSections(const std::vector<float>& column, float* out, long layerItem);
-    void AccumulateHistogram(const std::vector<float>& column);
 
     const xEMDesc& descriptor_;
     xMAmp& input_;
@@ -104,6 +100,5 @@ class xCondaFactory : public xProcessState {
     xConductanceTable* table_ = nullptr;
     std::vector<float> counts_, edges_;
     std::vector<float> mean_, section_, bounds_;
-    long conductivityCount_ = 0;
     long records_ = 0;
 };

@@ -91,11 +91,7 @@ void xFitTau::Execute(int) {
     OpenProgress("Deconvolving");
     SetRange(bin.Records());
     bool finished = true;
-    xMLineBlock line;
-    bin.ResetLines();
-    std::vector<xMLineBlock> lines;
-    while (bin.NextLine(line)) lines.push_back(line);
-    for (const xMLineBlock& block : lines) {
+    for (const xMLineBlock& block : bin.LineBlocks()) {
         SetStatus("Line: " + std::to_string(block.number));
         if (!engine.ProcessLine(bin, block, amp)) {
             finished = false;

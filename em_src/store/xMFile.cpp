@@ -405,11 +405,17 @@ bool xMFile::EnsureHeader() {
 
 std::vector<std::int32_t> xMFile::LineNumbers() {
     std::vector<std::int32_t> numbers;
-    if (!EnsureHeader()) return numbers;
+    for (const xMLineBlock& block : LineBlocks()) numbers.push_back(block.number);
+    return numbers;
+}
+
+std::vector<xMLineBlock> xMFile::LineBlocks() {
+    std::vector<xMLineBlock> blocks;
+    if (!EnsureHeader()) return blocks;
     ResetLines();
     xMLineBlock block;
-    while (NextLine(block)) numbers.push_back(block.number);
-    return numbers;
+    while (NextLine(block)) blocks.push_back(block);
+    return blocks;
 }
 
 xMLine* xMFile::LineForFid(std::int32_t number) {

@@ -58,6 +58,9 @@ class xMFile : public xDoc {
     bool ReadRows(const xMLineBlock& line, long first, long count, FloatMatrix& target);
     // The numbers of all lines, in file order.
     std::vector<std::int32_t> LineNumbers();
+    // The block headers of all lines, in file order: a walk that loads lines
+    // moves the file's stream, so it takes the blocks first.
+    std::vector<xMLineBlock> LineBlocks();
 
     // Look-ups by FID go through the file's own line and its bracket search,
     // which answers row 0 for a FID outside the line. They, and the ASCII

@@ -48,7 +48,8 @@ inline ThinSheet SheetDecay(double s, double height, double sheetDepth) {
     for (int j = 0; j < 51; ++j) {
         const double x = 100.0 * std::exp(-dln * j);
         sheet.taus.push_back(static_cast<float>(T / x));
-        sheet.amps.push_back(static_cast<float>(AxialLut(h) * x * x * x / 2.0 * std::exp(-x) * dln));
+        sheet.amps.push_back(
+            static_cast<float>(AxialLut(h) * x * x * x / 2.0 * std::exp(-x) * dln));
     }
     return sheet;
 }

@@ -23,7 +23,7 @@ using cdi::NULLVALUE;
 
 namespace {
 
-constexpr float SheetS = 10.0f;  // siemens
+constexpr float SheetS = 10.0f;    // siemens
 constexpr float Altitude = 70.0f;  // the receiver flies 20 m lower: 50 m
 constexpr float SheetDepth = 30.0f;
 
@@ -83,7 +83,8 @@ class CdiPassTest : public xTempFolderTest {
             record[3] = z;
             record[4] = altitudes[r];
             record[amp.AmplitudeOffset(109) - 1] = 0.25f;  // primary coefficient
-            for (long j = 0; j < n; ++j) record[amp.AmplitudeOffset(109) + j] = gain * sheet.amps[j];
+            for (long j = 0; j < n; ++j)
+                record[amp.AmplitudeOffset(109) + j] = gain * sheet.amps[j];
             writer.AddRow(record);
         }
         EXPECT_TRUE(writer.Finish());
@@ -213,9 +214,8 @@ TEST_F(CdiPassTest, ForceToSurfaceStartsTheDecayAtTheImageBelowTheReceiver) {
     xMCond cnd;
     const auto rows = Records(cnd);
     EXPECT_NEAR(rows[1][xMCond::ILItem] / cditest::AxialLut(55.0), 1.0, 1e-5);
-    EXPECT_NEAR(rows[1][xMCond::SusceptibilityItem], 0.25 * cditest::AxialLut(55.0) /
-                                                         (3.0 * cditest::AxialLut(80.0)),
-                2e-3);
+    EXPECT_NEAR(rows[1][xMCond::SusceptibilityItem],
+                0.25 * cditest::AxialLut(55.0) / (3.0 * cditest::AxialLut(80.0)), 2e-3);
     const auto notes = platform.Texts("note");
     ASSERT_FALSE(notes.empty());
     EXPECT_EQ(notes[0].rfind("Contributions of all taus will be reduced by factor of TzRz ", 0), 0u)

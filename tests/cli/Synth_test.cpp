@@ -56,8 +56,8 @@ class SynthTest : public xTempFolderTest {
             << Output();
         Import(kGeotem, dir_ / "GEOTEM_synthetic.asc");
         const std::string par = (dir_ / "S.PAR").string();
-        EXPECT_EQ(Tovarn("set " + par + " 704.AutoRange=0 704.ComponentWeights=0,0,0,0,0,0,0,0,0,1"),
-                  0)
+        EXPECT_EQ(
+            Tovarn("set " + par + " 704.AutoRange=0 704.ComponentWeights=0,0,0,0,0,0,0,0,0,1"), 0)
             << Output();
         EXPECT_EQ(Tovarn("run " + par + " --only 702,703,704"), 0) << Output();
         cnd.SetPath(dir_ / "S.CND");
@@ -70,7 +70,6 @@ class SynthTest : public xTempFolderTest {
 };
 
 constexpr long DepthStep = 10;  // m, the default resolution
-
 
 }  // namespace
 
