@@ -93,7 +93,7 @@ void xWaveBasis::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (!descriptor) return;
     SetRunState(Executing);
-    const xProjectContext& project = ProjectContext();
+    const xProjectContext& project = Project();
     xAofTau basis;
     basis.SetPath(project.ProjectFile("AOT"));
     basis.SetOverwrite(project.autoFiles != 0);
@@ -118,7 +118,7 @@ void xWaveBasis::Execute(int) {
     }
     Parameters().basisValid = 1;
     Parameters().Save();
-    ProjectContext().latestCreatedFile = basis.FileName();
+    Project().latestCreatedFile = basis.FileName();
     std::ostringstream note;
     const FloatArray& taus = basis.Taus();
     note << basis.FileName() << ": " << taus.Length() << " taus from " << taus[taus.Low()] << " to "

@@ -30,7 +30,7 @@ const char* const kCalibrationQuestion =
     "calibration and try again or continue with current data.";
 }  // namespace
 
-xCdiPass::xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xObject* owner)
+xCdiPass::xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xProgressSink* owner)
     : params_(params), descriptor_(descriptor), owner_(owner) {
     scaling_.fill(1.0f);
 }

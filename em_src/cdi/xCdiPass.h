@@ -19,13 +19,13 @@ class xConductanceTable;
 class xEMDesc;
 class xMAmp;
 class xMCond;
-class xObject;
+class xProgressSink;
 
 class xCdiPass {
   public:
     // params is updated as a run goes: a raised MaxAltitude, the clamped taus
     // and the conductivities of an automatic range stay in it.
-    xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xObject* owner = nullptr);
+    xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xProgressSink* owner = nullptr);
     ~xCdiPass();
 
     // Mode 3 writes the cross-component form.
@@ -67,7 +67,7 @@ class xCdiPass {
 
     xCDIParams& params_;
     const xEMDesc& descriptor_;
-    xObject* owner_;
+    xProgressSink* owner_;
     std::filesystem::path tablePath_;
     std::array<float, 9> scaling_;
     bool scalingOn_ = false;

@@ -87,7 +87,7 @@ void xConda::SaveOutput(const fs::path& cndPath) {
 
 void xConda::DescribeExisting(const std::string& extension) {
     xMCond existing;
-    existing.SetPath(ProjectContext().ProjectFile(extension));
+    existing.SetPath(Project().ProjectFile(extension));
     if (!existing.Exists() || existing.Open() != 1 || !existing.ReadHeader()) {
         Platform().Error("CDI Creation Error: File <" + existing.Path().string() +
                          "> could not be opened.");
@@ -109,7 +109,7 @@ void xConda::Execute(int) {
         return;
     }
     if (!CheckParameters()) return;
-    const xProjectContext& project = ProjectContext();
+    const xProjectContext& project = Project();
     const fs::path ampPath = project.ProjectFile("AMP");
     if (!fs::exists(ampPath)) {
         Platform().Note("There are no input file(s) for " + Title() +
@@ -134,7 +134,7 @@ void xConda::Execute(int) {
             Platform().Note("The process is not completed. Current CDI file will be deleted!");
         return;
     }
-    ProjectContext().latestCreatedFile = cndPath.filename().string();
+    Project().latestCreatedFile = cndPath.filename().string();
     std::ostringstream note;
     note << cndPath.filename().string() << ": " << pass.Records() << " records, depths 0 to "
          << params.maxDepth << " m, conductivities " << params.conductivities[1] << " to "

@@ -7,7 +7,7 @@
 using cdi::NULLVALUE;
 
 xCondaCross::xCondaCross(const xEMDesc& descriptor, xMAmp& input, xMCondCross& output, long first,
-                         long last, xObject* owner)
+                         long last, xProgressSink* owner)
     : xCondaFactory(descriptor, input, output, first, last, owner), cross_(output) {}
 
 bool xCondaCross::Init() {

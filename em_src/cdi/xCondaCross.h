@@ -10,7 +10,7 @@
 class xCondaCross : public xCondaFactory {
   public:
     xCondaCross(const xEMDesc& descriptor, xMAmp& input, xMCondCross& output, long first, long last,
-                xObject* owner = nullptr);
+                xProgressSink* owner = nullptr);
 
     // The base's, then the selection of the file, or the first two components
     // present when it holds none, and the bit field for the conductivities.

@@ -37,7 +37,7 @@ float WindowSpan(const xEMSDesc& header, const FloatMatrix& windows) {
 }  // namespace
 
 xCondaFactory::xCondaFactory(const xEMDesc& descriptor, xMAmp& input, xMCond& output, long first,
-                             long last, xObject* owner)
+                             long last, xProgressSink* owner)
     : xProcessState(owner),
       descriptor_(descriptor),
       input_(input),

@@ -28,7 +28,7 @@ class xCondaFactory : public xProcessState {
   public:
     // first, last: the selected taus of input, 1-based and already in range.
     xCondaFactory(const xEMDesc& descriptor, xMAmp& input, xMCond& output, long first, long last,
-                  xObject* owner = nullptr);
+                  xProgressSink* owner = nullptr);
     ~xCondaFactory() override;
 
     void SetCutOffFactor(float factor) { math_.SetCutOffFactor(factor); }

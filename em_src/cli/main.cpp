@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "xConsolePlatform.h"
 #include "xEMDesc.h"
+#include "xProcessRegistry.h"
 #include "xParamFields.h"
 
 namespace {

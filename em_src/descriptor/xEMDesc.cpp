@@ -262,10 +262,6 @@ bool xEMDesc::HasLoopReceiver(long id) const {
     return HasComponent(id) && components_.at(id).geometry.receiver.IsLoop();
 }
 
-void RegisterDescriptor() {
-    SetDescriptorMaker([] { return std::make_unique<xEMDesc>(); });
-}
-
 bool CheckSystemFiles(const fs::path& directory, const std::string& project,
                       const std::string& orientation) {
     for (const char* extension : {".EMF", ".EMG", ".EMW"}) {

@@ -13,7 +13,7 @@
 #include "xEMGDesc.h"
 #include "xEMSDesc.h"
 #include "xEMWDesc.h"
-#include "xObject.h"
+#include "xSharedDescriptor.h"
 #include "xTRClasf.h"
 
 struct xEMCompDesc {
@@ -79,9 +79,6 @@ class xEMDesc : public xSharedDescriptor {
     int knownSystem_ = NotRead;
     long fileVersion_ = CurrentVersion;
 };
-
-// Makes xEMDesc the descriptor that processes open.
-void RegisterDescriptor();
 
 // The older arrangement kept a system in three files per orientation; all of
 // <project><orientation>.EMF, .EMG and .EMW must exist in the directory.

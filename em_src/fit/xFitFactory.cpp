@@ -43,7 +43,7 @@ std::unique_ptr<xFitSolver> MakeFitter(std::int32_t code, long component) {
 
 }  // namespace
 
-xFitFactory::xFitFactory(const xEMDesc& descriptor, xObject* owner)
+xFitFactory::xFitFactory(const xEMDesc& descriptor, xProgressSink* owner)
     : xProcessState(owner),
       descriptor_(descriptor),
       frequencyDomain_(descriptor.IsFrequencyDomain()) {}

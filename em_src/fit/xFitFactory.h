@@ -24,7 +24,7 @@ struct xMLineBlock;
 
 class xFitFactory : public xProcessState {
   public:
-    explicit xFitFactory(const xEMDesc& descriptor, xObject* owner = nullptr);
+    explicit xFitFactory(const xEMDesc& descriptor, xProgressSink* owner = nullptr);
     ~xFitFactory() override;
 
     // Everything from the deconvolution parameters and the basis, in the order

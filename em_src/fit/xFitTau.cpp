@@ -45,7 +45,7 @@ xFitParams& xFitTau::Parameters() const {
 void xFitTau::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (!descriptor) return;
-    const xProjectContext& project = ProjectContext();
+    const xProjectContext& project = Project();
     const xFitParams& params = Parameters();
     xMData bin;
     bin.SetPath(project.ProjectFile("BIN"));
@@ -115,7 +115,7 @@ void xFitTau::Execute(int) {
             "Calculate background is not available yet: the amplitudes are written "
             "without it.");
     if (params.saveInAscii) SaveInAscii(amp.Path());
-    ProjectContext().latestCreatedFile = amp.FileName();
+    Project().latestCreatedFile = amp.FileName();
     std::ostringstream note;
     note << amp.FileName() << ": " << amp.Lines() << " lines, " << engine.RecordsFitted()
          << " records; mean misfit";

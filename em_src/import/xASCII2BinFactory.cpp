@@ -49,7 +49,7 @@ std::string RecordText(std::string text) {
 
 }  // namespace
 
-xASCII2BinFactory::xASCII2BinFactory(xObject* owner)
+xASCII2BinFactory::xASCII2BinFactory(xProgressSink* owner)
     : xProcessState(owner), channels_(100, 109), flags_(100, 109), scale_(100, 109) {}
 
 xASCII2BinFactory::~xASCII2BinFactory() = default;

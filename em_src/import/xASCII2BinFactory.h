@@ -29,7 +29,7 @@ class xASCII2BinFactory : public xProcessState {
     using Editor =
         std::function<bool(const std::filesystem::path& file, std::int64_t from, std::int64_t to)>;
 
-    explicit xASCII2BinFactory(xObject* owner = nullptr);
+    explicit xASCII2BinFactory(xProgressSink* owner = nullptr);
     ~xASCII2BinFactory() override;
 
     // Builds the position, gain and scale tables of the record layout.

@@ -29,7 +29,7 @@ std::vector<fs::path> xFileCnv::SurveyFiles() const {
     std::vector<fs::path> files;
     for (const auto& name : Parameters().files) {
         const fs::path path(name);
-        files.push_back(path.is_absolute() ? path : ProjectContext().projectDir / path);
+        files.push_back(path.is_absolute() ? path : Project().projectDir / path);
     }
     return files;
 }
@@ -42,7 +42,7 @@ void xFileCnv::Execute(int) {
         return;
     }
     SetRunState(Executing);
-    const xProjectContext& project = ProjectContext();
+    const xProjectContext& project = Project();
     xMData bin;
     bin.SetOverwrite(project.autoFiles != 0);
     if (!OpenOutput(bin, project.projectName + ".BIN", "Save BIN file as :", 1)) {
@@ -75,29 +75,29 @@ void xFileCnv::Execute(int) {
     SetEngine(nullptr);
     CloseProgress();
     bin.Close();
-    ProjectContext().latestCreatedFile = bin.FileName();
+    Project().latestCreatedFile = bin.FileName();
     AfterConversion(stopped);
 }
 
 void xFileCnv::AfterConversion(bool stopped) {
     xMData bin;
-    bin.SetPath(ProjectContext().ProjectFile("BIN"));
+    bin.SetPath(Project().ProjectFile("BIN"));
     if (bin.Open() && bin.ReadHeader())
         Platform().Note(bin.FileName() + ": " + std::to_string(bin.Lines()) + " lines, " +
                         std::to_string(bin.Records()) + " records.");
     // Residuals of an earlier smoothing no longer belong to these lines.
     std::error_code ec;
-    fs::remove(ProjectContext().ProjectFile("NDF"), ec);
+    fs::remove(Project().ProjectFile("NDF"), ec);
     if (Parameters().smoothing != 0 && !stopped)
         Platform().Note("Smoothing is not built yet: the lines were imported unsmoothed.");
     SetRunState(Idle);
 }
 
 void xFileCnv::NothingToConvert() {
-    const fs::path bin = ProjectContext().ProjectFile("BIN");
+    const fs::path bin = Project().ProjectFile("BIN");
     if (!fs::exists(bin)) {
         Platform().Warning("PROCESS: ASCII->Binary Conversion\nWARNING: File \"" +
-                           ProjectContext().projectName + ".BIN\" does not exist. ");
+                           Project().projectName + ".BIN\" does not exist. ");
         return;
     }
     Platform().Question(

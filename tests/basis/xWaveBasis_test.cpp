@@ -7,6 +7,7 @@
 #include "TempFolder.h"
 #include "xAofTau.h"
 #include "xEMDesc.h"
+#include "xProcessRegistry.h"
 #include "xProjectContext.h"
 #include "xRecordingPlatform.h"
 #include "xShellApp.h"

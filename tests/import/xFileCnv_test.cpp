@@ -1,4 +1,5 @@
 #include "xFileCnv.h"
+#include "xProcessRegistry.h"
 
 #include <gtest/gtest.h>
 

@@ -6,7 +6,21 @@
 #include <cstdint>
 #include <string>
 
-class xObject;
+class xProcessState;
+
+// Where an engine's progress goes: the process that runs it. The process knows
+// its running engine, to pass Stop on, and hears when it is destroyed, so that
+// Stop never reaches a dead engine.
+class xProgressSink {
+  public:
+    virtual ~xProgressSink() = default;
+    virtual void SetRange(long maximum) = 0;
+    virtual void Advance(long steps) = 0;
+    virtual void SetStatus(const std::string& text) = 0;
+    virtual void SetTitle(const std::string& text) = 0;
+    virtual void SetEngine(xProcessState* engine) = 0;
+    virtual void EngineGone(const xProcessState* engine) = 0;
+};
 
 class xProcessState {
   public:
@@ -20,7 +34,7 @@ class xProcessState {
     };
     static constexpr std::uint32_t AllFlags = 0x3f;
 
-    explicit xProcessState(xObject* owner = nullptr) : owner_(owner) {}
+    explicit xProcessState(xProgressSink* owner = nullptr) : owner_(owner) {}
     virtual ~xProcessState();
     xProcessState(const xProcessState&) = delete;
     xProcessState& operator=(const xProcessState&) = delete;
@@ -34,8 +48,8 @@ class xProcessState {
     void SetFlag(std::uint32_t bits);
     void ClearFlag(std::uint32_t bits) { flags_ &= ~bits; }
 
-    xObject* Owner() const { return owner_; }
-    void SetOwner(xObject* owner) { owner_ = owner; }
+    xProgressSink* Owner() const { return owner_; }
+    void SetOwner(xProgressSink* owner) { owner_ = owner; }
 
     // Reports go to the owning process's progress; without one they are dropped,
     // but Advance still yields so that commands get in.
@@ -51,5 +65,5 @@ class xProcessState {
 
   private:
     std::uint32_t flags_ = Continue;
-    xObject* owner_;
+    xProgressSink* owner_;
 };

@@ -1,11 +1,10 @@
 #include "xProcessState.h"
 
-#include "xObject.h"
 #include "xPlatform.h"
 
 xProcessState::~xProcessState() {
     // A process must not send Stop to an engine that is gone.
-    if (owner_ && owner_->Engine() == this) owner_->SetEngine(nullptr);
+    if (owner_) owner_->EngineGone(this);
 }
 
 void xProcessState::SetFlag(std::uint32_t bits) {

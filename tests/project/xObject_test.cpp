@@ -272,21 +272,21 @@ TEST_F(xObjectTest, AutoFilesInputIsTheLatestFileAndMustExist) {
 
 TEST_F(xObjectTest, FindNewestTakesTheStrictlyNewestMatch) {
     fs::path found;
-    EXPECT_EQ(xObject::FindNewest("*.AMP", found), 0);
+    EXPECT_EQ(xObject::FindNewest("*.AMP", found, dir_), 0);
     for (const char* name : {"a1.AMP", "b2.amp", "c3.AMP", "d4.BIN", "long.AMPX"}) Put(name);
     Age("a1.AMP", 300);
     Age("b2.amp", 100);
     Age("c3.AMP", 200);
     Age("d4.BIN", 10);  // newer, but does not match
     Age("long.AMPX", 10);
-    ASSERT_EQ(xObject::FindNewest("*.AMP", found), 1);
+    ASSERT_EQ(xObject::FindNewest("*.AMP", found, dir_), 1);
     EXPECT_EQ(found, dir_ / "b2.amp");
-    ASSERT_EQ(xObject::FindNewest("?3.*", found), 1);
+    ASSERT_EQ(xObject::FindNewest("?3.*", found, dir_), 1);
     EXPECT_EQ(found, dir_ / "c3.AMP");
 
     // Same time: the first stays.
     fs::last_write_time(dir_ / "c3.AMP", fs::last_write_time(dir_ / "b2.amp"));
-    ASSERT_EQ(xObject::FindNewest("*.AMP", found), 1);
+    ASSERT_EQ(xObject::FindNewest("*.AMP", found, dir_), 1);
     EXPECT_EQ(found, dir_ / "b2.amp");
 }
 

@@ -43,8 +43,8 @@ bool Matches(const char* pattern, const char* name) {
     return Matches(pattern + 1, name + 1);
 }
 
-fs::path ProjectDirectory() {
-    const fs::path& dir = ProjectContext().projectDir;
+fs::path ProjectDirectory(const xProjectContext& project) {
+    const fs::path& dir = project.projectDir;
     return dir.empty() ? fs::path(".") : dir;
 }
 
@@ -56,12 +56,12 @@ fs::path DescriptorFile() {
 }
 
 // A bare name goes to the project directory; a name with a directory keeps it.
-void NameInProject(xDoc& file, const std::string& name) {
+void NameInProject(xDoc& file, const std::string& name, const xProjectContext& project) {
     const fs::path path(name);
     if (path.has_parent_path())
         file.SetPath(path);
     else {
-        file.SetDirectory(ProjectDirectory());
+        file.SetDirectory(ProjectDirectory(project));
         file.SetName(name);
     }
 }
@@ -72,11 +72,12 @@ void SetDescriptorMaker(xDescriptorMaker maker) {
     descriptorMaker = std::move(maker);
 }
 
-xObject::xObject(int id, const std::string& title) : title_(title), id_(id) {
+xObject::xObject(int id, const std::string& title, xProjectContext* project)
+    : project_(project ? project : &ProjectContext()), title_(title), id_(id) {
     ++runningProcesses;
 }
 
-xObject::xObject(const xObject& other) : id_(other.id_) {
+xObject::xObject(const xObject& other) : project_(other.project_), id_(other.id_) {
     ++runningProcesses;
     Platform().Error("xObject copy constructor is  not implemented");
 }
@@ -117,7 +118,7 @@ void xObject::SetParams(xPrsCont* p) {
     params_->Load();
     // Outputs go where the PAR file is; the project's name is its name up to
     // the first dot.
-    xProjectContext& context = ProjectContext();
+    xProjectContext& context = Project();
     if (!context.parFile.empty()) {
         context.projectDir = context.parFile.parent_path();
         if (context.projectDir.empty()) context.projectDir = ".";
@@ -209,7 +210,7 @@ void xObject::ShowBusy(bool on) {
 }
 
 int xObject::OpenInput(xDoc& file, const std::string& name, const std::string& title, int mayAsk) {
-    NameInProject(file, name);
+    NameInProject(file, name, Project());
     if (file.Exists()) return file.Open();
     if (!mayAsk) return 0;
     auto picked = Platform().FileBox(title, "*." + file.Type(), false);
@@ -225,7 +226,7 @@ int xObject::OpenInput(xDoc& file, const std::string& name, const std::string& t
 }
 
 int xObject::OpenOutput(xDoc& file, const std::string& name, const std::string& title, int mayAsk) {
-    NameInProject(file, name);
+    NameInProject(file, name, Project());
     const int created = file.Create();
     if (created || !mayAsk) return created;
     auto picked = Platform().FileBox(title, "*." + file.Type(), true);
@@ -245,19 +246,19 @@ int xObject::OpenOutput(xDoc& file, const std::string& name, const std::string& 
 }
 
 int xObject::CheckInput(std::string& input, const std::string& processName) {
-    const std::string& latest = ProjectContext().latestCreatedFile;
-    if (ProjectContext().autoFiles) input = latest;
+    const std::string& latest = Project().latestCreatedFile;
+    if (Project().autoFiles) input = latest;
     if (input != latest) return 1;
     fs::path found;
-    if (FindNewest(latest, found)) return 1;
+    if (FindNewest(latest, found, ProjectDirectory(Project()))) return 1;
     Platform().Note("There are no input file(s) for " + processName +
                     ".  Please run the previous process to create one.");
     return 0;
 }
 
-int xObject::FindNewest(const std::string& pattern, fs::path& result) {
+int xObject::FindNewest(const std::string& pattern, fs::path& result, const fs::path& directory) {
     const fs::path given(pattern);
-    const fs::path dir = given.has_parent_path() ? given.parent_path() : ProjectDirectory();
+    const fs::path dir = given.has_parent_path() ? given.parent_path() : directory;
     const std::string namePattern = given.filename().string();
 
     std::vector<fs::path> names;

@@ -10,22 +10,12 @@
 #include <memory>
 #include <string>
 
+#include "xProcessState.h"
+#include "xSharedDescriptor.h"
+
 class xDoc;
 class xPrsCont;
-class xProcessState;
-
-// What the frame needs of the system descriptor. The descriptor proper derives
-// from it and is made by the maker registered below.
-class xSharedDescriptor {
-  public:
-    virtual ~xSharedDescriptor() = default;
-    virtual bool Read(const std::filesystem::path& path) = 0;
-    virtual bool FrequencyDomain() const = 0;
-    // What project selection checks of the system, by component id 101..109.
-    virtual bool HasComponent(long /*id*/) const { return false; }
-    virtual bool HasFixedTransmitter(long /*id*/) const { return false; }
-    virtual bool HasLoopReceiver(long /*id*/) const { return false; }
-};
+struct xProjectContext;
 
 using xDescriptorMaker = std::function<std::unique_ptr<xSharedDescriptor>()>;
 // Until a maker is registered no descriptor can be opened.
@@ -34,17 +24,21 @@ void SetDescriptorMaker(xDescriptorMaker maker);
 // The frequency-domain switch of the descriptor, copied at every first open.
 extern short FrequencyDomain;
 
-class xObject {
+class xObject : public xProgressSink {
   public:
     enum RunStates : std::int32_t { Terminated = 1, Executing = 2, Idle = 4 };
 
-    explicit xObject(int id, const std::string& title = "");
+    // The process works in the given project; without one, in the project that
+    // project selection opened.
+    explicit xObject(int id, const std::string& title = "", xProjectContext* project = nullptr);
     // Copies are refused: the box says so and the copy is an empty process.
     xObject(const xObject& other);
     xObject& operator=(const xObject& other);
     virtual ~xObject();
 
     int Id() const { return id_; }
+    // The project the process reads from and writes into.
+    xProjectContext& Project() const { return *project_; }
     // The process title, ending in a slash ("Deconvolution/").
     const std::string& Title() const { return title_; }
     void SetProcessTitle(const std::string& title) { title_ = title; }
@@ -77,7 +71,7 @@ class xObject {
     virtual void Quit();
 
     // The engine that Quit and the Stop button reach while it runs.
-    void SetEngine(xProcessState* engine) { engine_ = engine; }
+    void SetEngine(xProcessState* engine) override { engine_ = engine; }
     xProcessState* Engine() const { return engine_; }
 
     // Told the process id when a process ends (the shell's button listens).
@@ -114,18 +108,22 @@ class xObject {
     // With Auto Files the input becomes the latest created file; if the input is
     // that file, it must be found in the project directory.
     int CheckInput(std::string& input, const std::string& processName);
-    // The newest file of the project directory whose name matches the pattern
-    // (* and ?, any case). 0 when none matches.
-    static int FindNewest(const std::string& pattern, std::filesystem::path& result);
+    // The newest file of the directory (the pattern's own when it has one)
+    // whose name matches the pattern (* and ?, any case). 0 when none matches.
+    static int FindNewest(const std::string& pattern, std::filesystem::path& result,
+                          const std::filesystem::path& directory);
 
     void OpenProgress(const std::string& title);
     bool ProgressOpen() const { return progressOpen_; }
-    void SetRange(long maximum) { SetRange(0, maximum); }
+    void SetRange(long maximum) override { SetRange(0, maximum); }
     void SetRange(long minimum, long maximum);
     // Steps the gauge; the point where every long process yields.
-    void Advance(long steps = 1);
-    void SetStatus(const std::string& text);
-    void SetTitle(const std::string& text);
+    void Advance(long steps = 1) override;
+    void SetStatus(const std::string& text) override;
+    void SetTitle(const std::string& text) override;
+    void EngineGone(const xProcessState* engine) override {
+        if (engine_ == engine) engine_ = nullptr;
+    }
     long Position() const { return current_; }
     long Minimum() const { return minimum_; }
     long Maximum() const { return maximum_; }
@@ -134,6 +132,7 @@ class xObject {
     void DropParams();
     void Gauge(long value);
 
+    xProjectContext* project_;
     xPrsCont* params_ = nullptr;
     short ownsParams_ = 0;
     std::string title_;
