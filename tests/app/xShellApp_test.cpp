@@ -7,6 +7,7 @@
 
 #include "xObject.h"
 #include "xParFile.h"
+#include "xPlatform.h"
 #include "xProjectContext.h"
 #include "xPrsCont.h"
 #include "xRecordingPlatform.h"
@@ -304,14 +305,33 @@ TEST_F(ShellTest, StartProcessGuards) {
     EXPECT_EQ(ran_.size(), 3u);
 }
 
-TEST_F(ShellTest, ProcessesNotBuiltAreReportedNotRun) {
+// The command line's run: no clicks, only the processes asked for, and a
+// report of each one started, in the chain's order.
+TEST_F(ShellTest, ReadyOnlyPicksProcessesAndExecuteReportsEach) {
     xShellApp shell;
     NewProject(shell);
-    EXPECT_EQ(shell.StartProcess(702), 0);
+    Register(shell, 701);
+    Register(shell, 703, [](xObject&) { Platform().Error("Cannot open BIN file"); });
+    EXPECT_EQ(shell.ReadyOnly({703, 701, 702}),
+              (std::vector<std::string>{"Basis Functions/", "ASCII->BIN/", "Deconvolution/"}));
+    const std::vector<xChainStep> steps = shell.Execute();
+    ASSERT_EQ(steps.size(), 3u);
+    EXPECT_EQ(steps[0].id, 701);
+    EXPECT_TRUE(steps[0].Succeeded());
+    EXPECT_EQ(steps[1].title, "Basis Functions/");  // no maker: reported, not run
+    EXPECT_FALSE(steps[1].ran);
+    EXPECT_EQ(steps[1].errors, 0);
+    EXPECT_TRUE(steps[2].ran);
+    EXPECT_EQ(steps[2].errors, 1);
+    EXPECT_FALSE(steps[2].Succeeded());
+    EXPECT_EQ(&Platform(), &platform_);  // the counting stand-in is gone
+    EXPECT_EQ(ran_, (std::vector<int>{701, 703}));
+
     EXPECT_EQ(shell.StartProcess(711), 0);
     EXPECT_EQ(platform_.Texts("note"),
               (std::vector<std::string>{"Basis Functions/ is not built yet: nothing was run.",
                                         "Not implemented. (will display bodies on top of CDIs."}));
+    EXPECT_EQ(shell.ReadyOnly({}).size(), 5u);  // every process of Auto Files
 }
 
 TEST_F(ShellTest, QuitAndStartNewQuestions) {
