@@ -2,9 +2,30 @@
 
 #include <memory>
 
+#include "xConda.h"
 #include "xEMDesc.h"
+#include "xFileCnv.h"
+#include "xFitTau.h"
 #include "xObject.h"
+#include "xShellApp.h"
+#include "xWaveBasis.h"
+
+namespace {
+
+template <class Process>
+void Register(xShellApp& shell) {
+    shell.RegisterProcess(Process::Id, [] { return std::make_unique<Process>(); });
+}
+
+}  // namespace
 
 void RegisterDescriptor() {
     SetDescriptorMaker([] { return std::make_unique<xEMDesc>(); });
+}
+
+void RegisterChainProcesses(xShellApp& shell) {
+    Register<xFileCnv>(shell);
+    Register<xWaveBasis>(shell);
+    Register<xFitTau>(shell);
+    Register<xConda>(shell);
 }

@@ -79,6 +79,47 @@ std::string FullPath(const fs::path& path) {
     return fs::absolute(path).lexically_normal().string();
 }
 
+// Stands in for the platform in force while one process runs, counting the
+// error boxes it shows; everything else passes through unchanged.
+class xErrorCounter final : public xPlatform {
+  public:
+    xErrorCounter() : inner_(Platform()) { SetPlatform(this); }
+    ~xErrorCounter() override { SetPlatform(&inner_); }
+    int Errors() const { return errors_; }
+
+    void Error(const std::string& text) override {
+        ++errors_;
+        inner_.Error(text);
+    }
+    void Warning(const std::string& text) override { inner_.Warning(text); }
+    void Note(const std::string& text) override { inner_.Note(text); }
+    int Question(const std::string& text, const std::vector<std::string>& captions) override {
+        return inner_.Question(text, captions);
+    }
+    std::optional<fs::path> FileBox(const std::string& title, const std::string& pattern,
+                                    bool forSaving) override {
+        return inner_.FileBox(title, pattern, forSaving);
+    }
+    void ProgressOpen(const std::string& title) override { inner_.ProgressOpen(title); }
+    void ProgressStatus(const std::string& text) override { inner_.ProgressStatus(text); }
+    void ProgressRange(long low, long high) override { inner_.ProgressRange(low, high); }
+    void ProgressAdvance(long position) override { inner_.ProgressAdvance(position); }
+    void ProgressClose() override { inner_.ProgressClose(); }
+    void Yield() override { inner_.Yield(); }
+    std::chrono::system_clock::time_point Now() const override { return inner_.Now(); }
+    std::uintmax_t FreeDiskSpace(const fs::path& where) const override {
+        return inner_.FreeDiskSpace(where);
+    }
+
+  protected:
+    // The platform in force shows the box and throws.
+    void ShowFatal(const std::string& text) override { inner_.Fatal(text); }
+
+  private:
+    xPlatform& inner_;
+    int errors_ = 0;
+};
+
 }  // namespace
 
 xShellApp::xShellApp(xIniFile* ini) : ini_(ini), launcher_(LaunchDetached) {
@@ -336,6 +377,16 @@ void xShellApp::AutoFiles() {
     ProjectContext().autoFiles = 1;
 }
 
+const std::vector<std::string>& xShellApp::ReadyOnly(const std::vector<int>& ids) {
+    AutoFiles();
+    for (auto& button : buttons_) {
+        const bool wanted =
+            ids.empty() || std::find(ids.begin(), ids.end(), button.id) != ids.end();
+        if (!wanted && (button.state & Ready)) MakeNotReady(button);
+    }
+    return executing_;
+}
+
 void xShellApp::UserFiles() {
     for (int id : kAutoFilesOrder) {
         xProcessButton* button = Button(id);
@@ -348,19 +399,26 @@ void xShellApp::UserFiles() {
 
 // ---- running ----
 
-void xShellApp::Execute() {
+std::vector<xChainStep> xShellApp::Execute() {
     executeEnabled_ = false;
     processGate_ = 1;
+    std::vector<xChainStep> steps;
     for (int id : kExecuteOrder) {
         xProcessButton* button = Button(id);
         if (!button || !(button->state & Ready)) continue;
-        if (id == 708)
+        if (id == 708) {
             Platform().Note(
                 "Double click on <DEFINE SYSTEM> button to invoke Descriptor File Editor.");
-        else
-            StartProcess(id, button);
+            continue;
+        }
+        xChainStep step{id, button->title};
+        xErrorCounter counter;
+        step.ran = StartProcess(id, button) == 1;
+        step.errors = counter.Errors();
+        steps.push_back(step);
     }
     executeEnabled_ = true;
+    return steps;
 }
 
 bool xShellApp::Refused(int id) const {

@@ -2,7 +2,9 @@
 // The shell without its windows: project selection, the process buttons and
 // their Ready states, Execute in the chain's order, starting a process with its
 // guards, and the Quit and Start New questions. Processes register a maker by
-// id; the front end wires them in and plays the user's clicks.
+// id (RegisterChainProcesses wires the chain's). The desktop program plays the
+// user's clicks; a batch front end opens the project, picks with ReadyOnly and
+// runs Execute.
 
 #include <cstdint>
 #include <filesystem>
@@ -21,6 +23,16 @@ class xPrsCont;
 
 // The three bits of a process button's state word.
 enum xButtonBits : std::uint32_t { Opened = 0x0001, Confirmed = 0x0002, Ready = 0x1000 };
+
+// One process that Execute started: whether it ran (a guard, its Init or a
+// missing maker may refuse it) and how many error boxes it showed meanwhile.
+struct xChainStep {
+    int id = 0;
+    std::string title;
+    bool ran = false;
+    int errors = 0;
+    bool Succeeded() const { return ran && errors == 0; }
+};
 
 struct xProcessButton {
     int id = 0;
@@ -75,11 +87,15 @@ class xShellApp {
     void SingleClick(int id);
     void AutoFiles();
     void UserFiles();
+    // Auto Files with only the processes of ids left Ready (every one when ids
+    // is empty), for a front end without buttons. Answers the executing list.
+    const std::vector<std::string>& ReadyOnly(const std::vector<int>& ids);
     const std::vector<std::string>& ExecutingList() const { return executing_; }
     bool ExecuteEnabled() const { return executeEnabled_; }
     const std::string& Description() const { return description_; }
 
-    void Execute();
+    // Starts every Ready process in the chain's order; answers what it started.
+    std::vector<xChainStep> Execute();
     // 1 when the process ran (or opened), 0 when a guard or its Init refused it.
     int StartProcess(int id, xProcessButton* button = nullptr);
     bool IsOpen(int id) const { return open_.count(id) > 0; }

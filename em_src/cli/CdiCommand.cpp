@@ -1,4 +1,8 @@
+#include <CLI/CLI.hpp>
+
 #include <fstream>
+#include <iostream>
+#include <memory>
 #include <sstream>
 #include <utility>
 
@@ -87,6 +91,62 @@ int CdiExport(const CdiExportArgs& args, std::ostream& out) {
     if (!cnd.ReadHeader() || !SaveCdiOutput(cnd, code, options)) return kFailed;
     out << "Written: " << DescribeCdiOutput(code, options) << '\n';
     return kSuccess;
+}
+
+void AddCdiCommands(CLI::App& app, CommandTable& table) {
+    struct Args {
+        CdiExportArgs cdi;
+        std::string file, pattern, out;
+        float top = 0.0f;
+        CLI::Option* topOption = nullptr;
+    };
+    auto args = std::make_shared<Args>();
+    auto* cdi = app.add_subcommand("cdi", "Work with a CDI file (CND) that 704 wrote.");
+    cdi->require_subcommand(1);
+    auto* command = table.Add(
+        *cdi, "export",
+        "Write a CDI file as text or as an ASEG-GDF2 pair, as the CDI process does after a\n"
+        "pass. Depths are relative to the top of the section (0 and below); elevations are\n"
+        "that depth plus the record's Z; invalid conductivities are -32767.0. Formats:\n"
+        "  simple-xyz      one file, a row per depth of every record: line, FID, X, Y, Z,\n"
+        "                  distance, elevation, discrete and layered conductivity (mS/m)\n"
+        "  geosoft-survey  the same rows under \"Line\" headers, without the line column\n"
+        "  geosoft-line    that layout, a file per line: OUT-<line>.DOC\n"
+        "  db-survey       a row per record: X, Y, Z, FID, line, altitude, distance, all\n"
+        "                  discrete, all layered and all depths\n"
+        "  db-line         that layout, a file per line: OUT-<line>.DOC\n"
+        "  depth-grid      the sections resampled at constant elevations, from --top (default\n"
+        "                  the highest Z) down by the depth step to the lowest Z less the span\n"
+        "  user            the items and formats of a pattern file (--pattern), e.g.\n"
+        "                  X:14f2 Y:14f2 FID:10f1 { DC(10m) DC(20m) }:14f4 EOL\n"
+        "                  where { } writes the mean of the values between them; without a\n"
+        "                  pattern every item and both sections\n"
+        "  gdf2            OUT.dat and OUT.dfn: one record per row, conductivity in the units\n"
+        "                  of --units, resistivity 1000 / conductivity, NULL -1.0E+32\n"
+        "Every report but gdf2 starts with the file's header: version, type, flight, ranges.\n"
+        "Example:\n"
+        "  tovarn cdi export survey.CND --format gdf2 --units mS/m,ohm-m --out survey_cdi",
+        [args](xConsolePlatform&) {
+            args->cdi.cnd = args->file;
+            args->cdi.pattern = args->pattern;
+            args->cdi.out = args->out;
+            if (args->topOption->count() > 0) args->cdi.top = args->top;
+            return CdiExport(args->cdi, std::cout);
+        });
+    command->add_option("P.CND", args->file, "the CDI file")->required();
+    command->add_option("--format", args->cdi.format, "the layout, as listed above")->required();
+    command->add_option("--pattern", args->pattern,
+                        "user: the pattern file (docs/FILE_FORMATS.md)");
+    command->add_option("--units", args->cdi.units,
+                        "gdf2: mS/m, S/m, ohm-m, one or more separated by commas (default mS/m)");
+    args->topOption = command->add_option(
+        "--top", args->top, "depth-grid: the elevation of the grid's first row, in metres");
+    command->add_option("--air", args->cdi.air,
+                        "conductors fitted in the air: allow (default), or surface to lift each\n"
+                        "section by its positive fitted depth");
+    command->add_option("--out", args->out,
+                        "the file, or the stem of per-line and gdf2 outputs (default beside the\n"
+                        "CDI file: P.xyz, P.DOC, P_db.DOC, P_grid.xyz, P_user.txt, P)");
 }
 
 }  // namespace cli

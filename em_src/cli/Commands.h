@@ -1,22 +1,45 @@
 #pragma once
 // The commands of the tovarn program, each a thin layer over the shell. They
 // answer the exit code: 0 success, 1 a process or check reported an error,
-// 2 bad usage (a fatal message is turned into 2 by the caller).
+// 2 bad usage (a fatal message is turned into 2 by the caller). Each command's
+// file also adds its options and help to the command line (the Add functions
+// at the end), in the order that the program's help lists them.
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "xSyntheticSurvey.h"
+
+namespace CLI {
+class App;
+}
+class xConsolePlatform;
 
 namespace cli {
 
 constexpr int kSuccess = 0;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
+
+// The subcommands of the line with the bodies that run them once the line is
+// parsed. A body answers the exit code.
+class CommandTable {
+  public:
+    using Body = std::function<int(xConsolePlatform& console)>;
+    // Adds the subcommand name to parent; body runs when the line chose it.
+    CLI::App* Add(CLI::App& parent, const std::string& name, const std::string& help, Body body);
+    // The body of the subcommand the line chose.
+    int RunChosen(xConsolePlatform& console) const;
+
+  private:
+    std::vector<std::pair<CLI::App*, Body>> commands_;
+};
 
 int New(const std::filesystem::path& parFile, const std::filesystem::path& descriptor,
         const std::filesystem::path& copyFrom);
@@ -96,5 +119,17 @@ struct CdiExportArgs {
 };
 // A report of a CDI file as the CDI process writes it after a pass.
 int CdiExport(const CdiExportArgs& args, std::ostream& out);
+
+void AddNewCommand(CLI::App& app, CommandTable& table);
+void AddParamsCommand(CLI::App& app, CommandTable& table);
+void AddSetCommand(CLI::App& app, CommandTable& table);
+void AddRunCommand(CLI::App& app, CommandTable& table);
+// descriptor show, check, build and build-fd.
+void AddDescriptorCommands(CLI::App& app, CommandTable& table);
+void AddDumpCommand(CLI::App& app, CommandTable& table);
+void AddFitCommand(CLI::App& app, CommandTable& table);
+void AddSynthCommand(CLI::App& app, CommandTable& table);
+// cdi export.
+void AddCdiCommands(CLI::App& app, CommandTable& table);
 
 }  // namespace cli

@@ -1,7 +1,11 @@
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <iomanip>
+#include <iostream>
+#include <memory>
 #include <ostream>
 #include <sstream>
 
@@ -278,6 +282,125 @@ int DescriptorBuildFd(const DescriptorBuildFdArgs& args, std::ostream& out) {
             << " frequencies;";
     out << " records of " << descriptor.formatDesc.itemsPerRecord << " items\n";
     return kSuccess;
+}
+
+namespace {
+
+const char* kMapHelp =
+    "ITEM=COLUMN,...: line, fid, east, north, z_topo and altitude are required;\n"
+    "Rx_pitch, Rx_roll, Rx_yaw, Tx_pitch, Tx_roll, Tx_yaw are optional; any other\n"
+    "name becomes a user item";
+const char* kLayoutHelp =
+    "the column layout: an ASEG-GDF2 definition (.dfn) or a column list (.hdr)";
+
+void AddShowAndCheck(CLI::App& descriptor, CommandTable& table) {
+    auto dsc = std::make_shared<std::string>();
+    table
+        .Add(descriptor, "show",
+             "The system, time scaling, components and channels, windows, waveforms, geometry "
+             "and\nthe primary field at the receiver per component.",
+             [dsc](xConsolePlatform&) { return DescriptorShow(*dsc, std::cout); })
+        ->add_option("SYSTEM.DSC", *dsc, "the descriptor")
+        ->required();
+    table
+        .Add(descriptor, "check", "Run the descriptor's validations; exit code 1 when one fails.",
+             [dsc](xConsolePlatform&) { return DescriptorCheck(*dsc, std::cout); })
+        ->add_option("SYSTEM.DSC", *dsc, "the descriptor")
+        ->required();
+}
+
+void AddBuild(CLI::App& descriptor, CommandTable& table) {
+    struct Args {
+        DescriptorBuildArgs build;
+        std::string system, layout, out;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        descriptor, "build",
+        "Build a descriptor from a survey's system file (.stm) and column layout (.dfn or "
+        ".hdr).\n"
+        "Times in the descriptor run from 0 to the half period, in microseconds; the system\n"
+        "file's time zero is moved there. A dB/dt receiver's primary field is the derivative "
+        "of\n"
+        "the current. Example:\n"
+        "  tovarn descriptor build --system Geotem3-GSQ823.stm --layout Geotem_GSQ823.dfn \\\n"
+        "    --map line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Elevation_SRTM,"
+        "altitude=Radar_Altimeter \\\n"
+        "    --channels Z=Z_off_time,X=X_off_time --rx-offset -120,0,-45 --out GEOTEM.DSC",
+        [args](xConsolePlatform&) {
+            args->build.system = args->system;
+            args->build.layout = args->layout;
+            args->build.out = args->out;
+            return DescriptorBuild(args->build, std::cout);
+        });
+    command->add_option("--system", args->system, "the system file (.stm)")->required();
+    command->add_option("--layout", args->layout, kLayoutHelp)->required();
+    command->add_option("--map", args->build.map, kMapHelp)->required();
+    command
+        ->add_option("--channels", args->build.channels,
+                     "AXIS=COLUMN,...: the array column of each receiver axis, X (TzRx), Y "
+                     "(TzRy)\nor Z (TzRz); its item count must equal the system file's windows")
+        ->required();
+    command->add_option("--rx-offset", args->build.rxOffset,
+                        "DX,DY,DZ: receiver minus transmitter in metres, x forward, z up "
+                        "(default 0,0,0)");
+    command->add_option("--name", args->build.name, "the system name (default: the system file's)");
+    command->add_option("--rx-unit", args->build.rxUnit,
+                        "the receiver unit (default: the normalisation, else Wb/m^2 for B and\n"
+                        "nV/amp/m^2 for dB/dt)");
+    command->add_option("--out", args->out, "the descriptor to write (.DSC)")->required();
+}
+
+void AddBuildFd(CLI::App& descriptor, CommandTable& table) {
+    struct Args {
+        DescriptorBuildFdArgs build;
+        std::string layout, out;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        descriptor, "build-fd",
+        "Build a frequency-domain descriptor from a survey's column layout (.dfn or .hdr) and\n"
+        "its coil pairs. Each pair is a dipole transmitter at the origin and a dipole receiver\n"
+        "at its offset; in-phase and quadrature are in ppm of the pair's primary field. "
+        "Example:\n"
+        "  tovarn descriptor build-fd --layout RESOLVE.hdr \\\n"
+        "    --map line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Ground_elevation,"
+        "altitude=Bird_height \\\n"
+        "    --component Z:382=CPI400_F/CPQ400_F,1822=CPI1800_F/CPQ1800_F \\\n"
+        "    --component X:3258=CXI3300_F/CXQ3300_F \\\n"
+        "    --rx-offset Z=-7.86,0,0 --rx-offset X=-8.99,0,0 --name RESOLVE --out RESOLVE.DSC",
+        [args](xConsolePlatform&) {
+            args->build.layout = args->layout;
+            args->build.out = args->out;
+            return DescriptorBuildFd(args->build, std::cout);
+        });
+    command->add_option("--layout", args->layout, kLayoutHelp)->required();
+    command->add_option("--map", args->build.map, kMapHelp)->required();
+    command
+        ->add_option("--component", args->build.components,
+                     "PAIR:HZ=INPHASE/QUADRATURE,...: one coil pair and, for each of its\n"
+                     "frequencies, the columns of its in-phase and quadrature. PAIR is Z\n"
+                     "(horizontal coplanar, TzRz), X (coaxial, TxRx), Y (TyRy) or a component\n"
+                     "name such as TzRx; repeat the option for each pair")
+        ->required();
+    command->add_option("--rx-offset", args->build.rxOffsets,
+                        "PAIR=DX,DY,DZ: the pair's receiver minus transmitter in metres, x\n"
+                        "forward, z up (default 0,0,0); repeat for each pair");
+    command->add_option("--name", args->build.name, "the system name");
+    command->add_option("--out", args->out, "the descriptor to write (.DSC)")->required();
+}
+
+}  // namespace
+
+void AddDescriptorCommands(CLI::App& app, CommandTable& table) {
+    auto* descriptor = app.add_subcommand(
+        "descriptor",
+        "Look at a system descriptor (DSC): show its summary or check it; or build one from the\n"
+        "system file and column layout that come with a survey.");
+    descriptor->require_subcommand(1);
+    AddShowAndCheck(*descriptor, table);
+    AddBuild(*descriptor, table);
+    AddBuildFd(*descriptor, table);
 }
 
 }  // namespace cli

@@ -1,8 +1,11 @@
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <climits>
 #include <fstream>
 #include <iomanip>
+#include <iostream>
 #include <memory>
 
 #include "Commands.h"
@@ -176,6 +179,50 @@ int Dump(const fs::path& file, const std::string& lines, const fs::path& pattern
         fs::remove(target, ignored);
     }
     return ok ? kSuccess : kFailed;
+}
+
+void AddDumpCommand(CLI::App& app, CommandTable& table) {
+    struct Args {
+        std::string file, lines, pattern, out;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        app, "dump",
+        "Write a binary survey file (BIN, NDF), an amplitude file (AMP), a CDI file (CND,\n"
+        "CRS) or a wave basis file (AOT) as ASCII text.\n"
+        "Without --pattern: the file header, then for each line its summary block and every\n"
+        "record, each value in a field of 14 characters.\n"
+        "With --pattern: the file header, a title row beginning with '/', then \"Line\" and the\n"
+        "line number, and one row per record laid out by the pattern file (.AFF). A pattern\n"
+        "file holds one item a line, \"number format title\": a record index, or -1 line end,\n"
+        "-2 text, -4 and -3 begin and end of a group written as its mean; formats 14f6, 14e6,\n"
+        "10i, 10l, 14s. A missing pattern file gets the default pattern (every record item).\n"
+        "An AMP file adds the basis type and its taus to the header; its default pattern is\n"
+        "FID, X, Y, Z, Altitude, Distance, Error and per component a column per channel,\n"
+        "A_<component>(t=  n).\n"
+        "A CDI file (CND, CRS) adds its depths relative to the first and the CDI type to the\n"
+        "header, a CRS file also its components and conductivities; its default pattern\n"
+        "names the items FID, X, Y, ..., then the layers and DC(depth), LC(depth),\n"
+        "CC(depth) for the sections.\n"
+        "An AOT file is written whole as a table: descriptor name and date, approximation,\n"
+        "taus in seconds, then per component the windows, the basis amplitudes (a row per\n"
+        "tau, a column per window) and the primary field coefficients; --lines and --pattern\n"
+        "do not apply to it.\n"
+        "Example:\n"
+        "  tovarn dump survey.BIN --lines 10010,22810 --pattern survey_BIN.AFF --out survey.txt",
+        [args](xConsolePlatform&) {
+            return Dump(args->file, args->lines, args->pattern, args->out, std::cout);
+        });
+    command
+        ->add_option(
+            "FILE", args->file,
+            "the survey file, e.g. survey.BIN, survey.AMP or survey.CND, or a basis file (AOT)")
+        ->required();
+    command->add_option("--lines", args->lines,
+                        "only these lines, e.g. 10010,22810 (in file order)");
+    command->add_option("--pattern", args->pattern,
+                        "the pattern file (.AFF); written with the default pattern when missing");
+    command->add_option("--out", args->out, "the text file to write (default: standard output)");
 }
 
 }  // namespace cli

@@ -1,8 +1,12 @@
 // tovarn fit: one record deconvolved as a run would, with its data, fit,
 // residuals and amplitudes per component, to check a fit by eye.
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <iomanip>
+#include <iostream>
+#include <memory>
 
 #include "Commands.h"
 #include "xAofTau.h"
@@ -107,6 +111,25 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
     }
     if (!any) Platform().Error("No component of the survey has a fitter: check 703.Algorithm.");
     return any ? kSuccess : kFailed;
+}
+
+void AddFitCommand(CLI::App& app, CommandTable& table) {
+    struct Args {
+        std::string par;
+        std::int32_t line = 0;
+        long record = 0;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        app, "fit",
+        "Deconvolve one record as 703 would and show, per component, the normalised data, the\n"
+        "fit, the residuals and the amplitudes of the taus, to check a fit by eye. Needs the\n"
+        "project's BIN (701) and AOT (702) files. Example:\n"
+        "  tovarn fit survey.PAR --line 10010 --record 250",
+        [args](xConsolePlatform&) { return Fit(args->par, args->line, args->record, std::cout); });
+    command->add_option("PROJECT.PAR", args->par, "the project")->required();
+    command->add_option("--line", args->line, "the line number, e.g. 10010")->required();
+    command->add_option("--record", args->record, "the record of the line, from 1")->required();
 }
 
 }  // namespace cli

@@ -1,11 +1,15 @@
 // tovarn synth: a survey of a known layered earth, written as the system's
 // survey files are, with a note of what was modelled.
 
+#include <CLI/CLI.hpp>
+
 #include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
+#include <iostream>
+#include <memory>
 #include <sstream>
 
 #include "Commands.h"
@@ -149,6 +153,48 @@ int Synth(const SynthArgs& args, std::ostream& out) {
         << " ms)\n"
         << "wrote " << notesFile.string() << "\n";
     return kSuccess;
+}
+
+void AddSynthCommand(CLI::App& app, CommandTable& table) {
+    struct Args {
+        SynthArgs synth;
+        std::string descriptor, out;
+    };
+    auto args = std::make_shared<Args>();
+    SynthArgs& synth = args->synth;
+    auto* command = table.Add(
+        app, "synth",
+        "Model a survey over a layered earth: the ASCII survey file the system would deliver,\n"
+        "in the descriptor's record layout (Geosoft XYZ when the descriptor says so), ready for\n"
+        "ASCII->Binary, and a note of what was modelled. Lines run east and back, north of each\n"
+        "other, with rising FID; values are in the descriptor's receiver units. Example:\n"
+        "  tovarn synth GEOTEM.DSC --model 100:30,10:50,1000 --lines 5 --line-length 2000 \\\n"
+        "    --spacing 10 --altitude 120 --noise 2 --out synthetic",
+        [args](xConsolePlatform&) {
+            args->synth.descriptor = args->descriptor;
+            args->synth.out = args->out;
+            return Synth(args->synth, std::cout);
+        });
+    command->add_option("SYSTEM.DSC", args->descriptor, "the system descriptor")->required();
+    command
+        ->add_option("--model", synth.model,
+                     "the layers from the top: RESISTIVITY:THICKNESS (ohm m and m), the last\n"
+                     "RESISTIVITY alone, e.g. 100:30,10:50,1000")
+        ->required();
+    command->add_option("--lines", synth.plan.lines, "number of lines (labels 10010, 10020, ...)")
+        ->required();
+    command->add_option("--line-length", synth.plan.lineLength, "m along each line")->required();
+    command->add_option("--spacing", synth.plan.spacing, "m between records")->required();
+    command->add_option("--altitude", synth.plan.altitude, "m of the transmitter above ground")
+        ->required();
+    command->add_option("--line-spacing", synth.plan.lineSpacing, "m between lines (default 200)");
+    command->add_option("--noise", synth.plan.noisePercent,
+                        "Gaussian noise, percent of each value (default 0)");
+    command->add_option("--seed", synth.plan.seed, "seed of the noise (default 1)");
+    command->add_option("--plate", synth.plate,
+                        "X,Y,DEPTH,DIP,STRIKE,LENGTH,EXTENT,CONDUCTANCE: a thin plate (not "
+                        "modelled yet)");
+    command->add_option("--out", args->out, "the folder to write into")->required();
 }
 
 }  // namespace cli

@@ -7,6 +7,7 @@
 
 #include "xObject.h"
 #include "xParFile.h"
+#include "xPlatform.h"
 #include "xProjectContext.h"
 #include "xPrsCont.h"
 #include "xRecordingPlatform.h"
@@ -203,7 +204,14 @@ TEST_F(ShellTest, ButtonsStartNotReadyAndFollowClicks) {
               "to bring up the dialog.");
     EXPECT_TRUE(shell.ExecutingList().empty());
 
+    shell.SetParamsDialog([](xPrsCont& params) {  // what the dialog changed is saved
+        params.horizontalScale = 2500;
+        return 1;
+    });
     shell.DoubleClick(703);
+    xPrsCont saved(703);
+    ASSERT_EQ(saved.Load(), 1);
+    EXPECT_EQ(saved.horizontalScale, 2500);
     EXPECT_EQ(shell.Button(703)->state, std::uint32_t(Confirmed | Ready));
     EXPECT_EQ(shell.Button(703)->toolTip, "Ready to Execute");
     EXPECT_EQ(shell.ExecutingList(), std::vector<std::string>{"Deconvolution/"});
@@ -221,19 +229,6 @@ TEST_F(ShellTest, ButtonsStartNotReadyAndFollowClicks) {
     EXPECT_FALSE(shell.ExecuteEnabled());
 }
 
-TEST_F(ShellTest, DialogChangesAreSavedWhenItCloses) {
-    xShellApp shell;
-    NewProject(shell);
-    shell.SetParamsDialog([](xPrsCont& params) {
-        params.horizontalScale = 2500;
-        return 1;
-    });
-    shell.DoubleClick(704);
-    auto loaded = xPrsCont(704);
-    ASSERT_EQ(loaded.Load(), 1);
-    EXPECT_EQ(loaded.horizontalScale, 2500);
-}
-
 TEST_F(ShellTest, AutoFilesReadiesEveryButtonInItsOrderAndUserFilesUndoes) {
     xShellApp shell;
     NewProject(shell);
@@ -247,21 +242,6 @@ TEST_F(ShellTest, AutoFilesReadiesEveryButtonInItsOrderAndUserFilesUndoes) {
     EXPECT_TRUE(shell.ExecutingList().empty());
     EXPECT_EQ(shell.Button(701)->state, 0u);
     EXPECT_EQ(ProjectContext().autoFiles, 0);
-}
-
-TEST_F(ShellTest, ExecuteRunsTheChainInOrderAndClearsTheButtons) {
-    xShellApp shell;
-    NewProject(shell);
-    for (int id : {701, 702, 703, 704, 706}) Register(shell, id);
-    shell.AutoFiles();
-    shell.Button(708)->state |= Ready;
-    shell.Execute();
-    EXPECT_EQ(ran_, (std::vector<int>{701, 702, 703, 704, 706}));
-    EXPECT_TRUE(platform_.Saw(
-        "note", "Double click on <DEFINE SYSTEM> button to invoke Descriptor File Editor."));
-    EXPECT_TRUE(shell.ExecutingList().empty());
-    for (int id : {701, 702, 703, 704, 706}) EXPECT_FALSE(shell.Button(id)->state & Ready);
-    EXPECT_TRUE(shell.ExecuteEnabled());
 }
 
 TEST_F(ShellTest, StartProcessGuards) {
@@ -304,14 +284,38 @@ TEST_F(ShellTest, StartProcessGuards) {
     EXPECT_EQ(ran_.size(), 3u);
 }
 
-TEST_F(ShellTest, ProcessesNotBuiltAreReportedNotRun) {
+// The command line's run: no clicks, only the processes asked for, and a
+// report of each one started, in the chain's order.
+TEST_F(ShellTest, ReadyOnlyPicksProcessesAndExecuteReportsEach) {
     xShellApp shell;
     NewProject(shell);
-    EXPECT_EQ(shell.StartProcess(702), 0);
+    Register(shell, 701);
+    Register(shell, 703, [](xObject&) { Platform().Error("Cannot open BIN file"); });
+    EXPECT_EQ(shell.ReadyOnly({703, 701, 702}),
+              (std::vector<std::string>{"Basis Functions/", "ASCII->BIN/", "Deconvolution/"}));
+    shell.Button(708)->state |= Ready;
+    const std::vector<xChainStep> steps = shell.Execute();
+    EXPECT_TRUE(platform_.Saw(
+        "note", "Double click on <DEFINE SYSTEM> button to invoke Descriptor File Editor."));
+    EXPECT_TRUE(shell.ExecutingList().empty());
+    for (int id : {701, 702, 703}) EXPECT_FALSE(shell.Button(id)->state & Ready);
+    EXPECT_TRUE(shell.ExecuteEnabled());
+    ASSERT_EQ(steps.size(), 3u);
+    EXPECT_EQ(steps[0].id, 701);
+    EXPECT_TRUE(steps[0].Succeeded());
+    EXPECT_EQ(steps[1].title, "Basis Functions/");  // no maker: reported, not run
+    EXPECT_FALSE(steps[1].ran);
+    EXPECT_EQ(steps[1].errors, 0);
+    EXPECT_TRUE(steps[2].ran);
+    EXPECT_EQ(steps[2].errors, 1);
+    EXPECT_FALSE(steps[2].Succeeded());
+    EXPECT_EQ(&Platform(), &platform_);  // the counting stand-in is gone
+    EXPECT_EQ(ran_, (std::vector<int>{701, 703}));
+
     EXPECT_EQ(shell.StartProcess(711), 0);
-    EXPECT_EQ(platform_.Texts("note"),
-              (std::vector<std::string>{"Basis Functions/ is not built yet: nothing was run.",
-                                        "Not implemented. (will display bodies on top of CDIs."}));
+    EXPECT_TRUE(platform_.Saw("note", "Basis Functions/ is not built yet: nothing was run."));
+    EXPECT_TRUE(platform_.Saw("note", "Not implemented. (will display bodies on top of CDIs."));
+    EXPECT_EQ(shell.ReadyOnly({}).size(), 5u);  // every process of Auto Files
 }
 
 TEST_F(ShellTest, QuitAndStartNewQuestions) {

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <sstream>
 
 #include "../store/SurveyFiles.h"
 #include "Commands.h"
 #include "TempFolder.h"
+#include "TovarnProgram.h"
 #include "xAofTau.h"
 #include "xMAmp.h"
 #include "xMCond.h"
@@ -35,16 +35,9 @@ class DumpCommandTest : public xTempFolderTest {
     xRecordingPlatform platform_;
 };
 
-// The program with its standard output in out; standard error is dropped.
+// The program's standard output; standard error is dropped.
 int Tovarn(const std::string& arguments, std::string& out) {
-    const std::string command = std::string(TOVARN_BINARY) + " " + arguments + " 2>/dev/null";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return -1;
-    char buffer[4096];
-    out.clear();
-    while (std::size_t n = fread(buffer, 1, sizeof buffer, pipe)) out.append(buffer, n);
-    const int status = pclose(pipe);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return RunTovarn(arguments, out, false);
 }
 
 // A CDI file of TzRz on depths 0 and step: one line, 10, of one record that
@@ -83,6 +76,14 @@ TEST_F(DumpCommandTest, LinesSelectAndOutGoesToTheFileOnly) {
     EXPECT_EQ(none.str(), "");
     EXPECT_EQ(Slurp(dir_ / "S.txt"), one.str());
     EXPECT_TRUE(platform_.messages.empty());
+
+    std::string out;
+    EXPECT_EQ(Tovarn("dump " + bin_.string() + " --out " + (dir_ / "S.txt").string(), out), 0);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(Slurp(dir_ / "S.txt").rfind("/___", 0), 0u);
+    EXPECT_EQ(Tovarn("dump " + bin_.string() + " --lines 20", out), 0);
+    EXPECT_EQ(out, one.str());
+    EXPECT_EQ(Tovarn("dump " + bin_.string() + " --lines ten", out), cli::kUsage);
 }
 
 TEST_F(DumpCommandTest, BadLinesMissingFilesAndUnwritableOutput) {
@@ -111,19 +112,6 @@ TEST_F(DumpCommandTest, MissingPatternIsWrittenWithTheDefaultAndUsed) {
     std::ofstream(aff) << "0 5q FID\n";
     EXPECT_EQ(cli::Dump(bin_, "", aff, "", out), cli::kFailed);
     EXPECT_TRUE(platform_.Saw("error", "Wrong format definition <5q>"));
-}
-
-TEST_F(DumpCommandTest, ProgramWritesNothingOnStdoutWithOut) {
-    std::string out;
-    EXPECT_EQ(Tovarn("dump " + bin_.string() + " --out " + (dir_ / "S.txt").string(), out), 0);
-    EXPECT_EQ(out, "");
-    EXPECT_EQ(Slurp(dir_ / "S.txt").rfind("/___", 0), 0u);
-    EXPECT_EQ(Tovarn("dump " + bin_.string() + " --lines 20", out), 0);
-    EXPECT_NE(out.find("//Line     : 20"), std::string::npos);
-    EXPECT_EQ(Tovarn("dump " + bin_.string() + " --lines ten", out), cli::kUsage);
-    EXPECT_EQ(Tovarn("dump --help", out), 0);
-    EXPECT_NE(out.find("--pattern"), std::string::npos);
-    EXPECT_NE(out.find("--lines"), std::string::npos);
 }
 
 TEST_F(DumpCommandTest, BasisFileIsWrittenAsATable) {
@@ -192,12 +180,6 @@ TEST_F(DumpCommandTest, BasisFileIsWrittenAsATable) {
     EXPECT_EQ(cli::Dump(dir_ / "bad.AOT", "", "", "", out), cli::kFailed);
     EXPECT_TRUE(
         platform_.Saw("error", "Cannot read " + (dir_ / "bad.AOT").string() + " as an AOT file."));
-
-    std::string text;
-    EXPECT_EQ(Tovarn("dump " + (dir_ / "b.aot").string(), text), 0);
-    EXPECT_EQ(text, out.str());
-    EXPECT_EQ(Tovarn("dump --help", text), 0);
-    EXPECT_NE(text.find("AOT"), std::string::npos);
 }
 
 TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
@@ -249,8 +231,6 @@ TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
     std::string text;
     EXPECT_EQ(Tovarn("dump " + (dir_ / "p.amp").string(), text), 0);
     EXPECT_EQ(text.substr(text.find(bar, 1)), plain.str().substr(plain.str().find(bar, 1)));
-    EXPECT_EQ(Tovarn("dump --help", text), 0);
-    EXPECT_NE(text.find("AMP"), std::string::npos);
 }
 
 TEST_F(DumpCommandTest, CdiFileShowsItsDepthsAndType) {
@@ -302,12 +282,10 @@ TEST_F(DumpCommandTest, CdiExportWritesTheFormatAsked) {
             "--units wants mS/m, S/m or ohm-m separated by commas, not \"mS/m,ohm\".",
             "--air wants allow or surface, not \"ground\".", "There is no CDI file none.CND."}));
 
-    std::string help;
-    EXPECT_EQ(Tovarn("cdi export --help", help), 0);
-    EXPECT_NE(help.find("geosoft-survey"), std::string::npos);
+    std::string text;
     EXPECT_EQ(Tovarn("cdi export " + cnd.string() + " --format db-survey --out " +
                          (dir_ / "D.DOC").string(),
-                     help),
+                     text),
               0);
     EXPECT_TRUE(fs::exists(dir_ / "D.DOC"));
 }

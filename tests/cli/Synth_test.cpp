@@ -4,15 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "TempFolder.h"
+#include "TovarnProgram.h"
 #include "xEMDesc.h"
 #include "xMCond.h"
 #include "xMData.h"
@@ -26,18 +22,8 @@ const std::string kGeotem = std::string(TOVARN_SOURCE_DIR) + "/examples/geotem-g
 
 class SynthTest : public xTempFolderTest {
   protected:
-    int Tovarn(const std::string& arguments) {
-        const std::string command = std::string(TOVARN_BINARY) + " " + arguments + " >'" +
-                                    (dir_ / "out.txt").string() + "' 2>&1";
-        const int status = std::system(command.c_str());
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    std::string Output() {
-        std::ifstream in(dir_ / "out.txt");
-        std::stringstream s;
-        s << in.rdbuf();
-        return s.str();
-    }
+    int Tovarn(const std::string& arguments) { return RunTovarn(arguments, output_); }
+    const std::string& Output() const { return output_; }
     // Imports a survey file into a new project beside it; the BIN file's path.
     fs::path Import(const fs::path& descriptor, const fs::path& survey) {
         const std::string par = (dir_ / "S.PAR").string();
@@ -67,6 +53,16 @@ class SynthTest : public xTempFolderTest {
         EXPECT_TRUE(line.Next());
         return line.Row(0);
     }
+    // The lines and records of the survey file that the import wrote.
+    static std::pair<long, long> LinesAndRecords(const fs::path& bin) {
+        xMData file;
+        file.SetPath(bin);
+        EXPECT_EQ(file.Open(), 1);
+        EXPECT_TRUE(file.ReadHeader());
+        return {long(file.Lines()), long(file.Records())};
+    }
+
+    std::string output_;
 };
 
 constexpr long DepthStep = 10;  // m, the default resolution
@@ -82,23 +78,20 @@ TEST_F(SynthTest, TheImportReadsEveryRecordThatSynthWrites) {
         << Output();
     EXPECT_NE(Output().find(": 3 lines, 123 records"), std::string::npos) << Output();
     const fs::path bin = Import(kGeotem, dir_ / "survey" / "GEOTEM_synthetic.asc");
+    EXPECT_EQ(LinesAndRecords(bin), std::make_pair(3L, 123L));
     xMData file;
     file.SetPath(bin);
     ASSERT_EQ(file.Open(), 1);
     ASSERT_TRUE(file.ReadHeader());
-    EXPECT_EQ(file.Lines(), 3);
-    EXPECT_EQ(file.Records(), 123);
     xMLine line(&file);
     ASSERT_TRUE(line.Next());
     EXPECT_EQ(line.LineNumber(), 10010);
     EXPECT_EQ(line.Item(0, 4), 120.0f);                     // altitude
     EXPECT_GT(line.Item(0, 6 + 16), 0.0f);                  // an off-time Z decay
     EXPECT_GT(line.Item(0, 6 + 16), line.Item(0, 6 + 31));  // that decays
-    std::ifstream notes(dir_ / "survey" / "GEOTEM_synthetic.txt");
-    std::stringstream text;
-    text << notes.rdbuf();
-    EXPECT_NE(text.str().find("-dB/dt in ppm of the component's primary field"), std::string::npos)
-        << text.str();
+    const std::string notes = Slurp(dir_ / "survey" / "GEOTEM_synthetic.txt");
+    EXPECT_NE(notes.find("-dB/dt in ppm of the component's primary field"), std::string::npos)
+        << notes;
 }
 
 TEST_F(SynthTest, GeosoftDescriptorsGetXyzFiles) {
@@ -112,31 +105,24 @@ TEST_F(SynthTest, GeosoftDescriptorsGetXyzFiles) {
                      dir_.string()),
               0)
         << Output();
-    const fs::path bin = Import(descriptor, dir_ / "XYZ_synthetic.xyz");
-    xMData file;
-    file.SetPath(bin);
-    ASSERT_EQ(file.Open(), 1);
-    ASSERT_TRUE(file.ReadHeader());
-    EXPECT_EQ(file.Lines(), 2);
-    EXPECT_EQ(file.Records(), 22);
+    EXPECT_EQ(LinesAndRecords(Import(descriptor, dir_ / "XYZ_synthetic.xyz")),
+              std::make_pair(2L, 22L));
 }
 
 TEST_F(SynthTest, WrongModelsAndPlatesAreRefused) {
-    EXPECT_EQ(Tovarn("synth " + kGeotem +
-                     " --model 100:30,10 --lines 1 --line-length 10 "
-                     "--spacing 1 --altitude 100 --plate 0,0,50,90,0,200,100,10 --out " +
-                     dir_.string()),
-              2);
-    EXPECT_NE(Output().find("Plates are not modelled yet"), std::string::npos) << Output();
-    EXPECT_EQ(Tovarn("synth " + kGeotem +
-                     " --model 100:30,10:20 --lines 1 --line-length 10 "
-                     "--spacing 1 --altitude 100 --out " +
-                     dir_.string()),
-              2);
-    EXPECT_NE(Output().find("Layer 2 of --model, \"10:20\", is not a resistivity (ohm m, above 0) "
-                            "alone: the last layer has no thickness."),
-              std::string::npos)
-        << Output();
+    const std::pair<const char*, const char*> cases[] = {
+        {"--model 100:30,10 --plate 0,0,50,90,0,200,100,10", "Plates are not modelled yet"},
+        {"--model 100:30,10:20",
+         "Layer 2 of --model, \"10:20\", is not a resistivity (ohm m, above 0) alone: the last "
+         "layer has no thickness."},
+    };
+    for (const auto& [options, message] : cases) {
+        EXPECT_EQ(
+            Tovarn("synth " + kGeotem + " " + options +
+                   " --lines 1 --line-length 10 --spacing 1 --altitude 100 --out " + dir_.string()),
+            2);
+        EXPECT_NE(Output().find(message), std::string::npos) << Output();
+    }
 }
 
 // A half-space of 50 ohm m, 20 mS/m: the conductance grows by 20 mS a metre,

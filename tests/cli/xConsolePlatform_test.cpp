@@ -36,25 +36,20 @@ TEST(ConsolePlatform, QuestionsFollowRulesElseTheFirstCaption) {
     EXPECT_FALSE(xConsolePlatform::ParseRule("text=", rule));
 }
 
-TEST(ConsolePlatform, ProgressOffATerminalIsOneLinePerStage) {
-    std::ostringstream out;
-    xConsolePlatform console(out, false);
-    console.ProgressOpen("ASCII->BIN/");
-    console.ProgressRange(0, 10);
-    for (long i = 0; i <= 10; ++i) console.ProgressAdvance(i);
-    console.ProgressStatus("Line 10010");
-    console.ProgressClose();
-    EXPECT_EQ(out.str(), "ASCII->BIN/\n  Line 10010\n");
-}
-
-TEST(ConsolePlatform, ProgressOnATerminalIsABar) {
-    std::ostringstream out;
-    xConsolePlatform console(out, true);
-    console.ProgressOpen("Deconvolution/");
-    console.ProgressRange(0, 4);
-    console.ProgressAdvance(2);
-    console.ProgressAdvance(2);  // same percentage: not drawn again
-    console.Note("half way");
-    EXPECT_EQ(out.str(),
-              "\r###############............... 50% Deconvolution/\x1b[K\nnote: half way\n");
+// Off a terminal a stage is a line and its status another; on one, a bar drawn
+// again only when its percentage changes, ended before a message.
+TEST(ConsolePlatform, ProgressIsALinePerStageOrABar) {
+    for (bool terminal : {false, true}) {
+        std::ostringstream out;
+        xConsolePlatform console(out, terminal);
+        console.ProgressOpen("Deconvolution/");
+        console.ProgressRange(0, 4);
+        for (long i : {2, 2}) console.ProgressAdvance(i);
+        if (!terminal) console.ProgressStatus("Line 10010");
+        console.Note("half way");
+        EXPECT_EQ(
+            out.str(),
+            terminal ? "\r###############............... 50% Deconvolution/\x1b[K\nnote: half way\n"
+                     : "Deconvolution/\n  Line 10010\nnote: half way\n");
+    }
 }

@@ -1,48 +1,23 @@
-#include "Commands.h"
+// tovarn set: parameters changed by name, all checked before any is saved.
 
-#include <algorithm>
-#include <fstream>
+#include <CLI/CLI.hpp>
+
+#include <iostream>
 #include <map>
 #include <memory>
 
-#include "xConda.h"
-#include "xConsolePlatform.h"
-#include "xFileCnv.h"
-#include "xFitTau.h"
-#include "xParFile.h"
-#include "xParamDisplay.h"
+#include "Commands.h"
+#include "ProjectParams.h"
 #include "xParamFields.h"
 #include "xPlatform.h"
 #include "xProcessTable.h"
-#include "xProjectContext.h"
 #include "xPrsCont.h"
-#include "xShellApp.h"
-#include "xWaveBasis.h"
 
 namespace fs = std::filesystem;
 
 namespace cli {
 
 namespace {
-
-// Opens an existing project's PAR file for the parameter commands: the name
-// checks of project selection, then the header, which names the descriptor.
-bool OpenParFile(const fs::path& parFile) {
-    if (!xShellApp::CheckParName(parFile)) return false;
-    ProjectContext().SetParFile(parFile);
-    std::fstream file(parFile, std::ios::in | std::ios::out | std::ios::binary);
-    par::Header header;
-    if (file.is_open() && par::CheckHeader(file, header))
-        ProjectContext().SetDescriptorPath(header.descriptorPath);
-    return true;
-}
-
-std::string ProcessIds() {
-    std::string ids;
-    for (const auto& info : ProcessTable())
-        if (MakeParams(info.id)) ids += (ids.empty() ? "" : ", ") + std::to_string(info.id);
-    return ids;
-}
 
 std::string FieldNames(xPrsCont& params) {
     xParamFields fields;
@@ -76,8 +51,7 @@ bool Apply(const Assignment& assignment, std::map<int, std::unique_ptr<xPrsCont>
     if (!params) {
         params = MakeParams(assignment.id);
         if (!params) {
-            Platform().Error("There is no process " + std::to_string(assignment.id) +
-                             " with parameters. Processes with parameters: " + ProcessIds() + ".");
+            NoProcessWithParams(assignment.id);
             return false;
         }
         params->Load();
@@ -101,31 +75,6 @@ bool Apply(const Assignment& assignment, std::map<int, std::unique_ptr<xPrsCont>
 }
 
 }  // namespace
-
-int New(const fs::path& parFile, const fs::path& descriptor, const fs::path& copyFrom) {
-    xShellApp shell;
-    return shell.NewProject(parFile, descriptor, copyFrom) ? kSuccess : kFailed;
-}
-
-int Params(const fs::path& parFile, int processId, std::ostream& out) {
-    if (processId != 0 && !MakeParams(processId)) {
-        Platform().Error("There is no process " + std::to_string(processId) +
-                         " with parameters. Processes with parameters: " + ProcessIds() + ".");
-        return kUsage;
-    }
-    if (!OpenParFile(parFile)) return kFailed;
-    const xProjectContext& context = ProjectContext();
-    xParamDisplay display;
-    display.AddTitleRow(context.projectName, context.descriptorName);
-    for (int id : ParamsLoadOrder()) {
-        if (processId != 0 && id != processId) continue;
-        auto params = MakeParams(id);
-        params->Load();
-        params->Display(display);
-    }
-    display.ExportAscii(out);
-    return kSuccess;
-}
 
 int Set(const fs::path& parFile, const std::vector<std::string>& assignments, std::ostream& out) {
     if (!OpenParFile(parFile)) return kFailed;
@@ -156,23 +105,20 @@ int Set(const fs::path& parFile, const std::vector<std::string>& assignments, st
     return kSuccess;
 }
 
-int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out) {
-    xShellApp shell;
-    shell.RegisterProcess(xFileCnv::Id, [] { return std::make_unique<xFileCnv>(); });
-    shell.RegisterProcess(xWaveBasis::Id, [] { return std::make_unique<xWaveBasis>(); });
-    shell.RegisterProcess(xFitTau::Id, [] { return std::make_unique<xFitTau>(); });
-    shell.RegisterProcess(xConda::Id, [] { return std::make_unique<xConda>(); });
-    if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
-        console->OnStop([&shell] { shell.StopRunning(); });
-    if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;
-    shell.AutoFiles();
-    for (const auto& button : shell.Buttons()) {
-        bool wanted = only.empty() || std::find(only.begin(), only.end(), button.id) != only.end();
-        if (!wanted && (button.state & Ready)) shell.SingleClick(button.id);
-    }
-    for (const auto& title : shell.ExecutingList()) out << "ready: " << title << '\n';
-    shell.Execute();
-    return kSuccess;
+void AddSetCommand(CLI::App& app, CommandTable& table) {
+    struct Args {
+        std::string par;
+        std::vector<std::string> assignments;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        app, "set",
+        "Change parameters: ID.Field=value, e.g. 703.Threshold=1e-3 704.MaxDepth=500.\n"
+        "The ASCII files to import are 701.Files=a.asc,b.asc. A wrong name or value is\n"
+        "refused with the list of names and ranges, and nothing is saved.",
+        [args](xConsolePlatform&) { return Set(args->par, args->assignments, std::cout); });
+    command->add_option("PROJECT.PAR", args->par, "the project")->required();
+    command->add_option("ID.Field=value", args->assignments, "one or more assignments")->required();
 }
 
 }  // namespace cli

@@ -1,0 +1,84 @@
+// tovarn run: the chain of a project with automatic file names, in its order.
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+
+#include "Commands.h"
+#include "xConsolePlatform.h"
+#include "xParamFields.h"
+#include "xProcessRegistry.h"
+#include "xShellApp.h"
+
+namespace fs = std::filesystem;
+
+namespace cli {
+
+namespace {
+
+// "701,702" -> 701, 702; false on anything that is not a list of numbers.
+bool ParseIds(const std::string& list, std::vector<int>& ids) {
+    for (const auto& item : SplitList(list)) {
+        long id;
+        if (!ParseLong(item, id)) return false;
+        ids.push_back(int(id));
+    }
+    return true;
+}
+
+// The --answer rules into the console; false on one it cannot read.
+bool AddAnswerRules(const std::vector<std::string>& answers, xConsolePlatform& console) {
+    for (const auto& text : answers) {
+        xConsolePlatform::AnswerRule rule;
+        if (!xConsolePlatform::ParseRule(text, rule)) {
+            console.Error("--answer wants \"fragment=Caption\", not \"" + text + "\".");
+            return false;
+        }
+        console.AddRule(rule);
+    }
+    return true;
+}
+
+}  // namespace
+
+int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out) {
+    xShellApp shell;
+    RegisterChainProcesses(shell);
+    if (auto* console = dynamic_cast<xConsolePlatform*>(&Platform()))
+        console->OnStop([&shell] { shell.StopRunning(); });
+    if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;
+    for (const auto& title : shell.ReadyOnly(only)) out << "ready: " << title << '\n';
+    for (const auto& step : shell.Execute())
+        if (step.errors > 0) return kFailed;
+    return kSuccess;
+}
+
+void AddRunCommand(CLI::App& app, CommandTable& table) {
+    struct Args {
+        std::string par, only;
+        std::vector<std::string> answers;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        app, "run",
+        "Run the chain with automatic file names, in its order: 701, 702, 703, 704, 705, 706.\n"
+        "Questions are answered by --answer rules, else by their first choice; Ctrl-C stops\n"
+        "the running process, which deletes its incomplete output.",
+        [args](xConsolePlatform& console) {
+            if (!AddAnswerRules(args->answers, console)) return kUsage;
+            std::vector<int> ids;
+            if (!ParseIds(args->only, ids)) {
+                console.Error("--only wants process ids separated by commas, e.g. 701,702.");
+                return kUsage;
+            }
+            return Run(args->par, ids, std::cout);
+        });
+    command->add_option("PROJECT.PAR", args->par, "the project")->required();
+    command->add_option("--only", args->only, "run only these processes, e.g. 701,702");
+    command->add_option(
+        "--answer", args->answers,
+        "answer questions whose text holds FRAGMENT with CAPTION: \"FRAGMENT=CAPTION\"");
+}
+
+}  // namespace cli
