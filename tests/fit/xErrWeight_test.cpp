@@ -56,12 +56,15 @@ FloatMatrix Table(std::initializer_list<float> values) {
 }  // namespace
 
 TEST(xErrWeight, NoWeightingGivesOnesDoubledInFrequencyDomain) {
+    xRecordingPlatform platform;
     xErrWeight w;
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoWeighting, 1.0f, TimeSystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoWeighting, 1.0f, TimeSystem(),
+          platform);
     EXPECT_EQ(Row(w, "TzRz"), std::vector<float>(3, 1.0f));
     EXPECT_FALSE(w.IsDataDependent());
 
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoWeighting, 1.0f, FrequencySystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoWeighting, 1.0f, FrequencySystem(),
+          platform);
     EXPECT_EQ(Row(w, "TzRz"), std::vector<float>(6, 1.0f));
 }
 
@@ -70,7 +73,8 @@ TEST(xErrWeight, NoWeightingGivesOnesDoubledInFrequencyDomain) {
 TEST(xErrWeight, PowerOfWidthOrOfInverseFrequency) {
     xRecordingPlatform platform;
     xErrWeight w;
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 0.5f, TimeSystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 0.5f, TimeSystem(),
+          platform);
     const std::vector<float> td = Row(w, "TzRz");
     ASSERT_EQ(td.size(), 3u);
     EXPECT_NEAR(td[0], std::sqrt(0.1f / 0.4f), 1e-6);
@@ -81,30 +85,33 @@ TEST(xErrWeight, PowerOfWidthOrOfInverseFrequency) {
     EXPECT_EQ(platform.Texts("warning"), std::vector<std::string>{kMaxZeroWarning});
     EXPECT_TRUE(Row(w, "TxRx").empty());
 
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 1.0f, FrequencySystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 1.0f, FrequencySystem(),
+          platform);
     const std::vector<float> fd = Row(w, "TzRz");
     ASSERT_EQ(fd.size(), 3u);  // one per frequency, not doubled
     EXPECT_NEAR(fd[0], 1.0f, 1e-6);
     EXPECT_NEAR(fd[1], 0.25f, 1e-6);
     EXPECT_NEAR(fd[2], 0.0625f, 1e-6);
 
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 0.0f, TimeSystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 0.0f, TimeSystem(),
+          platform);
     EXPECT_EQ(Row(w, "TzRz"), std::vector<float>(3, 1.0f));
 }
 
 // Type 3 keeps the user's table as entered, signs and all, and the parameter
 // floor applies whatever the type.
 TEST(xErrWeight, UserTablesStandAndTheParameterHasAFloor) {
+    xRecordingPlatform platform;
     xErrWeight w;
     std::map<std::int32_t, FloatMatrix> user{{109, Table({0.5f, -0.25f, 1.0f})}};
-    w.Set(user, xErrWeight::UserDefined, 0.0f, TimeSystem());
+    w.Set(user, xErrWeight::UserDefined, 0.0f, TimeSystem(), platform);
     EXPECT_EQ(Row(w, "TzRz"), (std::vector<float>{0.5f, -0.25f, 1.0f}));
     EXPECT_FLOAT_EQ(w.Parameter(), 1e-10f);
     ASSERT_NE(w.Get(109), nullptr);
     EXPECT_EQ(w.Get("TyRy"), nullptr);
     EXPECT_EQ(w.ById().at(109), user.at(109));
 
-    w.Set(user, xErrWeight::NoiseDependent, -3e-11f, TimeSystem());
+    w.Set(user, xErrWeight::NoiseDependent, -3e-11f, TimeSystem(), platform);
     EXPECT_FLOAT_EQ(w.Parameter(), 1e-10f);
     EXPECT_TRUE(w.IsDataDependent());
     // Until the first record the noise weights are ones.
@@ -117,8 +124,10 @@ TEST(xErrWeight, UserTablesStandAndTheParameterHasAFloor) {
 // Type 2: sqrt(1 / (q^2 + 1)) with q the ratio of the value to N * noise
 // (or its inverse), divided by the largest; nothing below 1e-10 counts.
 TEST(xErrWeight, NoiseWeights) {
+    xRecordingPlatform platform;
     xErrWeight w;
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoiseDependent, 4.0f, TimeSystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoiseDependent, 4.0f, TimeSystem(),
+          platform);
 
     FloatArray equal(1, 3);
     equal[1] = equal[2] = equal[3] = 4.0f;

@@ -163,8 +163,8 @@ TEST(xPLSFit, AllZeroDataGiveZeroAmplitudes) {
 }
 
 // A column whose reflection would be below the tolerance cannot be added;
-// with verbose the pass says so and ends, without it the rounds run out.
-TEST(xPLSFit, AddFailureIsReportedOnlyWhenVerbose) {
+// with somewhere to say it the pass says so and ends, without it the rounds run out.
+TEST(xPLSFit, AddFailureIsReportedOnlyWithMessages) {
     xRecordingPlatform platform;
     const FloatMatrix basis = DecayBasis(3, 6);
     xPLSFit fit;
@@ -174,40 +174,13 @@ TEST(xPLSFit, AddFailureIsReportedOnlyWhenVerbose) {
     fit.SetData(Synthesize(basis, Ones(3)));
     FloatArray x(1, 3);
 
-    fit.SetVerbose(true);
+    fit.SetMessages(&platform);
     EXPECT_EQ(fit.Pass(x), xPLSFit::AddFailed);
     EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{"Error in add"});
 
     platform.messages.clear();
-    fit.SetVerbose(false);
+    fit.SetMessages(nullptr);
     EXPECT_EQ(fit.Pass(x), xPLSFit::RoundLimit);
     EXPECT_TRUE(platform.messages.empty());
     for (long t = 1; t <= 3; ++t) EXPECT_EQ(x[t], 0.0f);
-}
-
-// Not a benchmark: a figure for the record of how fast one component fit is.
-TEST(xPLSFit, TimingOfComponentFits) {
-    std::mt19937 rng(7);
-    const FloatMatrix basis = DecayBasis(12, 20);
-    xPLSFit fit;
-    fit.SetTolerance(1e-4f);
-    fit.SetConditioning(0.04f, 1.0f, 0.0f, 0.0f);
-    fit.SetBasisAndWeights(basis, Ones(20));
-    fit.BuildDesign();
-    std::vector<FloatArray> records;
-    for (int i = 0; i < 64; ++i)
-        records.push_back(Synthesize(basis, RandomArray(12, rng, 0.0f, 1.0f)));
-    FloatArray x(1, 12);
-    // A quarter of a second of fits, whatever the build.
-    long fits = 0;
-    double seconds = 0.0;
-    const auto start = std::chrono::steady_clock::now();
-    while (seconds < 0.25) {
-        for (int i = 0; i < 64; ++i, ++fits) {
-            fit.SetData(records[std::size_t(i)]);
-            fit.Solve(x);
-        }
-        seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    }
-    std::printf("PLS 20 channels x 12 taus: %.0f component fits/s\n", double(fits) / seconds);
 }
