@@ -139,7 +139,6 @@ void Fits(benchmark::State& state, const xFitCase& (*which)()) {
     FloatArray weights(1, basis.Cols());
     weights += 1.0f;
     Fitter fitter;
-    fitter.SetVerbose(false);
     fitter.SetTolerance(1e-4f);
     fitter.SetConditioning(0.04f, 1.0f, 0.0f, 0.0f);
     fitter.SetBasisAndWeights(basis, weights);

@@ -11,21 +11,24 @@
 #include <string>
 
 #include "xArray.h"
+#include "xCdiSettings.h"
 #include "xMatrix.h"
 
-class xCDIParams;
 class xCondaFactory;
 class xConductanceTable;
 class xEMDesc;
 class xMAmp;
 class xMCond;
+class xPlatform;
 class xProgressSink;
 
 class xCdiPass {
   public:
-    // params is updated as a run goes: a raised MaxAltitude, the clamped taus
-    // and the conductivities of an automatic range stay in it.
-    xCdiPass(xCDIParams& params, const xEMDesc& descriptor, xProgressSink* owner = nullptr);
+    // settings is updated as a run goes: a raised maxAltitude, the clamped taus
+    // and the conductivities of an automatic range stay in it. Messages and the
+    // calibration question go to platform.
+    xCdiPass(xCdiSettings& settings, const xEMDesc& descriptor, xPlatform& platform,
+             xProgressSink* owner = nullptr);
     ~xCdiPass();
 
     // Mode 3 writes the cross-component form.
@@ -65,8 +68,9 @@ class xCdiPass {
     bool RunLines(xMAmp& amp, xCondaFactory& engine);
     bool Close(xMCond& cnd, xCondaFactory& engine, bool finished);
 
-    xCDIParams& params_;
+    xCdiSettings& settings_;
     const xEMDesc& descriptor_;
+    xPlatform& platform_;
     xProgressSink* owner_;
     std::filesystem::path tablePath_;
     std::array<float, 9> scaling_;

@@ -10,6 +10,7 @@
 #include "xAsciiPattern.h"
 #include "xMLine.h"
 #include "xPlatform.h"
+#include "xRecordLayout.h"
 
 namespace fs = std::filesystem;
 
@@ -99,12 +100,13 @@ float Shift(const FloatArray& row, bool forceToSurface) {
 }
 
 float Elevation(const xMCond& cnd, long d, const FloatArray& row, bool forceToSurface) {
-    return cnd.RelativeDepth(d) + row[3] + Shift(row, forceToSurface);
+    return cnd.RelativeDepth(d) + row[xRecordLayout::Z] + Shift(row, forceToSurface);
 }
 
 void PositionColumns(xColumns& columns, const FloatArray& row) {
-    columns.Value(row[0], 10, 2).Value(row[1], 10, 2).Value(row[2], 10, 2).Value(row[3], 10, 2);
-    columns.Value(row[5], 10, 2);
+    using enum xRecordLayout::BaseItem;
+    columns.Value(row[Fid], 10, 2).Value(row[X], 10, 2).Value(row[Y], 10, 2).Value(row[Z], 10, 2);
+    columns.Value(row[Distance], 10, 2);
 }
 
 // One row per depth of each record: Simple XYZ leads with the line number.
@@ -162,10 +164,11 @@ void DatabaseRows(std::ostream& out, const xMCond& cnd, xMLine& line, bool force
     const long n = cnd.DepthCount();
     for (long r = 0; r < line.Rows(); ++r) {
         const FloatArray& row = line.Row(r);
+        using enum xRecordLayout::BaseItem;
         xColumns columns(out);
-        columns.Value(row[1], 10, 2).Value(row[2], 10, 2).Value(row[3], 10, 2);
-        columns.Value(row[0], 10, 2).Whole(line.LineNumber(), 10);
-        columns.Value(row[4], 10, 2).Value(row[5], 10, 2);
+        columns.Value(row[X], 10, 2).Value(row[Y], 10, 2).Value(row[Z], 10, 2);
+        columns.Value(row[Fid], 10, 2).Whole(line.LineNumber(), 10);
+        columns.Value(row[Altitude], 10, 2).Value(row[Distance], 10, 2);
         for (long s = 0; s < 2; ++s)
             for (long d = 0; d < n; ++d) columns.Value(row[cnd.SectionStart(s) + d], 14, 4);
         for (long d = 0; d < n; ++d)
@@ -185,9 +188,9 @@ std::optional<std::vector<float>> GridElevations(const xMCond& cnd, const fs::pa
     float span = 0.0f;
     for (long d = 0; d < n; ++d) span = std::max(span, -cnd.RelativeDepth(d));
     const float step = n > 1 ? span / float(n - 1) : 0.0f;
-    float first = top ? *top : std::trunc(cnd.Max()[3]);
+    float first = top ? *top : std::trunc(cnd.Max()[xRecordLayout::Z]);
     if (forceToSurface) first += std::clamp(cnd.Max()[xMCond::FitDepthItem], 0.0f, kMaxGridShift);
-    const float bottom = cnd.Min()[3] - span;
+    const float bottom = cnd.Min()[xRecordLayout::Z] - span;
     const double levels = step > 0.0f ? (double(first) - double(bottom)) / double(step) : 0.0;
     if (!std::isfinite(first) || !std::isfinite(bottom) || !std::isfinite(step) ||
         !(levels < double(kMaxGridLevels))) {
@@ -216,7 +219,7 @@ float GridValue(const xMCond& cnd, const FloatArray& row, long section, float el
     // surface, nothing is above the ground.
     const float fit = row[xMCond::FitDepthItem];
     const float ceiling = !forceToSurface && fit > 0.0f ? -fit : 0.0f;
-    if (elevation - row[3] > ceiling) return kNull;
+    if (elevation - row[xRecordLayout::Z] > ceiling) return kNull;
     const long first = cnd.SectionStart(section);
     for (long d = 0; d + 1 < cnd.DepthCount(); ++d) {
         const float upper = Elevation(cnd, d, row, forceToSurface);
@@ -434,8 +437,8 @@ class xPatternRows {
     bool forceToSurface_;
 };
 
-int AskSections() {
-    const int answer = Platform().Question(
+int AskSections(xPlatform& questions) {
+    const int answer = questions.Question(
         "CDI ASCII output may contain Descrete or/and Layered approximations "
         "of CDI sections if you chose those to display. None has been selected."
         " Which CDI approximation you'd like to add to ASCII output?",
@@ -679,9 +682,9 @@ bool xMCond::DumpDepthGrid(const fs::path& path, bool forceToSurface, std::optio
 }
 
 bool xMCond::DumpUser(int sections, const fs::path& path, bool forceToSurface,
-                      const std::string& pattern) {
+                      const std::string& pattern, xPlatform& questions) {
     if (!EnsureHeader()) return false;
-    if ((sections & 3) == 0) sections = AskSections();
+    if ((sections & 3) == 0) sections = AskSections(questions);
     std::vector<xItem> items;
     if (!ParseCdiPattern(pattern, CdiSourceItems(*this, sections), items)) return false;
     std::ofstream out;
@@ -784,11 +787,11 @@ bool ParseCdiPattern(const std::string& text, const std::vector<xItem>& source,
 
 // Dispatch ----------------------------------------------------------------------------
 
-bool SaveCdiOutput(xMCond& cnd, int code, const xCdiOutputOptions& options) {
+bool SaveCdiOutput(xMCond& cnd, int code, const xCdiOutputOptions& options, xPlatform& questions) {
     const bool force = options.forceToSurface;
     switch (code) {
         case 10:
-            return cnd.DumpUser(options.sections, options.out, force, options.pattern);
+            return cnd.DumpUser(options.sections, options.out, force, options.pattern, questions);
         case 11:
             return cnd.DumpGeosoft(options.out, force, 1, options.extension);
         case 12:

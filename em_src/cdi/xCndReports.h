@@ -47,7 +47,8 @@ struct xCdiOutputOptions {
 };
 
 // SaveAscii code 10..18 (14 writes nothing); false after the failure was reported.
-bool SaveCdiOutput(xMCond& cnd, int code, const xCdiOutputOptions& options);
+// The user pattern's question goes to questions.
+bool SaveCdiOutput(xMCond& cnd, int code, const xCdiOutputOptions& options, xPlatform& questions);
 // What a code wrote, as a person looks for it: per-line layouts as
 // stem-<line>.ext, the GDF2 pair as its two files.
 std::string DescribeCdiOutput(int code, const xCdiOutputOptions& options);

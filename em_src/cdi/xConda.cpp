@@ -20,7 +20,7 @@ constexpr std::int32_t LastAsciiCode = 18;
 constexpr std::int32_t DisplaySections = 0x3;  // discrete and layered
 }  // namespace
 
-xConda::xConda() : xObject(Id, "CDI/") {}
+xConda::xConda(xIniFile* configuration) : xObject(Id, "CDI/"), configuration_(configuration) {}
 
 int xConda::Init() {
     TakeParams(std::make_unique<xCDIParams>());
@@ -30,6 +30,43 @@ int xConda::Init() {
 
 xCDIParams& xConda::Parameters() const {
     return static_cast<xCDIParams&>(*Params());
+}
+
+xCdiSettings xConda::Settings(const xCDIParams& p, xIniFile* configuration) {
+    xCdiSettings s;
+    s.crossComponent = p.mode == xCDIParams::ProcessCross;
+    s.autoRange = p.autoRange != 0;
+    s.useAllTaus = p.useAllTaus != 0;
+    s.fromTau = p.fromTau;
+    s.toTau = p.toTau;
+    s.maxAltitude = p.maxAltitude;
+    s.maxDepth = p.maxDepth;
+    s.depthResolution = p.depthResolution;
+    s.logDepths = p.logDepths != 0;
+    s.cutOffFactor = p.cutOffFactor;
+    s.forceToSurface = p.forceToSurface != 0;
+    s.cut = p.cut != 0;
+    s.predict = p.predict != 0;
+    s.layerCount = p.layerCount;
+    s.cdiType = p.cdiType;
+    s.condCount = p.condCount;
+    s.conductivities = p.conductivities;
+    s.componentWeights = p.componentWeights;
+    s.crossComponents = p.crossComponents;
+    if (configuration) {
+        if (configuration->GetAmplitudeDeviation() > 0.0)
+            s.amplitudeDeviation = float(configuration->GetAmplitudeDeviation());
+        s.inspectAmplitudes = configuration->GetInspectAmplitudes();
+    }
+    return s;
+}
+
+void xConda::KeepSettled(const xCdiSettings& settings) {
+    xCDIParams& p = Parameters();
+    p.maxAltitude = settings.maxAltitude;
+    p.fromTau = settings.fromTau;
+    p.toTau = settings.toTau;
+    p.conductivities = settings.conductivities;
 }
 
 bool xConda::CheckParameters() const {
@@ -79,9 +116,9 @@ void xConda::SaveOutput(const fs::path& cndPath) {
     options.forceToSurface = p.airMode == 1;
     options.sections = p.displayFlags & DisplaySections;
     options.pattern = p.userPattern;
-    if (IniFile() && !IniFile()->GetCdiAsciiExtension().empty())
-        options.extension = IniFile()->GetCdiAsciiExtension();
-    if (SaveCdiOutput(cnd, p.saveAscii, options) && p.saveAscii != 14)
+    if (configuration_ && !configuration_->GetCdiAsciiExtension().empty())
+        options.extension = configuration_->GetCdiAsciiExtension();
+    if (SaveCdiOutput(cnd, p.saveAscii, options, Platform()) && p.saveAscii != 14)
         Platform().Note("CDI output written to " + DescribeCdiOutput(p.saveAscii, options));
 }
 
@@ -116,7 +153,8 @@ void xConda::Execute(int) {
                         ".  Please run the previous process to create one.");
         return;
     }
-    xCdiPass pass(params, *descriptor, this);
+    xCdiSettings settings = Settings(params, configuration_);
+    xCdiPass pass(settings, *descriptor, Platform(), this);
     xMCond target;
     target.SetPath(project.ProjectFile(pass.CrossComponent() ? "CRS" : "CND"));
     target.SetOverwrite(project.autoFiles != 0);
@@ -127,6 +165,7 @@ void xConda::Execute(int) {
     SetRunState(Executing);
     OpenProgress("CDI");
     const bool written = pass.Execute(ampPath, cndPath);
+    KeepSettled(settings);
     CloseProgress();
     SetRunState(Idle);
     if (!written) {

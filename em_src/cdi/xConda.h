@@ -9,21 +9,31 @@
 #include "xObject.h"
 
 class xCDIParams;
+class xIniFile;
+struct xCdiSettings;
 
 class xConda : public xObject {
   public:
     static constexpr int Id = 704;
 
-    xConda();
+    // configuration: the program's settings file, when the front end has one.
+    explicit xConda(xIniFile* configuration = nullptr);
 
     int Init() override;
     void Execute(int mode) override;
     void Dialog(int, int) override {}
 
+    // The pass's settings from the parameters and the configuration (may be null).
+    static xCdiSettings Settings(const xCDIParams& params, xIniFile* configuration);
+
   private:
     xCDIParams& Parameters() const;
+    // What a pass settled goes back into the parameters.
+    void KeepSettled(const xCdiSettings& settings);
     bool CheckParameters() const;
     void SaveOutput(const std::filesystem::path& cndPath);
     // Modes 0 and 2 draw the existing file: headless, what it holds.
     void DescribeExisting(const std::string& extension);
+
+    xIniFile* configuration_;
 };

@@ -2,6 +2,7 @@
 
 #include "xCndReports.h"
 #include "xMAmp.h"
+#include "xRecordLayout.h"
 #include "xTRClasf.h"
 
 using cdi::NULLVALUE;
@@ -70,5 +71,5 @@ void xCondaCross::ProcessRecord(const float* in, float* out) {
         out[xMCond::PenetrationItem] = -math_.EstimatePenetration(math_.CondColumn(id));
         ++slot;
     }
-    out[4] += out[3];
+    out[xRecordLayout::Altitude] += out[xRecordLayout::Z];
 }

@@ -12,6 +12,7 @@
 #include "xMLine.h"
 #include "xMLineBlock.h"
 #include "xPlatform.h"
+#include "xRecordLayout.h"
 #include "xTRClasf.h"
 
 using cdi::NULLVALUE;
@@ -135,7 +136,7 @@ xCndRecord xCondaFactory::MakeRecord(const float* in, long component) const {
     record.amps.assign(in + offset, in + offset + input_.TauCount());
     const float scale = toPrimaryFraction_[Slot(component)] * ForceScale(component);
     for (float& a : record.amps) a *= scale;
-    record.height = static_cast<float>(rxHeight_[Slot(component)]) + in[4];
+    record.height = static_cast<float>(rxHeight_[Slot(component)]) + in[xRecordLayout::Altitude];
     if (attitudeItem_ >= 0)
         for (long i = 0; i < AttitudeItems && attitudeItem_ + i < input_.RowLength(); ++i)
             record.attitude[i] = in[attitudeItem_ + i];
@@ -186,7 +187,7 @@ void xCondaFactory::ProcessRecord(const float* in, float* out) {
         std::copy(mean_.begin(), mean_.end(), out + output_.SectionStart(2));
     math_.AccumulateHistogram(mean_, counts_, edges_);
     out[xMCond::PenetrationItem] = -math_.EstimatePenetration(mean_);
-    out[4] += out[3];
+    out[xRecordLayout::Altitude] += out[xRecordLayout::Z];
     if (table_) table_->WriteRow(out, mean_);
 }
 

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "BinaryStream.h"
+#include "xRecordLayout.h"
 #include "xTRClasf.h"
 
 namespace {
@@ -258,7 +259,7 @@ bool xMCond::ShiftDepthsByZmax() {
     if (depths_.Length() < 2) return false;
     const long last = depths_.High();
     if (!(std::fabs(depths_[last] - depths_[last - 1]) < ShiftStepLimit)) return false;
-    const float zmax = max_.InRange(3) ? max_[3] : 0.0f;
+    const float zmax = max_.InRange(xRecordLayout::Z) ? max_[xRecordLayout::Z] : 0.0f;
     for (long d = depths_.Low(); d <= last; ++d) depths_[d] += zmax;
     return true;
 }

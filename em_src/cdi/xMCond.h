@@ -37,6 +37,8 @@
 
 #include "xMFile.h"
 
+class xPlatform;
+
 class xMCond : public xMFile {
   public:
     enum Item : long {
@@ -134,9 +136,10 @@ class xMCond : public xMFile {
     bool DumpDepthGrid(const std::filesystem::path& path, bool forceToSurface,
                        std::optional<float> top = std::nullopt);
     // The user pattern (docs/FILE_FORMATS.md); sections: bit 1 discrete, bit 2
-    // layered, the columns the pattern may name. Empty: every source item.
+    // layered, the columns the pattern may name. Empty: every source item. With
+    // no section chosen the user is asked through questions which to add.
     bool DumpUser(int sections, const std::filesystem::path& path, bool forceToSurface,
-                  const std::string& pattern);
+                  const std::string& pattern, xPlatform& questions);
     // The database channels as an ASEG-GDF2 pair, stem + ".dat" and ".dfn".
     // units: bits 1 mS/m, 2 S/m, 4 ohm-m, one or more.
     bool SaveGdf2(const std::filesystem::path& stem, int units);

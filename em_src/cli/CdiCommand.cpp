@@ -88,7 +88,7 @@ int CdiExport(const CdiExportArgs& args, std::ostream& out) {
         Platform().Error("Cannot open " + args.cnd.string());
         return kFailed;
     }
-    if (!cnd.ReadHeader() || !SaveCdiOutput(cnd, code, options)) return kFailed;
+    if (!cnd.ReadHeader() || !SaveCdiOutput(cnd, code, options, Platform())) return kFailed;
     out << "Written: " << DescribeCdiOutput(code, options) << '\n';
     return kSuccess;
 }

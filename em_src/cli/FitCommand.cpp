@@ -13,11 +13,13 @@
 #include "xEMDesc.h"
 #include "xFitFactory.h"
 #include "xFitParams.h"
+#include "xFitTau.h"
 #include "xMAmp.h"
 #include "xMLine.h"
 #include "xParFile.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
+#include "xRecordLayout.h"
 #include "xShellApp.h"
 #include "xTRClasf.h"
 
@@ -34,19 +36,16 @@ std::string LineList(xMData& bin) {
     return list;
 }
 
-void ShowComponent(const xFitFactory& engine, const xMAmp& amp, const FloatArray& record,
-                   long component, float misfit, std::ostream& out) {
-    const FloatMatrix& rows = engine.Working();
-    out << ComponentName(component) << "  misfit " << misfit << "\n"
+void ShowComponent(const xComponentFit& fit, const FloatArray& taus, std::ostream& out) {
+    out << ComponentName(fit.component) << "  misfit " << fit.misfit << "\n"
         << "  channel      data (norm.)         fit            residual\n";
-    for (long c = rows.ColLow(); c <= rows.ColHigh(); ++c)
-        out << std::setw(9) << c << std::setw(18) << rows[0][c] << std::setw(18) << rows[1][c]
-            << std::setw(18) << rows[2][c] << "\n";
+    for (long c = fit.data.Low(); c <= fit.data.High(); ++c)
+        out << std::setw(9) << c << std::setw(18) << fit.data[c] << std::setw(18) << fit.fit[c]
+            << std::setw(18) << fit.residuals[c] << "\n";
     out << "  tau [s]            amplitude (data units)\n";
-    const FloatArray& taus = amp.Taus();
-    const long first = amp.AmplitudeOffset(component);
     for (long t = 0; t < taus.Length(); ++t)
-        out << std::setw(14) << taus[taus.Low() + t] << std::setw(22) << record[first + t] << "\n";
+        out << std::setw(14) << taus[taus.Low() + t] << std::setw(22)
+            << fit.amplitudes[fit.amplitudes.Low() + t] << "\n";
 }
 
 }  // namespace
@@ -94,23 +93,18 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
     xMAmp amp;  // the layout of an amplitude record, not a file
     amp.InitFromData(bin, basis.Taus(), basis.Approximation());
     xFitFactory engine(descriptor);
-    engine.Configure(params, basis);
+    engine.Configure(xFitTau::Settings(params), basis, Platform());
+    engine.SetLayouts(bin, amp);
     const FloatArray binRecord = line.Row(recordNumber - 1);
-    FloatArray record(0, amp.RowLength() - 1);
-    record *= 0.0f;
-    out << "Line " << lineNumber << ", record " << recordNumber << " (FID " << binRecord[0]
-        << "), algorithm " << params.algorithm << ", normalization " << params.normalization
-        << "\n";
-    bool any = false;
-    for (long id = FirstComponent; id <= LastComponent; ++id) {
-        if (bin.ComponentFlags()[id] == 0 || !engine.HasFitter(id)) continue;
-        const float misfit =
-            engine.FitComponent(bin, binRecord.Data(), amp, record.Data(), id, recordNumber - 1);
-        ShowComponent(engine, amp, record, id, misfit, out);
-        any = true;
-    }
-    if (!any) Platform().Error("No component of the survey has a fitter: check 703.Algorithm.");
-    return any ? kSuccess : kFailed;
+    const xRecordLayout layout(bin);
+    out << "Line " << lineNumber << ", record " << recordNumber << " (FID "
+        << xRecordView(layout, binRecord.Data()).Fid() << "), algorithm " << params.algorithm
+        << ", normalization " << params.normalization << "\n";
+    const std::vector<xComponentFit> fits = engine.FitAlone(binRecord.Data());
+    for (const xComponentFit& fit : fits) ShowComponent(fit, amp.Taus(), out);
+    if (fits.empty())
+        Platform().Error("No component of the survey has a fitter: check 703.Algorithm.");
+    return fits.empty() ? kFailed : kSuccess;
 }
 
 void AddFitCommand(CLI::App& app, CommandTable& table) {

@@ -1,8 +1,6 @@
 #include "xErrWeight.h"
 
 #include <cmath>
-#include <istream>
-#include <ostream>
 
 #include "xEMDesc.h"
 #include "xPlatform.h"
@@ -26,7 +24,8 @@ bool ScaleToMaximum(FloatArray& w) {
     return true;
 }
 
-FloatMatrix PowerWeights(const xEMWDesc& wave, bool frequencyDomain, float power) {
+FloatMatrix PowerWeights(const xEMWDesc& wave, bool frequencyDomain, float power,
+                         xPlatform& messages) {
     FloatArray w;
     if (frequencyDomain) {
         // One value per frequency, not one per half: old projects hold it so.
@@ -46,7 +45,7 @@ FloatMatrix PowerWeights(const xEMWDesc& wave, bool frequencyDomain, float power
         }
     }
     if (!ScaleToMaximum(w)) {
-        Platform().Warning(
+        messages.Warning(
             "Creating error weighting function for Deconvolution: Max=0 has been detected.\n"
             "No weighting will be used ...");
         for (long i = w.Low(); i <= w.High(); ++i) w[i] = 1.0f;
@@ -59,18 +58,18 @@ FloatMatrix PowerWeights(const xEMWDesc& wave, bool frequencyDomain, float power
 }  // namespace
 
 void xErrWeight::Set(const std::map<std::string, FloatMatrix>& weights, std::int32_t type,
-                     float parameter, const xEMDesc& descriptor) {
+                     float parameter, const xEMDesc& descriptor, xPlatform& messages) {
     std::map<std::string, FloatMatrix>::operator=(weights);
     type_ = type;
     parameter_ = std::fabs(parameter) < SmallestParameter ? SmallestParameter : parameter;
-    Recompute(descriptor);
+    Recompute(descriptor, messages);
 }
 
 void xErrWeight::Set(const std::map<std::int32_t, FloatMatrix>& weights, std::int32_t type,
-                     float parameter, const xEMDesc& descriptor) {
+                     float parameter, const xEMDesc& descriptor, xPlatform& messages) {
     std::map<std::string, FloatMatrix> byName;
     for (const auto& [id, matrix] : weights) byName[ComponentName(id)] = matrix;
-    Set(byName, type, parameter, descriptor);
+    Set(byName, type, parameter, descriptor, messages);
 }
 
 std::map<std::int32_t, FloatMatrix> xErrWeight::ById() const {
@@ -79,14 +78,14 @@ std::map<std::int32_t, FloatMatrix> xErrWeight::ById() const {
     return byId;
 }
 
-void xErrWeight::Recompute(const xEMDesc& descriptor) {
+void xErrWeight::Recompute(const xEMDesc& descriptor, xPlatform& messages) {
     const bool fd = descriptor.IsFrequencyDomain();
     for (const auto& [id, component] : descriptor.Components()) {
         const std::string name = ComponentName(id);
         const long channels = component.wave.GetChannels(fd) * (fd ? 2 : 1);
         switch (type_) {
             case PowerOfTime:
-                (*this)[name] = PowerWeights(component.wave, fd, parameter_);
+                (*this)[name] = PowerWeights(component.wave, fd, parameter_, messages);
                 break;
             case UserDefined:
                 // The user's table stands as entered, signs and all; a component

@@ -12,6 +12,7 @@
 #include "xMatrix.h"
 
 class xEMDesc;
+class xPlatform;
 
 class xErrWeight : public std::map<std::string, FloatMatrix> {
   public:
@@ -27,12 +28,13 @@ class xErrWeight : public std::map<std::string, FloatMatrix> {
 
     // Takes the user's tables, the type and the parameter, and recomputes the
     // weights of every component of the descriptor. A parameter of magnitude
-    // below 1e-10 becomes 1e-10.
+    // below 1e-10 becomes 1e-10. Power weights that cannot be scaled are
+    // reported to messages and replaced by ones.
     void Set(const std::map<std::string, FloatMatrix>& weights, std::int32_t type, float parameter,
-             const xEMDesc& descriptor);
+             const xEMDesc& descriptor, xPlatform& messages);
     // The same from the tables of the deconvolution parameters, keyed by id.
     void Set(const std::map<std::int32_t, FloatMatrix>& weights, std::int32_t type, float parameter,
-             const xEMDesc& descriptor);
+             const xEMDesc& descriptor, xPlatform& messages);
     // The tables keyed by component id, as the deconvolution parameters keep them.
     std::map<std::int32_t, FloatMatrix> ById() const;
 
@@ -52,7 +54,7 @@ class xErrWeight : public std::map<std::string, FloatMatrix> {
     FloatArray ComputeNoiseWeights(const FloatArray& data, float noise, float scale) const;
 
   private:
-    void Recompute(const xEMDesc& descriptor);
+    void Recompute(const xEMDesc& descriptor, xPlatform& messages);
 
     std::int32_t type_ = NoWeighting;
     float parameter_ = 1.0f;

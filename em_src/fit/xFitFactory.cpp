@@ -8,8 +8,7 @@
 #include "xL1MinErrFit.h"
 #include "xL1PosFit.h"
 #include "xMAmp.h"
-#include "xMLine.h"
-#include "xMLineBlock.h"
+#include "xMData.h"
 #include "xPLSFit.h"
 #include "xPlatform.h"
 #include "xSVDFit.h"
@@ -50,44 +49,29 @@ xFitFactory::xFitFactory(const xEMDesc& descriptor, xProgressSink* owner)
 
 xFitFactory::~xFitFactory() = default;
 
-void xFitFactory::SetBasis(const xAofTau& basis, int normalization, int) {
+void xFitFactory::Configure(const xFitSettings& settings, const xAofTau& basis,
+                            xPlatform& messages) {
+    settings_ = settings;
     basis_.CopyFrom(basis);
-    basis_.NormalizeBasisFunctions(normalization);
-    normalization_ = normalization;
-}
-
-void xFitFactory::Configure(const xFitParams& params, const xAofTau& basis) {
-    SetBasis(basis, params.normalization, params.channelOrTau);
-    SetAlgorithm(params.algorithm);
-    SetThreshold(params.threshold);
-    SetPrimary(params.primaryFit != 0, params.primaryPercentage / 100.0f);
-    SetErrorWeights(params.weights, params.errorWeighting, params.weightParameter);
+    basis_.NormalizeBasisFunctions(settings.normalization);
+    weights_.Set(settings.weights, settings.errorWeighting, settings.weightParameter, descriptor_,
+                 messages);
     // The smoothing rows pair neighbouring taus by the power law of their ratio.
     const FloatArray& taus = basis.Taus();
-    const float ratio = taus.Length() >= 2 && params.powerLaw != 0.0f
-                            ? std::pow(taus[taus.Low()] / taus[taus.Low() + 1], params.powerLaw)
-                            : 1.0f;
-    SetConditioning(params.smoothing * params.smoothing, ratio,
-                    params.forceToSurface * params.forceToSurface,
-                    params.minLength * params.minLength);
+    powerRatio_ = taus.Length() >= 2 && settings.powerLaw != 0.0f
+                      ? std::pow(taus[taus.Low()] / taus[taus.Low() + 1], settings.powerLaw)
+                      : 1.0f;
+    smoothing_ = settings.smoothing * settings.smoothing;
+    force_ = settings.forceToSurface * settings.forceToSurface;
+    minLength_ = settings.minLength * settings.minLength;
     CreateFitters();
 }
 
-void xFitFactory::SetPrimary(bool on, float value) {
-    primaryOn_ = on;
-    primaryValue_ = value;
-}
-
-void xFitFactory::SetErrorWeights(const std::map<std::int32_t, FloatMatrix>& weights,
-                                  std::int32_t type, float parameter) {
-    weights_.Set(weights, type, parameter, descriptor_);
-}
-
-void xFitFactory::SetConditioning(float smoothing, float ratio, float force, float minLength) {
-    smoothing_ = smoothing;
-    powerRatio_ = ratio;
-    force_ = force;
-    minLength_ = minLength;
+void xFitFactory::SetLayouts(const xMData& bin, const xMAmp& amp) {
+    bin_ = &bin;
+    amp_ = &amp;
+    binLayout_.emplace(bin);
+    ampLayout_.emplace(amp);
 }
 
 FloatArray xFitFactory::WeightsOf(long component, long channels) const {
@@ -104,13 +88,13 @@ FloatArray xFitFactory::WeightsOf(long component, long channels) const {
 
 void xFitFactory::CreateFitters() {
     fitters_.clear();
-    const float tolerance = threshold_ <= 1e-5f ? 1e-5f : threshold_;
+    const float tolerance = settings_.threshold <= 1e-5f ? 1e-5f : settings_.threshold;
     for (const auto& [id, component] : descriptor_.Components()) {
         const FloatMatrix* basis = basis_.Amplitudes(id);
-        auto fitter = basis ? MakeFitter(algorithm_, id) : nullptr;
+        auto fitter = basis ? MakeFitter(settings_.algorithm, id) : nullptr;
         if (!fitter) continue;
-        if (primaryOn_) fitter->SetPrimary(true, primaryValue_, basis_.Primary(id));
-        fitter->SetVerbose(false);
+        if (settings_.primaryFit)
+            fitter->SetPrimary(true, settings_.primaryFraction, basis_.Primary(id));
         fitter->SetTolerance(tolerance);
         fitter->SetConditioning(smoothing_, powerRatio_, force_, minLength_);
         fitter->SetBasisAndWeights(*basis, WeightsOf(id, basis->Cols()));
@@ -138,34 +122,35 @@ float xFitFactory::PrimaryRatio(long component, float altitude) const {
     return length > 0.0f ? image[axis - 1] / length : 0.0f;
 }
 
-float xFitFactory::FitComponent(const xMData& bin, const float* binRecord, const xMAmp& amp,
-                                float* ampRecord, long component, long recordIndex) {
+xComponentFit xFitFactory::FitComponent(const float* binRecord, float* ampRecord, long component) {
     xFitSolver& fitter = *fitters_.at(component);
     const FloatMatrix& basis = *basis_.Amplitudes(component);
     const long nChan = fitter.Channels(), nTaus = fitter.Taus();
-    amplitudes_.Resize(1, nTaus + (primaryOn_ ? 1 : 0));
-    working_.Resize(0, 3, 1, nChan);
-    working_ *= 0.0f;
-    const long first = bin.ChannelOffset(component);
-    FloatArray data(1, nChan);
+    const bool primaryOn = settings_.primaryFit;
+    const int normalization = settings_.normalization;
+    const xRecordView record(*binLayout_, binRecord);
+    const float* channels = record.Channels(component);
+    xComponentFit result;
+    result.component = component;
+    FloatArray& data = result.data;
+    data.Resize(1, nChan);
     double sum = 0.0;
     float largest = -1e30f, smallest = 1e30f;
     for (long c = 1; c <= nChan; ++c) {
-        data[c] = binRecord[first + c - 1];
+        data[c] = channels[c - 1];
         sum += data[c];
         largest = std::max(largest, data[c]);
         smallest = std::min(smallest, data[c]);
     }
     float sign = sum >= 0.0 ? 1.0f : -1.0f;
-    if (normalization_ == 2) scale_ = std::fabs(data[1]);
-    if (normalization_ == 1 || normalization_ == 3)
+    if (normalization == 2) scale_ = std::fabs(data[1]);
+    if (normalization == 1 || normalization == 3)
         scale_ = std::max(std::fabs(largest), std::fabs(smallest));
-    if (normalization_ == 3) sign = 1.0f;
+    if (normalization == 3) sign = 1.0f;
     if (scale_ == 0.0f)
         scale_ = 1.0f;
     else
         data *= 1.0f / scale_;
-    for (long c = 1; c <= nChan; ++c) working_[0][c] = data[c];
 
     bool stale = false;
     if (weights_.IsDataDependent()) {
@@ -173,112 +158,99 @@ float xFitFactory::FitComponent(const xMData& bin, const float* binRecord, const
         stale = true;
     }
     float ratio = 0.0f;
-    if (force_ != 0.0f || minLength_ != 0.0f || primaryOn_) {
-        ratio = PrimaryRatio(component, binRecord[4]);
+    if (force_ != 0.0f || minLength_ != 0.0f || primaryOn) {
+        ratio = PrimaryRatio(component, record.Altitude());
         fitter.SetRatio(ratio, scale_, basis_.PrimaryFactor(component), basis_.Norms(component));
     }
     if (force_ != 0.0f || minLength_ != 0.0f) stale = true;
     if (stale) fitter.BuildDesign();
     fitter.SetData(data);
-    fitter.Solve(amplitudes_);
+    FloatArray x(1, nTaus + (primaryOn ? 1 : 0));
+    fitter.Solve(x);
 
     // Misfit of the weighted basis against the data as they came.
     const FloatMatrix& weighted = fitter.WeightedBasis();
     const FloatArray* primary = basis_.Primary(component);
+    result.fit.Resize(1, nChan);
+    result.residuals.Resize(1, nChan);
     double misfit = 0.0;
     for (long c = 1; c <= nChan; ++c) {
         double model = 0.0, fit = 0.0;
         for (long t = 1; t <= nTaus; ++t) {
-            model += double(weighted[t][c]) * amplitudes_[t];
-            fit += double(basis[t][c]) * amplitudes_[t];
+            model += double(weighted[t][c]) * x[t];
+            fit += double(basis[t][c]) * x[t];
         }
-        if (primaryOn_ && primary) fit += double((*primary)[c]) * amplitudes_[nTaus + 1];
-        const float residual = float(model - data[c]);
-        working_[2][c] = residual;
-        working_[3][c] = std::fabs(residual) / float(recordIndex + 1);
-        working_[1][c] = float(fit);
-        misfit += std::fabs(residual);
+        if (primaryOn && primary) fit += double((*primary)[c]) * x[nTaus + 1];
+        result.residuals[c] = float(model - data[c]);
+        result.fit[c] = float(fit);
+        misfit += std::fabs(result.residuals[c]);
     }
-    WriteAmplitudes(amp, ampRecord, component, scale_, sign, ratio);
-    return float(misfit / double(nChan));
+    result.misfit = float(misfit / double(nChan));
+    WriteAmplitudes(result, x, ampRecord, sign, ratio);
+    return result;
 }
 
-void xFitFactory::WriteAmplitudes(const xMAmp& amp, float* record, long component, float scale,
-                                  float sign, float ratio) {
-    const long S = amp.AmplitudeOffset(component);
+void xFitFactory::WriteAmplitudes(xComponentFit& result, const FloatArray& x, float* record,
+                                  float sign, float ratio) const {
+    const long component = result.component;
+    const long first = amp_->AmplitudeOffset(component);
     const long nTaus = fitters_.at(component)->Taus();
     const float np = basis_.PrimaryFactor(component);
+    const bool primaryOn = settings_.primaryFit;
     float p = 0.0f;
-    if (amp.ItemsPerComponent() == 2) {
-        if (primaryOn_) p = amplitudes_[nTaus + 1] / (np / scale);
+    if (amp_->ItemsPerComponent() == 2) {
+        if (primaryOn) p = x[nTaus + 1] / (np / scale_);
         // A ratio never computed leaves both primary items at 0.
-        record[S - 1] = primaryOn_ && ratio != 0.0f ? p / ratio : 0.0f;
+        record[amp_->PrimaryCoefficientItem(component)] =
+            primaryOn && ratio != 0.0f ? p / ratio : 0.0f;
         float level = 0.0f;
-        if (ratio != 0.0f) level = working_[1][frequencyDomain_ ? working_.ColHigh() : 1] / ratio;
-        record[S - 2] = level < -30000.0f ? 0.0f : level;
+        if (ratio != 0.0f) level = result.fit[frequencyDomain_ ? result.fit.High() : 1] / ratio;
+        record[amp_->PrimaryLevelItem(component)] = level < -30000.0f ? 0.0f : level;
     }
+    float* amplitudes = record + first;
     float sum = 0.0f;
     for (long t = 1; t <= nTaus; ++t) {
-        record[S + t - 1] = amplitudes_[t] / (basis_.Norm(component, t) / scale) * sign;
-        sum += record[S + t - 1];
+        amplitudes[t - 1] = x[t] / (basis_.Norm(component, t) / scale_) * sign;
+        sum += amplitudes[t - 1];
     }
-    if (primaryOn_ && primaryValue_ == 0.0f && sum != 0.0f)
-        for (long t = 1; t <= nTaus; ++t) record[S + t - 1] /= p / sum + 1.0f;
+    if (primaryOn && settings_.primaryFraction == 0.0f && sum != 0.0f)
+        for (long t = 1; t <= nTaus; ++t) amplitudes[t - 1] /= p / sum + 1.0f;
+    result.amplitudes.Resize(1, nTaus);
+    for (long t = 1; t <= nTaus; ++t) result.amplitudes[t] = amplitudes[t - 1];
 }
 
-void xFitFactory::ProcessRecord(const xMData& bin, const float* binRecord, const xMAmp& amp,
-                                float* ampRecord, long recordIndex) {
-    for (long i = 0; i < bin.BaseItems(); ++i) ampRecord[i] = binRecord[i];
+std::vector<long> xFitFactory::FittedComponents() const {
+    std::vector<long> components;
+    for (long id = FirstComponent; id <= LastComponent; ++id)
+        if (bin_->ComponentFlags()[id] != 0 && HasFitter(id)) components.push_back(id);
+    return components;
+}
+
+void xFitFactory::FitRecord(const float* binRecord, float* ampRecord) {
+    const xRecordLayout& in = *binLayout_;
+    const xRecordLayout& out = *ampLayout_;
+    for (long i = 0; i < in.BaseItems(); ++i) ampRecord[i] = binRecord[i];
+    fits_.clear();
     double sum = 0.0;
-    long count = 0;
-    for (long id = FirstComponent; id <= LastComponent; ++id) {
-        if (bin.ComponentFlags()[id] == 0 || !HasFitter(id)) continue;
-        const float misfit = FitComponent(bin, binRecord, amp, ampRecord, id, recordIndex);
-        misfits_[id] += misfit;
+    for (long id : FittedComponents()) {
+        fits_.push_back(FitComponent(binRecord, ampRecord, id));
+        misfits_[id] += fits_.back().misfit;
         ++fitted_[id];
-        sum += misfit;
-        ++count;
+        sum += fits_.back().misfit;
     }
-    ampRecord[xMAmp::ErrorItem] = float(sum / (double(count) + 1e-6));
+    ampRecord[xMAmp::ErrorItem] = float(sum / (double(fits_.size()) + 1e-6));
+    // User and orientation items close both records.
+    const long tail = in.UserItems() + in.OrientationItems();
+    for (long i = 0; i < tail; ++i)
+        ampRecord[out.FirstUserItem() + i] = binRecord[in.FirstUserItem() + i];
+    ++records_;
 }
 
-bool xFitFactory::ProcessLine(xMData& bin, const xMLineBlock& block, xMAmp& amp) {
-    xMLine line(&bin);
-    if (!line.Load(block)) return false;
-    const long R = amp.RowLength();
-    FloatArray record(0, R - 1);
-    record *= 0.0f;
-    // User and orientation items follow the channels in both files.
-    const long binTail = bin.RowLength() - bin.UserItems() - bin.OrientationItems();
-    const long ampTail = R - amp.UserItems() - amp.OrientationItems();
-    xMLineStats mean(bin.RowLength());
-    xMLineWriter writer(amp, line.LineNumber());
-    long counter = 0;
-    while (NextRecord(counter) && counter <= line.Rows()) {
-        if (counter <= writer.Rows()) continue;  // a record already written
-        const FloatArray& row = line.Row(counter - 1);
-        mean.Add(row.Data(), nullptr);
-        ProcessRecord(bin, row.Data(), amp, record.Data(), counter - 1);
-        for (long i = 0; binTail + i < bin.RowLength(); ++i) record[ampTail + i] = row[binTail + i];
-        writer.AddRow(record);
-        ++records_;
-    }
-    const bool finished = !IsSet(Stop);
-    if (!writer.Finish()) return false;
-    // The line's mean record, fitted once more for the averages.
-    averageData_.clear();
-    averageFit_.clear();
-    if (writer.Rows() > 0) {
-        FloatArray scratch(0, R - 1);
-        const FloatArray& meanRecord = mean.Mean();
-        for (long id = FirstComponent; id <= LastComponent; ++id) {
-            if (bin.ComponentFlags()[id] == 0 || !HasFitter(id)) continue;
-            FitComponent(bin, meanRecord.Data(), amp, scratch.Data(), id, 0);
-            averageData_.push_back(FloatArray(working_[0]));
-            averageFit_.push_back(FloatArray(working_[1]));
-        }
-    }
-    return finished;
+std::vector<xComponentFit> xFitFactory::FitAlone(const float* binRecord) {
+    std::vector<float> scratch(std::size_t(ampLayout_->Length()), 0.0f);
+    std::vector<xComponentFit> fits;
+    for (long id : FittedComponents()) fits.push_back(FitComponent(binRecord, scratch.data(), id));
+    return fits;
 }
 
 double xFitFactory::MeanMisfit(long component) const {

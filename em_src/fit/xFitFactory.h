@@ -3,90 +3,90 @@
 // fitted on the normalised basis, the amplitudes written in data units with the
 // data's sign. The fitters do the arithmetic; this engine normalises the data,
 // chooses the weights, measures the misfit and lays out the amplitude record.
+// It works on records handed to it; whoever runs it reads and writes the files.
 
-#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "xAofTau.h"
 #include "xArray.h"
 #include "xErrWeight.h"
-#include "xFitParams.h"
+#include "xFitSettings.h"
 #include "xFitSolver.h"
-#include "xMatrix.h"
 #include "xProcessState.h"
+#include "xRecordLayout.h"
 
 class xEMDesc;
 class xMAmp;
 class xMData;
-struct xMLineBlock;
+class xPlatform;
+
+// One component of one record as it was fitted.
+struct xComponentFit {
+    long component = 0;
+    FloatArray data;        // normalised, 1..channels
+    FloatArray fit;         // the basis (and the primary) times the amplitudes
+    FloatArray residuals;   // weighted basis times the amplitudes, less the data
+    FloatArray amplitudes;  // as written: data units with the data's sign, 1..taus
+    float misfit = 0.0f;    // mean |residual| over the channels
+};
 
 class xFitFactory : public xProcessState {
   public:
     explicit xFitFactory(const xEMDesc& descriptor, xProgressSink* owner = nullptr);
     ~xFitFactory() override;
 
-    // Everything from the deconvolution parameters and the basis, in the order
-    // a run sets it, fitters made.
-    void Configure(const xFitParams& params, const xAofTau& basis);
-
-    void SetBasis(const xAofTau& basis, int normalization, int chanTau);
-    // One of the algorithm codes of the deconvolution parameters.
-    void SetAlgorithm(std::int32_t code) { algorithm_ = code; }
-    void SetThreshold(float threshold) { threshold_ = threshold; }
-    // The primary column, and the primary percentage / 100.
-    void SetPrimary(bool on, float value);
-    void SetErrorWeights(const std::map<std::int32_t, FloatMatrix>& weights, std::int32_t type,
-                         float parameter);
-    // Smoothing squared, power-law ratio, force to surface squared, minimum length squared.
-    void SetConditioning(float smoothing, float ratio, float force, float minLength);
-    void CreateFitters();
+    // The settings and the basis, fitters made; a weighting that cannot be
+    // made is reported to messages.
+    void Configure(const xFitSettings& settings, const xAofTau& basis, xPlatform& messages);
     bool HasFitter(long component) const { return fitters_.count(component) > 0; }
+    bool HasAnyFitter() const { return !fitters_.empty(); }
 
-    // Every record of one line of bin into a new line of amp; false when the
-    // run was stopped or a record could not be made.
-    bool ProcessLine(xMData& bin, const xMLineBlock& line, xMAmp& amp);
-    // One record: the base items copied, each component fitted, the error item.
-    void ProcessRecord(const xMData& bin, const float* binRecord, const xMAmp& amp,
-                       float* ampRecord, long recordIndex);
-    // One component of one record; the misfit.
-    float FitComponent(const xMData& bin, const float* binRecord, const xMAmp& amp,
-                       float* ampRecord, long component, long recordIndex);
+    // The survey and amplitude files whose records the engine is handed; both
+    // must outlive the run.
+    void SetLayouts(const xMData& bin, const xMAmp& amp);
 
-    // The rows of the last component fitted: 0 data, 1 fit, 2 error, 3 cumulative.
-    const FloatMatrix& Working() const { return working_; }
-    const FloatArray& Amplitudes() const { return amplitudes_; }
-    // Records fitted in the run and the sum of their misfits, per component.
+    // One survey record into one amplitude record: the base items copied, each
+    // component fitted, the error item, the user and orientation items. The
+    // record counts in the run's misfits.
+    void FitRecord(const float* binRecord, float* ampRecord);
+    // The fitted components of the last FitRecord, in component order.
+    const std::vector<xComponentFit>& Fits() const { return fits_; }
+    // A record fitted by itself (a line's mean, a record to look at): the same
+    // fits, nothing counted.
+    std::vector<xComponentFit> FitAlone(const float* binRecord);
+
+    // Records fitted in the run and the mean of their misfits, per component.
     long RecordsFitted() const { return records_; }
     double MeanMisfit(long component) const;
-    // Per line, FIT_AVERAGE rows: the data and fit rows of each component on
-    // the line's mean record.
-    const std::vector<FloatArray>& AverageData() const { return averageData_; }
-    const std::vector<FloatArray>& AverageFit() const { return averageFit_; }
 
   private:
+    void CreateFitters();
+    // The components of a record that are in the survey and have a fitter.
+    std::vector<long> FittedComponents() const;
+    xComponentFit FitComponent(const float* binRecord, float* ampRecord, long component);
     float PrimaryRatio(long component, float altitude) const;
     FloatArray WeightsOf(long component, long channels) const;
-    void WriteAmplitudes(const xMAmp& amp, float* ampRecord, long component, float scale,
-                         float sign, float ratio);
+    void WriteAmplitudes(xComponentFit& result, const FloatArray& x, float* ampRecord, float sign,
+                         float ratio) const;
 
     const xEMDesc& descriptor_;
+    xFitSettings settings_;
     xNormalizedAofTau basis_;
     xErrWeight weights_;
     std::map<long, std::unique_ptr<xFitSolver>> fitters_;
     bool frequencyDomain_ = false;
-    int normalization_ = 1;
-    std::int32_t algorithm_ = xFitParams::PlsAllTaus;
-    float threshold_ = 1e-4f;
-    bool primaryOn_ = false;
-    float primaryValue_ = 0.0f;
+    // Squared conditioning and the smoothing's power-law ratio of the basis taus.
     float smoothing_ = 0.0f, powerRatio_ = 1.0f, force_ = 0.0f, minLength_ = 0.0f;
-    FloatMatrix working_;
-    FloatArray amplitudes_;
+    const xMData* bin_ = nullptr;
+    const xMAmp* amp_ = nullptr;
+    std::optional<xRecordLayout> binLayout_, ampLayout_;
+    // A normalisation that sets no scale keeps the last one.
     float scale_ = 1.0f;
+    std::vector<xComponentFit> fits_;
     long records_ = 0;
     std::map<long, double> misfits_;
     std::map<long, long> fitted_;
-    std::vector<FloatArray> averageData_, averageFit_;
 };

@@ -11,6 +11,8 @@
 #include "xArray.h"
 #include "xMatrix.h"
 
+class xPlatform;
+
 class xFitSolver {
   public:
     virtual ~xFitSolver() = default;
@@ -36,7 +38,8 @@ class xFitSolver {
     // the per-tau factors B (not owned), for the surface row.
     void SetRatio(float ratio, float scale, float primaryFactor, const FloatArray* tauFactors);
     void SetTolerance(float tolerance) { tolerance_ = tolerance; }
-    void SetVerbose(bool verbose) { verbose_ = verbose; }
+    // Where a fitter says why a pass gave up; none keeps it quiet.
+    void SetMessages(xPlatform* messages) { messages_ = messages; }
 
     long Taus() const { return nTaus_; }
     long Channels() const { return nChan_; }
@@ -57,7 +60,7 @@ class xFitSolver {
     FloatArray weights_;
     long nTaus_ = 0, nChan_ = 0, nRows_ = 0, nCols_ = 0;
     float tolerance_ = 1e-6f;
-    bool verbose_ = false;
+    xPlatform* messages_ = nullptr;
     float ratio_ = 0.0f;
     float scale_ = 1.0f, np_ = 1.0f;
     const FloatArray* tauFactors_ = nullptr;

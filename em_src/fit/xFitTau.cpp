@@ -10,6 +10,7 @@
 #include "xFitFactory.h"
 #include "xFitParams.h"
 #include "xMAmp.h"
+#include "xMLine.h"
 #include "xMLineBlock.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
@@ -42,6 +43,50 @@ xFitParams& xFitTau::Parameters() const {
     return static_cast<xFitParams&>(*Params());
 }
 
+xFitSettings xFitTau::Settings(const xFitParams& params) {
+    xFitSettings settings;
+    settings.algorithm = params.algorithm;
+    settings.normalization = params.normalization;
+    settings.threshold = params.threshold;
+    settings.primaryFit = params.primaryFit != 0;
+    settings.primaryFraction = params.primaryPercentage / 100.0f;
+    settings.errorWeighting = params.errorWeighting;
+    settings.weightParameter = params.weightParameter;
+    settings.weights = params.weights;
+    settings.smoothing = params.smoothing;
+    settings.powerLaw = params.powerLaw;
+    settings.forceToSurface = params.forceToSurface;
+    settings.minLength = params.minLength;
+    return settings;
+}
+
+bool xFitTau::DeconvolveLine(xFitFactory& engine, xMData& bin, const xMLineBlock& block, xMAmp& amp,
+                             xLineAverages& averages) {
+    xMLine line(&bin);
+    if (!line.Load(block)) return false;
+    FloatArray record(0, amp.RowLength() - 1);
+    record *= 0.0f;
+    xMLineStats mean(bin.RowLength());
+    xMLineWriter writer(amp, line.LineNumber());
+    long counter = 0;
+    while (engine.NextRecord(counter) && counter <= line.Rows()) {
+        if (counter <= writer.Rows()) continue;  // a record already written
+        const FloatArray& row = line.Row(counter - 1);
+        mean.Add(row.Data(), nullptr);
+        engine.FitRecord(row.Data(), record.Data());
+        writer.AddRow(record);
+    }
+    const bool finished = !engine.IsSet(xProcessState::Stop);
+    if (!writer.Finish()) return false;
+    averages = {};
+    if (writer.Rows() > 0)
+        for (const xComponentFit& fit : engine.FitAlone(mean.Mean().Data())) {
+            averages.data.push_back(fit.data);
+            averages.fit.push_back(fit.fit);
+        }
+    return finished;
+}
+
 void xFitTau::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (!descriptor) return;
@@ -71,10 +116,8 @@ void xFitTau::Execute(int) {
     SetRunState(Executing);
     xFitFactory engine(*descriptor, this);
     SetEngine(&engine);
-    engine.Configure(params, basis);
-    bool anyFitter = false;
-    for (const auto& [id, component] : descriptor->Components()) anyFitter |= engine.HasFitter(id);
-    if (!anyFitter) {
+    engine.Configure(Settings(params), basis, Platform());
+    if (!engine.HasAnyFitter()) {
         Platform().Error("Algorithm " + std::to_string(params.algorithm) +
                          " names no fitter: set 703.Algorithm to one of 128 (PLS), 2048 (SVD), "
                          "2 (L1), 16 (positive L1) or 32 (PLS for X, SVD for Z).");
@@ -90,14 +133,16 @@ void xFitTau::Execute(int) {
 
     OpenProgress("Deconvolving");
     SetRange(bin.Records());
+    engine.SetLayouts(bin, amp);
     bool finished = true;
+    xLineAverages averages;
     for (const xMLineBlock& block : bin.LineBlocks()) {
         SetStatus("Line: " + std::to_string(block.number));
-        if (!engine.ProcessLine(bin, block, amp)) {
+        if (!DeconvolveLine(engine, bin, block, amp, averages)) {
             finished = false;
             break;
         }
-        WriteFitAverageLine(average, block.number, engine.AverageData(), engine.AverageFit());
+        WriteFitAverageLine(average, block.number, averages.data, averages.fit);
     }
     amp.WriteHeader();
     amp.Close();

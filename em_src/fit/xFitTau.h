@@ -3,10 +3,17 @@
 // AOT file, the amplitudes written to <project>.AMP.
 
 #include <filesystem>
+#include <vector>
 
+#include "xArray.h"
+#include "xFitSettings.h"
 #include "xObject.h"
 
+class xFitFactory;
 class xFitParams;
+class xMAmp;
+class xMData;
+struct xMLineBlock;
 
 class xFitTau : public xObject {
   public:
@@ -18,8 +25,20 @@ class xFitTau : public xObject {
     void Execute(int mode) override;
     void Dialog(int, int) override {}
 
+    // The engine's settings from the deconvolution parameters.
+    static xFitSettings Settings(const xFitParams& params);
+
   private:
+    // The line's fits of its mean record, as FIT_AVERAGE rows.
+    struct xLineAverages {
+        std::vector<FloatArray> data, fit;
+    };
+
     xFitParams& Parameters() const;
+    // Every record of one line of bin through the engine into a new line of
+    // amp; false when the run was stopped or the line could not be written.
+    bool DeconvolveLine(xFitFactory& engine, xMData& bin, const xMLineBlock& block, xMAmp& amp,
+                        xLineAverages& averages);
     // The amplitude file as text beside it: <project>_AMP.TEXT.
     void SaveInAscii(const std::filesystem::path& path);
 };

@@ -78,7 +78,7 @@ int xL1MinErrFit::RunTableau(int m1, int m2, int nVars, std::vector<float>& valu
     int status = 0;
     LongArray izrov, iposv;
     simplx(tableau, m, nVars, int(atMost.size()), int(atLeast.size()), 0, status, izrov, iposv,
-           tolerance_, verbose_);
+           tolerance_, messages_ != nullptr);
     values.assign(std::size_t(nVars) + 1, 0.0f);
     if (status != 0) return status;  // no answer, or an unbounded one: x stays 0
     for (int i = 1; i <= m; ++i) {

@@ -79,8 +79,8 @@ int xPLSFit::Pass(FloatArray& x) {
         }
         if (entering == 0) return Solved;
 
-        if (!Add(entering) && verbose_) {
-            Platform().Error("Error in add");
+        if (!Add(entering) && messages_) {
+            messages_->Error("Error in add");
             return AddFailed;
         }
 
@@ -107,8 +107,8 @@ int xPLSFit::Pass(FloatArray& x) {
                 for (long j : active_)
                     if (x[j] <= tol) leaving.push_back(j);
                 for (long j : leaving) {
-                    if (!Remove(j) && verbose_) {
-                        Platform().Error("Sub error");
+                    if (!Remove(j) && messages_) {
+                        messages_->Error("Sub error");
                         return RemoveFailed;
                     }
                 }

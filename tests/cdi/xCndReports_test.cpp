@@ -245,12 +245,13 @@ TEST_F(xCndReportsTest, DepthGridOutOfScaleIsRefusedBeforeAnythingIsWritten) {
 TEST_F(xCndReportsTest, UserPatternAveragesGroupsUnderBothLabels) {
     // Record b's group holds only NULLs; Z is lifted by positive fitted depths.
     ASSERT_TRUE(cnd_.DumpUser(1, dir_ / "U.txt", true,
-                              "FID:8f1 Line#:6f0 \"|\":3S { DC(0m) DC(10m) DC(20m) }:10f2 Z:9F1"));
+                              "FID:8f1 Line#:6f0 \"|\":3S { DC(0m) DC(10m) DC(20m) }:10f2 Z:9F1",
+                              platform_));
     EXPECT_EQ(Slurp(dir_ / "U.txt"), kUser);
 
     // Nothing asked for: the whole list, and with no section shown the question.
     platform_.answers = {1};
-    ASSERT_TRUE(cnd_.DumpUser(0, dir_ / "all.txt", false, ""));
+    ASSERT_TRUE(cnd_.DumpUser(0, dir_ / "all.txt", false, "", platform_));
     ASSERT_EQ(platform_.Texts("question").size(), 1u);
     EXPECT_EQ(platform_.Texts("question")[0],
               "CDI ASCII output may contain Descrete or/and Layered approximations of CDI "
@@ -278,7 +279,7 @@ TEST_F(xCndReportsTest, PatternFaultsAreReportedAndNothingIsWritten) {
               "xxx123.988");
     EXPECT_EQ(errors[1].rfind("There is no item <LC(10m)> to write from this CDI file.", 0), 0u);
     EXPECT_NE(errors[1].find(" DC(20m)."), std::string::npos);
-    EXPECT_FALSE(cnd_.DumpUser(1, dir_ / "bad.txt", false, "Y:7i"));
+    EXPECT_FALSE(cnd_.DumpUser(1, dir_ / "bad.txt", false, "Y:7i", platform_));
     EXPECT_FALSE(fs::exists(dir_ / "bad.txt"));
 
     // An open group is closed and the row ended; EOL inside a group is passed over.
@@ -370,20 +371,20 @@ TEST_F(xCndReportsTest, DispatchByCode) {
     xCdiOutputOptions options;
     options.out = DefaultCdiOutputPath(dir_ / "P.CND", 12);
     EXPECT_EQ(options.out, dir_ / "P.xyz");
-    ASSERT_TRUE(SaveCdiOutput(cnd_, 12, options));
+    ASSERT_TRUE(SaveCdiOutput(cnd_, 12, options, platform_));
     EXPECT_TRUE(fs::exists(dir_ / "P.xyz"));
 
     options.out = DefaultCdiOutputPath(dir_ / "P.CND", 15);
-    ASSERT_TRUE(SaveCdiOutput(cnd_, 15, options));
+    ASSERT_TRUE(SaveCdiOutput(cnd_, 15, options, platform_));
     EXPECT_TRUE(fs::exists(dir_ / "P_db-20.DOC"));
     EXPECT_TRUE(DefaultCdiOutputPath(dir_ / "P.CND", 14).empty());
     options.out = dir_ / "none";
-    EXPECT_TRUE(SaveCdiOutput(cnd_, 14, options));
+    EXPECT_TRUE(SaveCdiOutput(cnd_, 14, options, platform_));
     EXPECT_FALSE(fs::exists(dir_ / "none"));
 
-    EXPECT_FALSE(SaveCdiOutput(cnd_, 19, options));
+    EXPECT_FALSE(SaveCdiOutput(cnd_, 19, options, platform_));
     options.out = dir_ / "missing" / "P.xyz";
-    EXPECT_FALSE(SaveCdiOutput(cnd_, 12, options));
+    EXPECT_FALSE(SaveCdiOutput(cnd_, 12, options, platform_));
     EXPECT_EQ(
         platform_.Texts("error"),
         (std::vector<std::string>{"There is no CDI output of code 19; the codes are 10 to 18.",

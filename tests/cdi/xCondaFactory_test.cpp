@@ -10,6 +10,7 @@
 #include "TempFolder.h"
 #include "xCDIParams.h"
 #include "xCdiPass.h"
+#include "xConda.h"
 #include "xCondaCross.h"
 #include "xMAmp.h"
 #include "xMCond.h"
@@ -94,7 +95,7 @@ class CdiPassTest : public xTempFolderTest {
     }
 
     bool Run(const fs::path& amp, const std::string& ext = "CND", const fs::path& table = {}) {
-        xCdiPass pass(params, system, &owner);
+        xCdiPass pass(params, system, platform, &owner);
         pass.SetConductanceTable(table);
         const bool ok = pass.Execute(amp, dir_ / ("T." + ext));
         histogram = pass.Histogram();
@@ -114,7 +115,7 @@ class CdiPassTest : public xTempFolderTest {
     }
 
     xRecordingPlatform platform;
-    xCDIParams params;
+    xCdiSettings params = xConda::Settings(xCDIParams{}, nullptr);
     xEMDesc system = SheetSystem();
     ProcessOwner owner;
     FloatMatrix histogram;
@@ -243,6 +244,27 @@ TEST_F(CdiPassTest, NoWeightsLeaveTheMeanNullAndZeroAmplitudesGiveNulls) {
     EXPECT_EQ(rows[0][xMCond::TSCItem], 0.0f);
 }
 
+// Amplitudes far off the lookups ask whether to go on, through the platform the
+// pass was given; terminating leaves no file.
+TEST_F(CdiPassTest, MiscalibratedAmplitudesAskWhetherToGoOn) {
+    params.inspectAmplitudes = true;
+    params.amplitudeDeviation = 2.0f;
+    const fs::path amp = WriteAmp({Altitude, Altitude}, 100.0f);
+    platform.answers = {1, 0};
+    EXPECT_FALSE(Run(amp));
+    EXPECT_FALSE(fs::exists(dir_ / "T.CND"));
+    EXPECT_TRUE(Run(amp));
+    EXPECT_EQ(platform.Texts("question"),
+              std::vector<std::string>(
+                  2,
+                  "CDI module detected a possibility that input data was incorrectly "
+                  "calibrated. You could terminate CDI, correct calibration and try again or "
+                  "continue with current data."));
+    params.amplitudeDeviation = 1000.0f;  // within the tolerance: nothing asked
+    EXPECT_TRUE(Run(amp));
+    EXPECT_EQ(platform.Texts("question").size(), 2u);
+}
+
 TEST_F(CdiPassTest, AReceiverBelowGroundStopsThePassWithoutAFile) {
     EXPECT_FALSE(Run(WriteAmp({Altitude, 15.0f})));
     EXPECT_TRUE(platform.Saw(
@@ -306,7 +328,7 @@ TEST(CdiHistogramRange, BoundsByHandAndTheEmptyFallback) {
 }
 
 TEST_F(CdiPassTest, CrossComponentPacksThePlainIndexOfOneComponent) {
-    params.mode = 3;
+    params.crossComponent = true;
     params.predict = 1;  // an early-time fill gives the column a gradient to snap
     params.logDepths = 1;
     params.condCount = 20;

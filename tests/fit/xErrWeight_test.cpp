@@ -55,56 +55,52 @@ FloatMatrix Table(std::initializer_list<float> values) {
 
 }  // namespace
 
-TEST(xErrWeight, NoWeightingGivesOnesDoubledInFrequencyDomain) {
-    xErrWeight w;
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoWeighting, 1.0f, TimeSystem());
-    EXPECT_EQ(Row(w, "TzRz"), std::vector<float>(3, 1.0f));
-    EXPECT_FALSE(w.IsDataDependent());
-
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoWeighting, 1.0f, FrequencySystem());
-    EXPECT_EQ(Row(w, "TzRz"), std::vector<float>(6, 1.0f));
-}
-
-// Type 1: the power of each window's width, or of the inverse frequency,
-// divided by the largest.
-TEST(xErrWeight, PowerOfWidthOrOfInverseFrequency) {
+// No weighting gives ones, doubled in the frequency domain; type 1 the power
+// of each window's width, or of the inverse frequency (one per frequency, not
+// doubled), divided by the largest.
+TEST(xErrWeight, GeneratedWeights) {
+    struct Case {
+        std::int32_t type;
+        float parameter;
+        bool frequencyDomain;
+        std::vector<float> tzrz;
+    };
+    const Case cases[] = {
+        {xErrWeight::NoWeighting, 1.0f, false, std::vector<float>(3, 1.0f)},
+        {xErrWeight::NoWeighting, 1.0f, true, std::vector<float>(6, 1.0f)},
+        {xErrWeight::PowerOfTime, 0.5f, false, {std::sqrt(0.25f), std::sqrt(0.5f), 1.0f}},
+        {xErrWeight::PowerOfTime, 1.0f, true, {1.0f, 0.25f, 0.0625f}},
+        {xErrWeight::PowerOfTime, 0.0f, false, std::vector<float>(3, 1.0f)}};
     xRecordingPlatform platform;
-    xErrWeight w;
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 0.5f, TimeSystem());
-    const std::vector<float> td = Row(w, "TzRz");
-    ASSERT_EQ(td.size(), 3u);
-    EXPECT_NEAR(td[0], std::sqrt(0.1f / 0.4f), 1e-6);
-    EXPECT_NEAR(td[1], std::sqrt(0.2f / 0.4f), 1e-6);
-    EXPECT_NEAR(td[2], 1.0f, 1e-6);
-
-    // TxRx has no windows: the empty table's maximum is 0.
-    EXPECT_EQ(platform.Texts("warning"), std::vector<std::string>{kMaxZeroWarning});
-    EXPECT_TRUE(Row(w, "TxRx").empty());
-
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 1.0f, FrequencySystem());
-    const std::vector<float> fd = Row(w, "TzRz");
-    ASSERT_EQ(fd.size(), 3u);  // one per frequency, not doubled
-    EXPECT_NEAR(fd[0], 1.0f, 1e-6);
-    EXPECT_NEAR(fd[1], 0.25f, 1e-6);
-    EXPECT_NEAR(fd[2], 0.0625f, 1e-6);
-
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::PowerOfTime, 0.0f, TimeSystem());
-    EXPECT_EQ(Row(w, "TzRz"), std::vector<float>(3, 1.0f));
+    for (const Case& c : cases) {
+        xErrWeight w;
+        w.Set(std::map<std::string, FloatMatrix>{}, c.type, c.parameter,
+              c.frequencyDomain ? FrequencySystem() : TimeSystem(), platform);
+        const std::vector<float> row = Row(w, "TzRz");
+        ASSERT_EQ(row.size(), c.tzrz.size()) << c.type << ' ' << c.parameter;
+        for (std::size_t i = 0; i < row.size(); ++i)
+            EXPECT_NEAR(row[i], c.tzrz[i], 1e-6) << c.type << ' ' << c.parameter << ' ' << i;
+        EXPECT_FALSE(w.IsDataDependent());
+    }
+    // TxRx of the time system has no windows: the empty table's maximum is 0,
+    // said once for each power weighting of that system.
+    EXPECT_EQ(platform.Texts("warning"), std::vector<std::string>(2, kMaxZeroWarning));
 }
 
 // Type 3 keeps the user's table as entered, signs and all, and the parameter
 // floor applies whatever the type.
 TEST(xErrWeight, UserTablesStandAndTheParameterHasAFloor) {
+    xRecordingPlatform platform;
     xErrWeight w;
     std::map<std::int32_t, FloatMatrix> user{{109, Table({0.5f, -0.25f, 1.0f})}};
-    w.Set(user, xErrWeight::UserDefined, 0.0f, TimeSystem());
+    w.Set(user, xErrWeight::UserDefined, 0.0f, TimeSystem(), platform);
     EXPECT_EQ(Row(w, "TzRz"), (std::vector<float>{0.5f, -0.25f, 1.0f}));
     EXPECT_FLOAT_EQ(w.Parameter(), 1e-10f);
     ASSERT_NE(w.Get(109), nullptr);
     EXPECT_EQ(w.Get("TyRy"), nullptr);
     EXPECT_EQ(w.ById().at(109), user.at(109));
 
-    w.Set(user, xErrWeight::NoiseDependent, -3e-11f, TimeSystem());
+    w.Set(user, xErrWeight::NoiseDependent, -3e-11f, TimeSystem(), platform);
     EXPECT_FLOAT_EQ(w.Parameter(), 1e-10f);
     EXPECT_TRUE(w.IsDataDependent());
     // Until the first record the noise weights are ones.
@@ -117,8 +113,10 @@ TEST(xErrWeight, UserTablesStandAndTheParameterHasAFloor) {
 // Type 2: sqrt(1 / (q^2 + 1)) with q the ratio of the value to N * noise
 // (or its inverse), divided by the largest; nothing below 1e-10 counts.
 TEST(xErrWeight, NoiseWeights) {
+    xRecordingPlatform platform;
     xErrWeight w;
-    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoiseDependent, 4.0f, TimeSystem());
+    w.Set(std::map<std::string, FloatMatrix>{}, xErrWeight::NoiseDependent, 4.0f, TimeSystem(),
+          platform);
 
     FloatArray equal(1, 3);
     equal[1] = equal[2] = equal[3] = 4.0f;

@@ -3,16 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <filesystem>
 
 #include "FitTestSupport.h"
 #include "xAofTau.h"
 #include "xEMDesc.h"
 #include "xMAmp.h"
-#include "xMLine.h"
 #include "xRecordingPlatform.h"
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -47,80 +43,55 @@ struct Deconvolution {
         basis.SetPrimary(109, primary);
     }
 
-    // One BIN line of records made exactly from the basis with the amplitudes
-    // given (one set a record), deconvolved into an AMP file; the AMP rows.
-    std::vector<std::vector<float>> Run(const fs::path& dir,
-                                        const std::vector<std::vector<float>>& amplitudes,
+    // Records made exactly from the basis with the amplitudes given (one set a
+    // record), deconvolved one by one; the amplitude records.
+    std::vector<std::vector<float>> Run(const std::vector<std::vector<float>>& amplitudes,
                                         int normalization) {
         const FloatMatrix decays = fittest::DecayBasis(Taus, Channels);
         xMData bin;
-        bin.SetPath(dir / "F.BIN");
-        bin.SetOverwrite(true);
-        EXPECT_EQ(bin.Create(), 1);
         LongArray channels(100, 109), flags(100, 109);
         for (long id = 100; id <= 109; ++id) channels[id] = flags[id] = 0;
         channels[109] = Channels;
         flags[109] = 1;
         bin.InitFromDescriptor(channels, flags, 0);
-        bin.WriteHeader();
-        {
-            xMLineWriter writer(bin, 7);
-            FloatArray record(0, bin.RowLength() - 1);
-            record *= 0.0f;
-            for (std::size_t k = 0; k < amplitudes.size(); ++k) {
-                record[0] = float(100 + k);
-                for (long c = 1; c <= Channels; ++c) {
-                    double value = 0.0;
-                    for (long t = 1; t <= Taus; ++t)
-                        value += amplitudes[k][std::size_t(t - 1)] * decays[t][c];
-                    record[bin.ChannelOffset(109) + c - 1] = float(value);
-                }
-                writer.AddRow(record);
-            }
-            writer.Finish();
-        }
-        bin.WriteHeader();
         xMAmp amp;
-        amp.SetPath(dir / "F.AMP");
-        amp.SetOverwrite(true);
-        EXPECT_EQ(amp.Create(), 1);
         amp.InitFromData(bin, basis.Taus(), 0);
-        amp.WriteHeader();
+        xFitSettings settings;
+        settings.normalization = normalization;
+        settings.threshold = 1e-7f;
         xFitFactory engine(system);
-        engine.SetBasis(basis, normalization, 1);
-        engine.SetThreshold(1e-7f);
-        engine.SetErrorWeights({}, 0, 1.0f);
-        engine.SetConditioning(0.0f, 1.0f, 0.0f, 0.0f);
-        engine.CreateFitters();
-        xMLineBlock block;
-        bin.ResetLines();
-        EXPECT_TRUE(bin.NextLine(block));
-        EXPECT_TRUE(engine.ProcessLine(bin, block, amp));
-        amp.WriteHeader();
+        engine.Configure(settings, basis, platform);
+        engine.SetLayouts(bin, amp);
         std::vector<std::vector<float>> rows;
-        xMLine line(&amp);
-        amp.ResetLines();
-        while (line.Next())
-            for (long r = 0; r < line.Rows(); ++r) {
-                const FloatArray& row = line.Row(r);
-                rows.emplace_back(row.Data(), row.Data() + row.Length());
+        std::vector<float> in(std::size_t(bin.RowLength()), 0.0f);
+        for (std::size_t k = 0; k < amplitudes.size(); ++k) {
+            in[0] = float(100 + k);
+            for (long c = 1; c <= Channels; ++c) {
+                double value = 0.0;
+                for (long t = 1; t <= Taus; ++t)
+                    value += amplitudes[k][std::size_t(t - 1)] * decays[t][c];
+                in[std::size_t(bin.ChannelOffset(109) + c - 1)] = float(value);
             }
+            rows.emplace_back(std::size_t(amp.RowLength()), 0.0f);
+            engine.FitRecord(in.data(), rows.back().data());
+            EXPECT_EQ(engine.Fits().size(), 1u);
+        }
+        EXPECT_EQ(engine.RecordsFitted(), long(amplitudes.size()));
         return rows;
     }
+
+    xRecordingPlatform platform;
 };
 
 }  // namespace
 
 TEST(FitFactory, ExactDataGiveTheirAmplitudesBackWithTheirSign) {
-    xRecordingPlatform platform;
-    const fs::path dir = fs::temp_directory_path() / "tovarn_fit_factory";
-    fs::create_directories(dir);
     Deconvolution run;
     const std::vector<std::vector<float>> amplitudes = {
         {3.0f, 0.5f, 1.0f, 0.25f}, {-2.0f, -1.0f, -0.5f, -4.0f}, {0, 0, 0, 0}};
     for (int normalization : {1, 2, 3}) {
         SCOPED_TRACE(normalization);
-        const auto rows = run.Run(dir, amplitudes, normalization);
+        const auto rows = run.Run(amplitudes, normalization);
         ASSERT_EQ(rows.size(), 3u);
         const long S = 9;  // the first amplitude of the first component
         for (std::size_t k = 0; k < 3; ++k) {
@@ -140,5 +111,5 @@ TEST(FitFactory, ExactDataGiveTheirAmplitudesBackWithTheirSign) {
         EXPECT_NEAR(rows[1][xMAmp::ErrorItem], 2.0 * 0.359568, 0.01);
         EXPECT_EQ(rows[0][0], 100.0f);
     }
-    fs::remove_all(dir);
+    EXPECT_TRUE(run.platform.messages.empty());
 }

@@ -78,16 +78,24 @@ TEST(xFitSolver, DesignRowsWithAndWithoutThePrimaryColumn) {
     }
 }
 
-TEST(xFitSolver, MinimumLengthAloneMakesThePlainRow) {
+// Minimum length alone makes a plain surface row for PLS; SVD keeps no such
+// row: the value is dropped, the force stays.
+TEST(xFitSolver, MinimumLengthRows) {
     Problem setup;
     xPLSFit fit;
     setup.Prepare(fit, false, 0.0f, kL);
     for (long k = 1; k <= kTaus; ++k) EXPECT_FLOAT_EQ(fit.Design()[kChannels + 1][k], kL);
-
     xPLSFit plain;
-    plain.SetConditioning(0.0f, 1.0f, 0.0f, 0.0f);
-    plain.SetBasisAndWeights(setup.basis, setup.weights);
-    EXPECT_EQ(plain.Rows(), kChannels);
+    setup.Prepare(plain, false, 0.0f, 0.0f);
+    EXPECT_EQ(plain.Rows(), kChannels + kTaus - 1);
+
+    xSVDFit svd;
+    setup.Prepare(svd, false, 0.0f, kL);
+    EXPECT_EQ(svd.Rows(), kChannels + kTaus - 1);
+    xSVDFit forced;
+    setup.Prepare(forced, false, kF, kL);
+    EXPECT_EQ(forced.Rows(), kChannels + kTaus);
+    EXPECT_FLOAT_EQ(forced.Design()[kChannels + 1][2], (kF * kScale / 2.0f) / kRatio);
 }
 
 // The right-hand side: weighted data less the weighted primary level, the
@@ -117,16 +125,4 @@ TEST(xFitSolver, RightHandSideAndThePrimaryAsymmetryOfPls) {
     off.SetData(data);
     for (long c = 1; c <= kChannels; ++c)
         EXPECT_FLOAT_EQ(off.RightHandSide()[c], data[c] * setup.weights[c]);
-}
-
-// SVD keeps no minimum-length row: the value is dropped, the force stays.
-TEST(xFitSolver, SvdDropsMinimumLength) {
-    Problem setup;
-    xSVDFit svd;
-    setup.Prepare(svd, false, 0.0f, kL);
-    EXPECT_EQ(svd.Rows(), kChannels + kTaus - 1);
-    xSVDFit forced;
-    setup.Prepare(forced, false, kF, kL);
-    EXPECT_EQ(forced.Rows(), kChannels + kTaus);
-    EXPECT_FLOAT_EQ(forced.Design()[kChannels + 1][2], (kF * kScale / 2.0f) / kRatio);
 }

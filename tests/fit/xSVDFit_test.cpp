@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-
 #include "FitTestSupport.h"
 
 using namespace fittest;
@@ -12,7 +10,6 @@ using namespace fittest;
 // design short of rank.
 TEST(xSVDFit, MinimumNormLeastSquaresSolution) {
     std::mt19937 rng(11);
-    double worst = 0.0;
     for (int trial = 0; trial < 40; ++trial) {
         FloatMatrix basis = RandomBasis(5, 9, rng);
         // Tau 5 is a combination of taus 1 and 2: rank 4.
@@ -33,11 +30,8 @@ TEST(xSVDFit, MinimumNormLeastSquaresSolution) {
         cod.setThreshold(1e-5);
         cod.compute(t);
         const Eigen::VectorXd exact = cod.pseudoInverse() * ToEigen(fit.RightHandSide());
-        const double error = (ToEigen(x) - exact).norm() / exact.norm();
-        worst = std::max(worst, error);
-        EXPECT_LT(error, 1e-4) << trial;
+        EXPECT_LT((ToEigen(x) - exact).norm() / exact.norm(), 1e-4) << trial;
     }
-    std::printf("SVD vs pseudo-inverse: worst relative error %.3g\n", worst);
 }
 
 // Singular values below largest * tolerance count as zero: the answer is the

@@ -219,10 +219,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Check("depth grid refused without a message", platform,
           [&] { return cnd.DumpDepthGrid(out / "grid.xyz", force); });
     Check("user pattern refused without a message", platform,
-          [&] { return cnd.DumpUser(sections, out / "u.txt", force, ""); });
+          [&] { return cnd.DumpUser(sections, out / "u.txt", force, "", platform); });
     options.out = out / ("code" + std::to_string(code) + ".DOC");
     Check("a report by code refused without a message", platform,
-          [&] { return SaveCdiOutput(cnd, code, options); });
+          [&] { return SaveCdiOutput(cnd, code, options, platform); });
     cnd.Close();
     fs::remove_all(out);
     return 0;
