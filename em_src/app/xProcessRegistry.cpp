@@ -27,5 +27,7 @@ void RegisterChainProcesses(xShellApp& shell) {
     Register<xFileCnv>(shell);
     Register<xWaveBasis>(shell);
     Register<xFitTau>(shell);
-    Register<xConda>(shell);
+    // The CDI reads its amplitude checks from the configuration.
+    shell.RegisterProcess(xConda::Id,
+                          [&shell] { return std::make_unique<xConda>(shell.Configuration()); });
 }

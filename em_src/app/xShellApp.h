@@ -57,6 +57,8 @@ class xShellApp {
     ~xShellApp();
 
     void RegisterProcess(int id, ProcessMaker maker);
+    // The configuration the shell was opened with; null when it has none.
+    xIniFile* Configuration() const { return ini_; }
     void SetParamsDialog(ParamsDialog dialog) { dialog_ = std::move(dialog); }
     void SetLauncher(Launcher launcher) { launcher_ = std::move(launcher); }
 
