@@ -354,13 +354,11 @@ double Draw(std::mt19937& rng, double lo, double hi) {
 enum class Family { Uniform, Decays, CoarseGrid };
 
 // Data rounded to float first: the brute force must see what the tableau saw.
-// Without signed data every channel is at or above 0; the coarse grid puts
+// Every channel is at or above 0, as the fits hand them in; the coarse grid puts
 // exact zeros and ties in, which is where degenerate vertices come from.
-void MakeCase(std::mt19937& rng, Family family, int n, int m, bool signedData, Design& A,
-              std::vector<double>& rhs) {
+void MakeCase(std::mt19937& rng, Family family, int n, int m, Design& A, std::vector<double>& rhs) {
     A.assign(std::size_t(n), std::vector<double>(std::size_t(m), 0.0));
     rhs.assign(std::size_t(m), 0.0);
-    const double rhsLow = signedData ? -2.0 : 0.0;
     auto grid = [&](double lo, double hi) { return std::round(Draw(rng, lo, hi) * 2.0) / 2.0; };
     if (family == Family::Decays) {
         // Exponential decays over log-spaced windows, like a tau basis: nearly
@@ -374,13 +372,13 @@ void MakeCase(std::mt19937& rng, Family family, int n, int m, bool signedData, D
             for (int t = 0; t < n; ++t) A[t][c] = std::exp(-time / taus[t]);
             for (int t = 0; t < n; ++t) rhs[c] += amp[t] * A[t][c];
             rhs[c] += Draw(rng, -0.05, 0.05);
-            if (!signedData) rhs[c] = std::fabs(rhs[c]);
+            rhs[c] = std::fabs(rhs[c]);
         }
     } else {
         for (int c = 0; c < m; ++c) {
             for (int t = 0; t < n; ++t)
                 A[t][c] = family == Family::CoarseGrid ? grid(-1, 1) : Draw(rng, -1, 1);
-            rhs[c] = family == Family::CoarseGrid ? grid(rhsLow, 2) : Draw(rng, rhsLow, 2);
+            rhs[c] = family == Family::CoarseGrid ? grid(0, 2) : Draw(rng, 0, 2);
         }
     }
     for (auto& row : A)
@@ -413,15 +411,6 @@ std::vector<double> Amplitudes(const Outcome& out, int n, bool signedAmplitudes)
     return x;
 }
 
-// The fit's own variables, amplitudes and residual bounds, make up the
-// objective; column 1 of row 1 is the objective at the basic solution.
-double ObjectiveAtBasis(const Outcome& out, int nAmplitudeColumns, int m) {
-    double cost = 0.0;
-    for (int v = 1; v <= nAmplitudeColumns; ++v) cost += out.x[std::size_t(v)];
-    for (int c = 1; c <= m; ++c) cost += 10.0 * out.x[std::size_t(nAmplitudeColumns + c)];
-    return -cost;
-}
-
 Outcome SolveL1(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
     const int n = int(A.size());
     const int m = int(rhs.size());
@@ -443,7 +432,7 @@ void CheckAgainstBruteForce(bool signedAmplitudes, const std::vector<Size>& size
                 std::vector<double> rhs;
                 const int n = size.taus;
                 const int m = size.channels;
-                MakeCase(rng, family, n, m, false, A, rhs);
+                MakeCase(rng, family, n, m, A, rhs);
                 SCOPED_TRACE(testing::Message() << "case " << cases << " family " << int(family)
                                                 << " size " << n << "x" << m);
                 const Outcome out = SolveL1(A, rhs, signedAmplitudes);
@@ -471,36 +460,6 @@ TEST(SimplxL1, FreeSignedFitsReachTheBruteForceOptimum) {
 
 TEST(SimplxL1, PositiveFitsReachTheBruteForceOptimum) {
     CheckAgainstBruteForce(false, {{2, 3}, {3, 4}}, 977u, 30);
-}
-
-TEST(SimplxL1, NegativeChannelsGoOnQuietly) {
-    // A negative channel makes the starting slack of its at-most row negative,
-    // which the two phases never repair, so the optimum is not promised here.
-    // What holds all the same: no word without verbose, an answer from the
-    // three statuses, and on status 0 an answer that is the objective of the
-    // basic solution handed back.
-    xRecordingPlatform platform;
-    std::mt19937 rng(4711u);
-    for (Family family : {Family::Uniform, Family::Decays, Family::CoarseGrid}) {
-        for (int rep = 0; rep < 10; ++rep) {
-            for (bool signedAmplitudes : {true, false}) {
-                Design A;
-                std::vector<double> rhs;
-                MakeCase(rng, family, 3, 4, true, A, rhs);
-                const Outcome out = SolveL1(A, rhs, signedAmplitudes);
-                SCOPED_TRACE(testing::Message() << "family " << int(family) << " draw " << rep);
-                ASSERT_TRUE(out.status == 0 || out.status == 1 || out.status == -1);
-                if (out.status == 0) {
-                    const int columns = signedAmplitudes ? 6 : 3;
-                    const double objective = ObjectiveAtBasis(out, columns, 4);
-                    EXPECT_NEAR(out.value, objective, Allowance(objective));
-                } else {
-                    EXPECT_EQ(out.value, out.status == 1 ? -99.0f : -100.0f);
-                }
-            }
-        }
-    }
-    EXPECT_TRUE(platform.messages.empty());
 }
 
 TEST(SimplxL1, AllRightHandSidesZero) {
