@@ -198,6 +198,14 @@ TEST_F(ImportTest, BadValuesAreSkippedOrEndTheRun) {
     EXPECT_EQ(ReadLines(&lineCount)[0].rows.size(), 1u);
     EXPECT_EQ(lineCount, 1);
     EXPECT_NE(Slurp(Err()).find("\nFatal Error in file " + file.string()), std::string::npos);
+    // A line end of any kind counts one line.
+    for (const char* end : {"\r\n", "\r"}) {
+        platform_.answers = {3};
+        ASSERT_TRUE(Import({Put("e.asc", Replace(text, "\n", end))}, SmallSystem()));
+        EXPECT_EQ(platform_.Texts("question").back(),
+                  "Found an ASCII value that cannot be interpreted..\ne.asc:2: expected a number, "
+                  "found \"bad\"");
+    }
     EXPECT_TRUE(installed.messages.empty());
 }
 
