@@ -21,8 +21,8 @@
 #include "xL1MinErrFit.h"
 #include "xL1PosFit.h"
 #include "xPLSFit.h"
+#include "xPlatform.h"
 #include "xSVDFit.h"
-#include "xWavParams.h"
 #include "xWaveBasisTD.h"
 
 namespace {
@@ -43,10 +43,10 @@ FloatMatrix ExampleBasis(const char* descriptorPath) {
     xEMDesc descriptor;
     if (!descriptor.Read(std::filesystem::path(descriptorPath)))
         throw std::runtime_error(std::string("cannot read ") + descriptorPath);
-    xWavParams params;
-    params.numberOfTaus = 12;
-    params.automaticSelection = 1;
-    auto builder = MakeBasisBuilder(descriptor, params, nullptr);
+    xBasisSettings settings;
+    settings.numberOfTaus = 12;
+    settings.automaticSelection = true;
+    auto builder = MakeBasisBuilder(descriptor, settings, Platform());
     builder->Build(kComponent);
 
     xAofTau raw;

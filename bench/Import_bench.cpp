@@ -18,10 +18,10 @@
 #include "SurveyText.h"
 #include "xASCII2BinFactory.h"
 #include "xAsciiScanner.h"
-#include "xCnvParams.h"
 #include "xEMDesc.h"
 #include "xMData.h"
 #include "xMLine.h"
+#include "xPlatform.h"
 #include "xRecordChecker.h"
 
 namespace fs = std::filesystem;
@@ -101,13 +101,13 @@ bool Import(const fs::path& survey, const fs::path& bin) {
     target.SetPath(bin);
     target.SetOverwrite(true);
     if (target.Create() != 1) return false;
-    xASCII2BinFactory engine;
+    xASCII2BinFactory engine(Platform());
     engine.SetDescriptor(&Geotem());
     engine.SetTarget(&target);
     engine.SetFiles({survey});
     if (!engine.Ready()) return false;
-    xCnvParams params;
-    xRecordChecker checker(Dir() / "survey.err", engine.RecordLength(), params);
+    xRecordChecker checker(Dir() / "survey.err", engine.RecordLength(), xImportSettings(),
+                           Platform());
     engine.SetChecker(&checker);
     return engine.Convert();
 }

@@ -7,6 +7,7 @@
 
 #include "xAofTau.h"
 #include "xEMDesc.h"
+#include "xIniFile.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
 #include "xTRClasf.h"
@@ -27,8 +28,35 @@ xWavParams& xWaveBasis::Parameters() const {
 }
 
 xWaveBasisBuilder& xWaveBasis::Builder(const xEMDesc& descriptor) {
-    if (!builder_) builder_ = MakeBasisBuilder(descriptor, Parameters(), ini_);
+    if (!builder_) builder_ = MakeBasisBuilder(descriptor, settings_, Platform());
     return *builder_;
+}
+
+void xWaveBasis::TakeSettings() {
+    const xWavParams& params = Parameters();
+    settings_.numberOfTaus = params.numberOfTaus;
+    settings_.earlyTau = params.earlyTau;
+    settings_.lateTau = params.lateTau;
+    settings_.automaticSelection = params.automaticSelection != 0;
+    settings_.selectionWasAutomatic = params.selectionWasAutomatic != 0;
+    settings_.earlyRelativeError = params.earlyRelativeError;
+    settings_.lateRelativeError = params.lateRelativeError;
+    settings_.unit = params.unit;
+    settings_.stripping = params.stripping;
+    settings_.approximationType = params.approximationType;
+    settings_.descriptorName = Project().descriptorName;
+    if (!ini_) return;
+    settings_.thinSheetFactors = ini_->GetThinSheetFactors();
+    settings_.halfSpaceFactors = ini_->GetHalfSpaceFactors();
+    settings_.extraTaus = ini_->GetExtraTaus();
+}
+
+void xWaveBasis::KeepDecisions() const {
+    xWavParams& params = Parameters();
+    params.numberOfTaus = std::int32_t(settings_.numberOfTaus);
+    params.earlyTau = settings_.earlyTau;
+    params.lateTau = settings_.lateTau;
+    params.selectionWasAutomatic = settings_.selectionWasAutomatic;
 }
 
 void xWaveBasis::AdviseOnTaus(const xEMDesc& descriptor) const {
@@ -59,21 +87,16 @@ bool xWaveBasis::BuildAll(const xEMDesc& descriptor, xAofTau& basis) {
         return channels[a] < channels[b];
     });
     if (lead != order.end()) std::rotate(order.begin(), lead, lead + 1);
-    xWavParams& params = Parameters();
-    const std::int16_t automatic = params.automaticSelection;
-    struct Restore {
-        xWavParams& params;
-        std::int16_t automatic;
-        ~Restore() { params.automaticSelection = automatic; }
-    } restore{params, automatic};
+    // Only the first build chooses the range; the others are made on it.
+    const bool automatic = settings_.automaticSelection;
     bool first = true;
     for (long id : order) {
         if (IsTerminated()) return false;
         if (first || builder.Changed(id)) {
             SetStatus("Creating Wave Basis");
             builder.Build(id);
-            params.automaticSelection = 0;
-            params.selectionWasAutomatic = automatic;
+            settings_.automaticSelection = false;
+            settings_.selectionWasAutomatic = automatic;
         }
         first = false;
         FloatMatrix windows = builder.Windows();
@@ -104,11 +127,13 @@ void xWaveBasis::Execute(int) {
     OpenProgress("Create Basis Functions");
     SetRange(long(descriptor->Components().size()));
     bool built = false;
+    TakeSettings();
     try {
         built = BuildAll(*descriptor, basis);
     } catch (const xBasisError& error) {
         Platform().Error(error.what());
     }
+    KeepDecisions();
     CloseProgress();
     SetRunState(Idle);
     if (!built) return;

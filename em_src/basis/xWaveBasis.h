@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "xBasisSettings.h"
 #include "xObject.h"
 #include "xWaveBasisBuilder.h"
 
@@ -24,15 +25,21 @@ class xWaveBasis : public xObject {
     void Dialog(int, int) override {}
 
     // The builder for the system and the approximation of the parameters: made
-    // once, kept for the process.
+    // once, kept for the process, working on Settings().
     xWaveBasisBuilder& Builder(const xEMDesc& descriptor);
+    xBasisSettings& Settings() { return settings_; }
 
   private:
     xWavParams& Parameters() const;
+    // The parameters and the configuration into the builder's settings, and
+    // what a build decided back into the parameters.
+    void TakeSettings();
+    void KeepDecisions() const;
     // More taus than the sparsest component has channels: the advice.
     void AdviseOnTaus(const xEMDesc& descriptor) const;
     bool BuildAll(const xEMDesc& descriptor, class xAofTau& basis);
 
     xIniFile* ini_;
+    xBasisSettings settings_;
     std::unique_ptr<xWaveBasisBuilder> builder_;
 };

@@ -5,7 +5,6 @@
 
 #include "svdcmp.h"
 #include "xEMDesc.h"
-#include "xWavParams.h"
 
 namespace {
 
@@ -16,8 +15,8 @@ constexpr long AutoTaus = 32;
 
 }  // namespace
 
-xWaveBasisBuilder::xWaveBasisBuilder(const xEMDesc& descriptor, xWavParams& params)
-    : descriptor_(descriptor), params_(params) {}
+xWaveBasisBuilder::xWaveBasisBuilder(const xEMDesc& descriptor, xBasisSettings& settings)
+    : descriptor_(descriptor), settings_(settings) {}
 
 FloatArray xWaveBasisBuilder::TauGrid(double early, double late, long n) {
     FloatArray taus(1, n);
@@ -96,7 +95,7 @@ void xWaveBasisBuilder::SetUnits() {
                      : 0.0;
     if (timeScale_ == 0.0 || !std::isfinite(timeScale_))
         throw xBasisError("TimeScale factor is zero. WaveForm descriptor is possibly wrong!");
-    unitFactor_ = header.SecondsPerUnit() / xEMSDesc::SecondsPer(params_.unit);
+    unitFactor_ = header.SecondsPerUnit() / xEMSDesc::SecondsPer(settings_.unit);
 }
 
 double xWaveBasisBuilder::ToBuilderUnits(double tau) const {
@@ -114,7 +113,7 @@ void xWaveBasisBuilder::SelectTaus(const FloatMatrix& windows) {
     result_.Resize(1, AutoTaus, 1, windows.Cols());
     Response(windows, result_);
     Decompose(result_, w_, v_);
-    SelectRange(w_, v_, taus_, params_.earlyRelativeError, params_.lateRelativeError, early_,
+    SelectRange(w_, v_, taus_, settings_.earlyRelativeError, settings_.lateRelativeError, early_,
                 late_);
     // What the plot of the choice shows: the first vector, scaled, times the
     // running sum of the second; and the taus.

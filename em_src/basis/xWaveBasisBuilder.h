@@ -15,10 +15,10 @@
 #include <string>
 
 #include "xArray.h"
+#include "xBasisSettings.h"
 #include "xMatrix.h"
 
 class xEMDesc;
-class xWavParams;
 
 // A validation that ends the build; the text is the system's message.
 class xBasisError : public std::runtime_error {
@@ -28,7 +28,8 @@ class xBasisError : public std::runtime_error {
 
 class xWaveBasisBuilder {
   public:
-    xWaveBasisBuilder(const xEMDesc& descriptor, xWavParams& params);
+    // The settings are read at each build and take what it decided.
+    xWaveBasisBuilder(const xEMDesc& descriptor, xBasisSettings& settings);
     virtual ~xWaveBasisBuilder() = default;
     xWaveBasisBuilder(const xWaveBasisBuilder&) = delete;
     xWaveBasisBuilder& operator=(const xWaveBasisBuilder&) = delete;
@@ -86,7 +87,7 @@ class xWaveBasisBuilder {
     void BuildLast(const FloatMatrix& windows, long n);
 
     const xEMDesc& descriptor_;
-    xWavParams& params_;
+    xBasisSettings& settings_;
     long component_ = 0;
     FloatArray taus_;
     FloatMatrix windows_;

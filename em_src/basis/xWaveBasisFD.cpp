@@ -3,8 +3,6 @@
 #include <cmath>
 
 #include "xEMDesc.h"
-#include "xProjectContext.h"
-#include "xWavParams.h"
 
 FloatMatrix xWaveBasisFD::Frequencies(long component) const {
     const auto found = descriptor_.Components().find(component);
@@ -21,7 +19,7 @@ void xWaveBasisFD::Setup(long component) {
     windows_ = Frequencies(component);
     if (windows_.Cols() == 0)
         throw xBasisError("There are no frequencies defined. Please correct " +
-                          ProjectContext().descriptorName + " file.");
+                          settings_.descriptorName + " file.");
     SetUnits();
     scale_ = descriptor_.Components().at(component).wave.rxPrimary.AmplitudeFactor();
 }
@@ -50,25 +48,25 @@ void xWaveBasisFD::Build(long component) {
     SaveState();
     Setup(component);
     // Even, and written back even when the taus are chosen by hand.
-    const long n = EvenTaus(params_.numberOfTaus);
-    params_.numberOfTaus = std::int32_t(n);
-    early_ = ToBuilderUnits(params_.earlyTau);
-    late_ = ToBuilderUnits(params_.lateTau);
-    if (params_.automaticSelection) SelectTaus(windows_);
+    const long n = EvenTaus(settings_.numberOfTaus);
+    settings_.numberOfTaus = n;
+    early_ = ToBuilderUnits(settings_.earlyTau);
+    late_ = ToBuilderUnits(settings_.lateTau);
+    if (settings_.automaticSelection) SelectTaus(windows_);
     BuildLast(windows_, n);
     Decompose(result_, w_, v_);
     for (long t = 1; t <= taus_.Length(); ++t) taus_[t] = float(ToParameterUnits(taus_[t]));
-    params_.earlyTau = float(ToParameterUnits(early_));
-    params_.lateTau = float(ToParameterUnits(late_));
-    params_.selectionWasAutomatic = params_.automaticSelection;
+    settings_.earlyTau = float(ToParameterUnits(early_));
+    settings_.lateTau = float(ToParameterUnits(late_));
+    settings_.selectionWasAutomatic = settings_.automaticSelection;
 }
 
 void xWaveBasisFD::SaveState() {
     state_.frequencies = windows_;
     state_.timeScale = timeScale_;
-    state_.early = params_.earlyTau;
-    state_.late = params_.lateTau;
-    state_.taus = params_.numberOfTaus;
+    state_.early = settings_.earlyTau;
+    state_.late = settings_.lateTau;
+    state_.taus = settings_.numberOfTaus;
     state_.saved = true;
 }
 
@@ -79,6 +77,6 @@ bool xWaveBasisFD::Changed(long component) const {
     if (frequencies.Cols() != windows_.Cols()) return true;
     for (long c = 1; c <= frequencies.Cols(); ++c)
         if (frequencies[0][c] != windows_[0][c]) return true;
-    return !near(params_.earlyTau, state_.early) || !near(params_.lateTau, state_.late) ||
-           params_.numberOfTaus != state_.taus;
+    return !near(settings_.earlyTau, state_.early) || !near(settings_.lateTau, state_.late) ||
+           settings_.numberOfTaus != state_.taus;
 }

@@ -6,10 +6,7 @@
 #include <vector>
 
 #include "xEMDesc.h"
-#include "xIniFile.h"
 #include "xPlatform.h"
-#include "xProjectContext.h"
-#include "xWavParams.h"
 #include "xWaveBasisFD.h"
 
 namespace {
@@ -62,14 +59,6 @@ double TimeScaleOf(const xEMSDesc& header) {
 struct Segment {
     double x0, x1, dy;
 };
-
-// The configuration's defaults, for a builder made without one.
-FloatArray DefaultFactors(float tzrx, float tzrz) {
-    FloatArray factors(101, 109);
-    factors[107] = tzrx;
-    factors[109] = tzrz;
-    return factors;
-}
 
 }  // namespace
 
@@ -149,7 +138,7 @@ void xWaveBasisTD::Setup(long component) {
         if (!(end > start))
             throw xBasisError(
                 "One or more sampling windows have negative or zero width. Please correct " +
-                ProjectContext().descriptorName + " file.");
+                settings_.descriptorName + " file.");
         windows_[0][k + 1] = float(double(start) * timeScale_);
         windows_[1][k + 1] = float(double(end) * timeScale_);
     }
@@ -316,11 +305,11 @@ bool xWaveBasisTD::Confirm(int system, const char* systemText, const char* nameT
         std::string("Requested primary field stripping algorithm should be applied ") + "to " +
         systemText + " systems. Descriptor file does not define used system as " + nameText + ". " +
         "Do you want to proceed anyway?";
-    return Platform().Question(question, {"Yes", "No"}) == 0;
+    return ui_.Question(question, {"Yes", "No"}) == 0;
 }
 
 bool xWaveBasisTD::Strip(const FloatMatrix& windows) {
-    switch (params_.stripping) {
+    switch (settings_.stripping) {
         case 0:
         case 4:
             return false;
@@ -337,7 +326,7 @@ bool xWaveBasisTD::Strip(const FloatMatrix& windows) {
             StripQuestem(windows);
             return true;
         default:
-            Platform().Warning("Cannot define EM system type. No stripping performed.");
+            ui_.Warning("Cannot define EM system type. No stripping performed.");
             return false;
     }
 }
@@ -458,18 +447,18 @@ void xWaveBasisTD::StripSpectrem(const FloatMatrix& windows) {
 // ---------------------------------------------------------------- build
 
 void xWaveBasisTD::Build(long component) {
-    const long n = EvenTaus(params_.numberOfTaus);
-    if (params_.automaticSelection) params_.numberOfTaus = std::int32_t(n);
+    const long n = EvenTaus(settings_.numberOfTaus);
+    if (settings_.automaticSelection) settings_.numberOfTaus = n;
     BuildStages(component, n);
 }
 
 void xWaveBasisTD::BuildStages(long component, long n) {
     SaveState();
     Setup(component);
-    early_ = ToBuilderUnits(params_.earlyTau);
-    late_ = ToBuilderUnits(params_.lateTau);
+    early_ = ToBuilderUnits(settings_.earlyTau);
+    late_ = ToBuilderUnits(settings_.lateTau);
     MakeRxWaveform();
-    if (params_.automaticSelection) SelectTaus(windows_);
+    if (settings_.automaticSelection) SelectTaus(windows_);
     taus_ = TauGrid(early_, late_, n);
     if (!Strip(windows_)) BuildLast(windows_, n);
     Decompose(result_, w_, v_);
@@ -480,15 +469,15 @@ void xWaveBasisTD::BuildStages(long component, long n) {
     const float toParameters = float(unitFactor_ / timeScale_);
     for (long t = taus_.Low(); t <= taus_.High(); ++t) taus_[t] = float(ToParameterUnits(taus_[t]));
     windows_ *= toParameters;
-    params_.earlyTau = float(ToParameterUnits(early_));
-    params_.lateTau = float(ToParameterUnits(late_));
-    params_.selectionWasAutomatic = params_.automaticSelection;
+    settings_.earlyTau = float(ToParameterUnits(early_));
+    settings_.lateTau = float(ToParameterUnits(late_));
+    settings_.selectionWasAutomatic = settings_.automaticSelection;
 }
 
 void xWaveBasisTD::SaveState() {
-    state_.early = params_.earlyTau;
-    state_.late = params_.lateTau;
-    state_.taus = params_.numberOfTaus;
+    state_.early = settings_.earlyTau;
+    state_.late = settings_.lateTau;
+    state_.taus = settings_.numberOfTaus;
     state_.saved = true;
 }
 
@@ -501,8 +490,8 @@ bool xWaveBasisTD::Changed(long component) const {
     return wave.windows != state_.windows || wave.rxPrimary.samples != state_.rx ||
            TimeScaleOf(descriptor_.systemDesc) != state_.timeScale ||
            descriptor_.systemDesc.nominalHalfPeriod != state_.halfPeriod ||
-           !near(params_.earlyTau, state_.early) || !near(params_.lateTau, state_.late) ||
-           params_.numberOfTaus != state_.taus;
+           !near(settings_.earlyTau, state_.early) || !near(settings_.lateTau, state_.late) ||
+           settings_.numberOfTaus != state_.taus;
 }
 
 void xWaveBasisTD::SVDAnalysis(FloatMatrix& result) {
@@ -544,20 +533,6 @@ void xWaveBasisTD::SVDAnalysis(FloatMatrix& result) {
 
 // ---------------------------------------------------------------- decays
 
-xWaveBasisTDDecay::xWaveBasisTDDecay(const xEMDesc& descriptor, xWavParams& params, xIniFile* ini)
-    : xWaveBasisTD(descriptor, params),
-      ini_(ini),
-      thinSheet_(DefaultFactors(4.0f, 3.0f)),
-      halfSpace_(DefaultFactors(2.5f, 1.5f)) {}
-
-xWaveBasisTDDecay::xWaveBasisTDDecay(const xEMDesc& descriptor, xWavParams& params,
-                                     const FloatArray& thinSheet, const FloatArray& halfSpace,
-                                     int extraTaus)
-    : xWaveBasisTD(descriptor, params),
-      thinSheet_(thinSheet),
-      halfSpace_(halfSpace),
-      extraTaus_(extraTaus) {}
-
 FloatMatrix xWaveBasisTDDecay::Reduce(const FloatMatrix& fine, long n, long extra, double decades,
                                       float factor) {
     const long fineCount = fine.Rows(), m = fine.Cols();
@@ -580,16 +555,15 @@ FloatMatrix xWaveBasisTDDecay::Reduce(const FloatMatrix& fine, long n, long extr
 }
 
 void xWaveBasisTDDecay::Build(long component) {
-    const int type = params_.approximationType;
+    const int type = settings_.approximationType;
     if (type != 1 && type != 2) {
         xWaveBasisTD::Build(component);
         return;
     }
-    const FloatArray& factors = type == 1 ? (ini_ ? ini_->GetThinSheetFactors() : thinSheet_)
-                                          : (ini_ ? ini_->GetHalfSpaceFactors() : halfSpace_);
-    const long extra = ini_ ? ini_->GetExtraTaus() : extraTaus_;
-    const long n = EvenTaus(params_.numberOfTaus);
-    if (params_.automaticSelection) params_.numberOfTaus = std::int32_t(n);
+    const FloatArray& factors = type == 1 ? settings_.thinSheetFactors : settings_.halfSpaceFactors;
+    const long extra = settings_.extraTaus;
+    const long n = EvenTaus(settings_.numberOfTaus);
+    if (settings_.automaticSelection) settings_.numberOfTaus = n;
     const long fine = EvenTaus(n + extra * n);
     BuildStages(component, fine);
 
@@ -599,10 +573,13 @@ void xWaveBasisTDDecay::Build(long component) {
     taus_ = TauGrid(first, last, n);
 }
 
-std::unique_ptr<xWaveBasisBuilder> MakeBasisBuilder(const xEMDesc& descriptor, xWavParams& params,
-                                                    xIniFile* ini) {
-    if (descriptor.IsFrequencyDomain()) return std::make_unique<xWaveBasisFD>(descriptor, params);
-    if (params.approximationType == 1 || params.approximationType == 2)
-        return std::make_unique<xWaveBasisTDDecay>(descriptor, params, ini);
-    return std::make_unique<xWaveBasisTD>(descriptor, params);
+xWaveBasisTD::xWaveBasisTD(const xEMDesc& descriptor, xBasisSettings& settings, xPlatform& ui)
+    : xWaveBasisBuilder(descriptor, settings), ui_(ui) {}
+
+std::unique_ptr<xWaveBasisBuilder> MakeBasisBuilder(const xEMDesc& descriptor,
+                                                    xBasisSettings& settings, xPlatform& ui) {
+    if (descriptor.IsFrequencyDomain()) return std::make_unique<xWaveBasisFD>(descriptor, settings);
+    if (settings.approximationType == 1 || settings.approximationType == 2)
+        return std::make_unique<xWaveBasisTDDecay>(descriptor, settings, ui);
+    return std::make_unique<xWaveBasisTD>(descriptor, settings, ui);
 }

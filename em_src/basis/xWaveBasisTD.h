@@ -14,11 +14,13 @@
 
 #include "xWaveBasisBuilder.h"
 
-class xIniFile;
+class xPlatform;
 
 class xWaveBasisTD : public xWaveBasisBuilder {
   public:
-    using xWaveBasisBuilder::xWaveBasisBuilder;
+    // The question whether to strip a system the descriptor does not name as
+    // such goes to ui.
+    xWaveBasisTD(const xEMDesc& descriptor, xBasisSettings& settings, xPlatform& ui);
 
     void Build(long component) override;
     bool Changed(long component) const override;
@@ -82,6 +84,7 @@ class xWaveBasisTD : public xWaveBasisBuilder {
     static void Resample(const FloatMatrix& auxWindows, const FloatMatrix& aux,
                          const FloatMatrix& windows, FloatMatrix& result);
 
+    xPlatform& ui_;
     FloatMatrix rx_;
     double halfPeriod_ = 0.0;  // H, builder units
     long points_ = 0;          // N
@@ -105,12 +108,7 @@ class xWaveBasisTD : public xWaveBasisBuilder {
 // coarse tau carries the tail that a conductive half space or sheet adds.
 class xWaveBasisTDDecay : public xWaveBasisTD {
   public:
-    // The factors of the configuration, read at each build; without one the
-    // configuration's defaults hold.
-    xWaveBasisTDDecay(const xEMDesc& descriptor, xWavParams& params, xIniFile* ini);
-    // Factors indexed by component id (101..109).
-    xWaveBasisTDDecay(const xEMDesc& descriptor, xWavParams& params, const FloatArray& thinSheet,
-                      const FloatArray& halfSpace, int extraTaus);
+    using xWaveBasisTD::xWaveBasisTD;
 
     void Build(long component) override;
 
@@ -120,13 +118,8 @@ class xWaveBasisTDDecay : public xWaveBasisTD {
     // weight falls below 1e-5.
     static FloatMatrix Reduce(const FloatMatrix& fine, long n, long extra, double decades,
                               float factor);
-
-  private:
-    xIniFile* ini_ = nullptr;
-    FloatArray thinSheet_, halfSpace_;
-    int extraTaus_ = 2;
 };
 
 // The builder for the system and the approximation of the parameters.
-std::unique_ptr<xWaveBasisBuilder> MakeBasisBuilder(const xEMDesc& descriptor, xWavParams& params,
-                                                    xIniFile* ini);
+std::unique_ptr<xWaveBasisBuilder> MakeBasisBuilder(const xEMDesc& descriptor,
+                                                    xBasisSettings& settings, xPlatform& ui);

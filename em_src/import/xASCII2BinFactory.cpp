@@ -12,13 +12,13 @@
 #include "xMData.h"
 #include "xMLineBlock.h"
 #include "xPlatform.h"
+#include "xReadError.h"
 #include "xRecordChecker.h"
+#include "xRecordLayout.h"
 #include "xTRClasf.h"
 
 namespace fs = std::filesystem;
-
-bool xASCII2BinFactory::skipAll_ = false;
-bool xASCII2BinFactory::floatLabelWarned_ = false;
+using Item = xRecordLayout::BaseItem;
 
 namespace {
 
@@ -47,10 +47,20 @@ std::string RecordText(std::string text) {
     return first == std::string::npos ? std::string() : text.substr(first);
 }
 
+// The line (from 1) that holds a byte of a text file, whichever line end it uses.
+long LineAt(const fs::path& file, std::int64_t offset) {
+    std::ifstream in(file, std::ios::binary);
+    long line = 1;
+    char c = 0, previous = 0;
+    for (std::int64_t k = 0; k < offset && in.get(c); ++k, previous = c)
+        if (c == '\r' || (c == '\n' && previous != '\r')) ++line;
+    return line;
+}
+
 }  // namespace
 
-xASCII2BinFactory::xASCII2BinFactory(xProgressSink* owner)
-    : xProcessState(owner), channels_(100, 109), flags_(100, 109), scale_(100, 109) {}
+xASCII2BinFactory::xASCII2BinFactory(xPlatform& ui, xProgressSink* owner)
+    : xProcessState(owner), ui_(ui), channels_(100, 109), flags_(100, 109), scale_(100, 109) {}
 
 xASCII2BinFactory::~xASCII2BinFactory() = default;
 
@@ -167,7 +177,7 @@ bool xASCII2BinFactory::Ready() {
 
 bool xASCII2BinFactory::Convert() {
     if (!Ready()) {
-        Platform().Error("xASCII2BinFactory is not initialized properly");
+        ui_.Error("xASCII2BinFactory is not initialized properly");
         return false;
     }
     skipAll_ = false;
@@ -184,7 +194,7 @@ bool xASCII2BinFactory::Convert() {
 bool xASCII2BinFactory::ConvertFile(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
-        Platform().Error("xFileConverter: Error opening ASCII file <" + file.string() + ">");
+        ui_.Error("xFileConverter: Error opening ASCII file <" + file.string() + ">");
         return true;
     }
     xAsciiScanner in(stream);
@@ -195,23 +205,24 @@ bool xASCII2BinFactory::ConvertFile(const fs::path& file) {
     return true;
 }
 
-bool xASCII2BinFactory::CheckLineEnds(xAsciiScanner& in, const fs::path&) {
+bool xASCII2BinFactory::CheckLineEnds(xAsciiScanner& in, const fs::path& file) {
     if (source_ != Source::Ascii) {
-        Platform().Note("System detected " + sourceName_ + " file format..");
+        ui_.Note("System detected " + sourceName_ + " file format..");
         return true;
     }
     switch (in.DetectLineEnd()) {
         case xAsciiScanner::LineEnd::Dos:
-            Platform().Note("System detected DOS ASCII file format..");
+            ui_.Note("System detected DOS ASCII file format..");
             break;
         case xAsciiScanner::LineEnd::Unix:
-            Platform().Note("System detected UNIX ASCII file format..");
+            ui_.Note("System detected UNIX ASCII file format..");
             break;
         case xAsciiScanner::LineEnd::Mac:
-            Platform().Note("System detected MAC ASCII file format..");
+            ui_.Note("System detected MAC ASCII file format..");
             break;
         case xAsciiScanner::LineEnd::Unknown:
-            Platform().Error("System detected UNKOWN ASCII file format..");
+            ui_.Error("System detected UNKOWN ASCII file format..\n" +
+                      AtLine(file, 1, "expected a line end (LF, CR LF or CR)"));
             return false;
     }
     return true;
@@ -226,14 +237,14 @@ long xASCII2BinFactory::ReadSurveyLine(xAsciiScanner& in, const fs::path& file) 
         if (!ReadRecord(in, file, start)) break;
         Transform();
         if (!line) {
-            x0_ = record_[1];
-            y0_ = record_[2];
+            x0_ = record_[Item::X];
+            y0_ = record_[Item::Y];
         }
-        record_[5] = Distance(record_[1], record_[2], x0_, y0_);
+        record_[Item::Distance] = Distance(record_[Item::X], record_[Item::Y], x0_, y0_);
         if (!line) {
             lineNumber_ = label_;
             line = std::make_unique<xMLineWriter>(*target_, lineNumber_);
-            firstFid = record_[0];
+            firstFid = record_[Item::Fid];
             SetStatus("LINE  " + std::to_string(lineNumber_));
             if (checker_) {
                 checker_->SetContext(" in file " + file.filename().string() + ", " + "LINE  " +
@@ -247,7 +258,7 @@ long xASCII2BinFactory::ReadSurveyLine(xAsciiScanner& in, const fs::path& file) 
         }
         if (checker_ && !checker_->Check(record_)) SetFlag(Stop);
         line->AddRow(record_);
-        lastFid = record_[0];
+        lastFid = record_[Item::Fid];
         Advance(long(in.Tell() - consumed));
         consumed = in.Tell();
     }
@@ -265,11 +276,11 @@ void xASCII2BinFactory::FinishLine(xMLineWriter& line, float firstFid, float las
         line.ReverseRows();
         line.RewriteRows([&](float* row) {
             if (first) {
-                x0 = row[1];
-                y0 = row[2];
+                x0 = row[Item::X];
+                y0 = row[Item::Y];
                 first = false;
             }
-            row[5] = Distance(row[1], row[2], x0, y0);
+            row[Item::Distance] = Distance(row[Item::X], row[Item::Y], x0, y0);
         });
     }
     line.Finish();
@@ -292,8 +303,9 @@ bool xASCII2BinFactory::ReadRecord(xAsciiScanner& in, const fs::path& file, std:
 bool xASCII2BinFactory::BadValue(xAsciiScanner& in, const fs::path& file, std::int64_t dataStart) {
     int answer = SkipRecord;
     if (!skipAll_)
-        answer = Platform().Question("Found an ASCII value that cannot be interpreted..",
-                                     BadValueCaptions());
+        answer = ui_.Question(
+            "Found an ASCII value that cannot be interpreted..\n" + BadValuePlace(in, file),
+            BadValueCaptions());
     if (answer == SkipAll) skipAll_ = true;
     if (answer == Terminate) {
         SetFlag(Stop);
@@ -307,7 +319,7 @@ bool xASCII2BinFactory::BadValue(xAsciiScanner& in, const fs::path& file, std::i
             in.Seek(dataStart, true);
             return true;
         }
-        Platform().Error("The text editor could not be started: the record is skipped.");
+        ui_.Error("The text editor could not be started: the record is skipped.");
     }
     in.Seek(dataStart);
     in.SkipLine();
@@ -315,6 +327,13 @@ bool xASCII2BinFactory::BadValue(xAsciiScanner& in, const fs::path& file, std::i
         checker_->Report("\nIn file " + file.string() +
                          ",  line skiped: " + RecordText(in.Text(dataStart, in.Tell())));
     return true;
+}
+
+std::string xASCII2BinFactory::BadValuePlace(xAsciiScanner& in, const fs::path& file) {
+    std::string word;
+    in.Seek(badValueAt_);
+    in.ReadWord(word);
+    return AtLine(file, LineAt(file, badValueAt_), ExpectedFound("a number", word));
 }
 
 xASCII2BinFactory::Read xASCII2BinFactory::ReadItems(xAsciiScanner& in) {
@@ -329,7 +348,10 @@ xASCII2BinFactory::Read xASCII2BinFactory::ReadItems(xAsciiScanner& in) {
                 ended = true;
                 break;
             case xAsciiScanner::Status::Bad:
-                if (used_[std::size_t(i)]) return Read::Bad;
+                if (used_[std::size_t(i)]) {
+                    badValueAt_ = in.Tell();
+                    return Read::Bad;
+                }
                 // Text where nothing is read is passed over; text glued to a
                 // number began in the item before.
                 if (!xAsciiScanner::IsBlank(in.Previous()) && i > 1) --i;
@@ -374,7 +396,7 @@ xASCII2BinFactory::Read xASCII2BinFactory::ReadGeosoftRecord(xAsciiScanner& in,
                           "ASCII->Bin Conversion Warning: Line labels in float format is not "
                           "supported. Label <%g> will be trancated to <%ld>.",
                           double(value), long(label_));
-            Platform().Warning(text);
+            ui_.Warning(text);
         }
         in.SkipLine();
         if (++headers > MaxHeaders) return Read::End;
@@ -383,15 +405,16 @@ xASCII2BinFactory::Read xASCII2BinFactory::ReadGeosoftRecord(xAsciiScanner& in,
 
 void xASCII2BinFactory::Transform() {
     float* out = record_.Data();
-    out[0] = Raw(posFid_);
-    out[1] = Raw(posEast_);
-    out[2] = Raw(posNorth_);
-    out[4] = Raw(posAltitude_);
+    out[Item::Fid] = Raw(posFid_);
+    out[Item::X] = Raw(posEast_);
+    out[Item::Y] = Raw(posNorth_);
+    out[Item::Altitude] = Raw(posAltitude_);
     if (!posAltitude_ && !altitudeWarned_) {
         altitudeWarned_ = true;
-        Platform().Warning("Flight altitude has not been defined in the system descriptor.");
+        ui_.Warning("Flight altitude has not been defined in the system descriptor.");
     }
-    out[3] = posZTopo_ ? Raw(posZTopo_) : (posZAsl_ ? Raw(posZAsl_) - out[4] : 0.0f);
+    out[Item::Z] =
+        posZTopo_ ? Raw(posZTopo_) : (posZAsl_ ? Raw(posZAsl_) - out[Item::Altitude] : 0.0f);
     long next = target_->BaseItems();
     for (long id = FirstComponent; id <= LastComponent; ++id) {
         if (flags_[id] == 0) continue;

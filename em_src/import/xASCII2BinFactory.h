@@ -19,6 +19,7 @@ class xAsciiScanner;
 class xEMDesc;
 class xMData;
 class xMLineWriter;
+class xPlatform;
 class xRecordChecker;
 
 class xASCII2BinFactory : public xProcessState {
@@ -29,7 +30,9 @@ class xASCII2BinFactory : public xProcessState {
     using Editor =
         std::function<bool(const std::filesystem::path& file, std::int64_t from, std::int64_t to)>;
 
-    explicit xASCII2BinFactory(xProgressSink* owner = nullptr);
+    // Messages and the questions of a run (a bad value, a jump the checker
+    // reports) go to ui.
+    explicit xASCII2BinFactory(xPlatform& ui, xProgressSink* owner = nullptr);
     ~xASCII2BinFactory() override;
 
     // Builds the position, gain and scale tables of the record layout.
@@ -74,9 +77,12 @@ class xASCII2BinFactory : public xProcessState {
     // What the user wants done with a record holding a bad value; true to read
     // on, false to end the line.
     bool BadValue(xAsciiScanner& in, const std::filesystem::path& file, std::int64_t dataStart);
+    // Where the bad value stands and what it is, for the question.
+    std::string BadValuePlace(xAsciiScanner& in, const std::filesystem::path& file);
     void Transform();
     float Raw(long position) const { return position > 0 ? raw_[position] : 0.0f; }
 
+    xPlatform& ui_;
     const xEMDesc* descriptor_ = nullptr;
     xMData* target_ = nullptr;
     std::vector<std::filesystem::path> files_;
@@ -105,12 +111,13 @@ class xASCII2BinFactory : public xProcessState {
 
     FloatArray raw_;     // 1..items
     FloatArray record_;  // 0..R-1
+    std::int64_t badValueAt_ = 0;
     std::int32_t label_ = 0;
     std::int32_t lineNumber_ = 0;
     float x0_ = 0.0f, y0_ = 0.0f;
     bool altitudeWarned_ = false;
 
     // Across the files of one run.
-    static bool skipAll_;
-    static bool floatLabelWarned_;
+    bool skipAll_ = false;
+    bool floatLabelWarned_ = false;
 };

@@ -34,8 +34,27 @@ std::vector<fs::path> xFileCnv::SurveyFiles() const {
     return files;
 }
 
+xImportSettings xFileCnv::Settings() const {
+    const xCnvParams& params = Parameters();
+    xImportSettings settings;
+    settings.files = SurveyFiles();
+    settings.checkX = params.warnX != 0;
+    settings.checkY = params.warnY != 0;
+    settings.checkAltitude = params.warnZ != 0;
+    settings.checkFid = params.warnFid != 0;
+    settings.maxDx = params.maxDx;
+    settings.maxDy = params.maxDy;
+    settings.maxDz = params.maxDz;
+    settings.maxDFid = params.maxDFid;
+    settings.reports = params.errorOutput == 0   ? xImportSettings::Reports::Screen
+                       : params.errorOutput == 2 ? xImportSettings::Reports::Both
+                                                 : xImportSettings::Reports::File;
+    return settings;
+}
+
 void xFileCnv::Execute(int) {
-    const auto files = SurveyFiles();
+    const xImportSettings settings = Settings();
+    const auto& files = settings.files;
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (files.empty() || !descriptor) {
         NothingToConvert();
@@ -49,7 +68,7 @@ void xFileCnv::Execute(int) {
         SetRunState(Idle);
         return;
     }
-    xASCII2BinFactory engine(this);
+    xASCII2BinFactory engine(Platform(), this);
     SetEngine(&engine);
     engine.SetDescriptor(descriptor);
     engine.SetTarget(&bin);
@@ -65,7 +84,7 @@ void xFileCnv::Execute(int) {
     bool stopped = false;
     if (engine.Ready()) {
         xRecordChecker checker(project.projectDir / (project.projectName + ".err"),
-                               engine.RecordLength(), Parameters());
+                               engine.RecordLength(), settings, Platform());
         engine.SetChecker(&checker);
         engine.Convert();
         stopped = engine.IsSet(xProcessState::Stop);

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "xImportSettings.h"
 #include "xObject.h"
 
 class xCnvParams;
@@ -23,6 +24,8 @@ class xFileCnv : public xObject {
     // The survey files of the parameters; a relative name is taken from the
     // project's directory.
     std::vector<std::filesystem::path> SurveyFiles() const;
+    // What the engine and its checker are given: the survey files and the checks.
+    xImportSettings Settings() const;
 
   private:
     xCnvParams& Parameters() const;

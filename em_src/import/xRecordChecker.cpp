@@ -5,10 +5,8 @@
 #include <ctime>
 #include <sstream>
 
-#include "xCnvParams.h"
 #include "xPlatform.h"
-
-bool xRecordChecker::wroteToFile_ = false;
+#include "xRecordLayout.h"
 
 namespace {
 
@@ -18,8 +16,8 @@ std::string Printf(const char* format, double value) {
     return text;
 }
 
-std::string DateAndTime() {
-    const std::time_t now = std::chrono::system_clock::to_time_t(Platform().Now());
+std::string DateAndTime(const xPlatform& ui) {
+    const std::time_t now = std::chrono::system_clock::to_time_t(ui.Now());
     std::tm local{};
     localtime_r(&now, &local);
     char text[64];
@@ -30,47 +28,49 @@ std::string DateAndTime() {
 }  // namespace
 
 xRecordChecker::xRecordChecker(const std::filesystem::path& errorFile, long recordLength,
-                               const xCnvParams& params)
-    : limits_(0, recordLength), previous_(0, recordLength - 1), path_(errorFile) {
-    limits_[0] = params.maxDFid;
-    limits_[1] = params.maxDx;
-    limits_[2] = params.maxDy;
-    limits_[4] = params.maxDz;
-    if (params.warnX) enabled_ |= CheckX;
-    if (params.warnY) enabled_ |= CheckY;
-    if (params.warnZ) enabled_ |= CheckAltitude;
-    if (params.warnFid) enabled_ |= CheckFid;
-    switch (params.errorOutput) {
-        case 0:
+                               const xImportSettings& settings, xPlatform& ui)
+    : ui_(ui), limits_(0, recordLength), previous_(0, recordLength - 1), path_(errorFile) {
+    limits_[xRecordLayout::Fid] = settings.maxDFid;
+    limits_[xRecordLayout::X] = settings.maxDx;
+    limits_[xRecordLayout::Y] = settings.maxDy;
+    limits_[xRecordLayout::Altitude] = settings.maxDz;
+    if (settings.checkX) enabled_ |= CheckX;
+    if (settings.checkY) enabled_ |= CheckY;
+    if (settings.checkAltitude) enabled_ |= CheckAltitude;
+    if (settings.checkFid) enabled_ |= CheckFid;
+    switch (settings.reports) {
+        case xImportSettings::Reports::Screen:
             destination_ = Screen;
             break;
-        case 2:
+        case xImportSettings::Reports::Both:
             destination_ = Screen | ErrorFile;
             break;
-        default:
+        case xImportSettings::Reports::File:
             destination_ = ErrorFile;
             break;
     }
-    if (destination_ & ErrorFile) {
-        file_.open(path_, std::ios::out | std::ios::trunc);
-        if (file_) {
-            file_ << "Project: ASCII to Binary"
-                  << "      Date: " << DateAndTime() << '\n'
-                  << std::string(73, '=') << '\n';
-        } else {
-            Platform().Error("Cannot create the report file <" + path_.string() +
-                             ">: the reports go to the screen instead.");
-            destination_ = Screen;
-        }
+    if (destination_ & ErrorFile) OpenReportFile();
+}
+
+void xRecordChecker::OpenReportFile() {
+    file_.open(path_, std::ios::out | std::ios::trunc);
+    if (file_) {
+        file_ << "Project: ASCII to Binary"
+              << "      Date: " << DateAndTime(ui_) << '\n'
+              << std::string(73, '=') << '\n';
+        return;
     }
+    ui_.Error("Cannot create the report file <" + path_.string() +
+              ">: the reports go to the screen instead.");
+    destination_ = Screen;
 }
 
 xRecordChecker::~xRecordChecker() {
     if (!file_.is_open()) return;
     file_.close();
     if (wroteHere_)
-        Platform().Warning("ASCII->BIN conversion's detected some problems. Look through <" +
-                           path_.string() + "> file.");
+        ui_.Warning("ASCII->BIN conversion's detected some problems. Look through <" +
+                    path_.string() + "> file.");
 }
 
 bool xRecordChecker::Check(const FloatArray& record) {
@@ -80,10 +80,10 @@ bool xRecordChecker::Check(const FloatArray& record) {
         return true;
     }
     if (enabled_ == 0) return true;
-    Compare(1, CheckX, "X gradient", "%5.1f", record);
-    Compare(2, CheckY, "Y gradient", "%5.1f", record);
-    Compare(4, CheckAltitude, "Z gradient", "%5.1f", record);
-    Compare(0, CheckFid, "FID gradient", "%10.3f", record);
+    Compare(xRecordLayout::X, CheckX, "X gradient", "%5.1f", record);
+    Compare(xRecordLayout::Y, CheckY, "Y gradient", "%5.1f", record);
+    Compare(xRecordLayout::Altitude, CheckAltitude, "Z gradient", "%5.1f", record);
+    Compare(xRecordLayout::Fid, CheckFid, "FID gradient", "%10.3f", record);
     return !quit_;
 }
 
@@ -93,25 +93,26 @@ void xRecordChecker::Compare(long item, std::uint32_t bit, const char* what,
     const float delta = std::fabs(record[item] - previous_[item]);
     previous_[item] = record[item];
     if (delta > limits_[item])
-        ReportJump(what + Printf(valueFormat, delta) + " is out of limits", record[0]);
+        ReportJump(what + Printf(valueFormat, delta) + " is out of limits",
+                   record[xRecordLayout::Fid]);
 }
 
 void xRecordChecker::ReportJump(const std::string& text, float fid) {
     if (destination_ & ErrorFile) {
         file_ << text << context_ << Printf("%14.3f", fid) << '\n';
-        wroteHere_ = wroteToFile_ = true;
+        wroteHere_ = true;
     }
     if (destination_ & Screen) {
         std::ostringstream shown;
         shown << text << context_ << fid;
-        if (Platform().Question(shown.str(), {"Continue", "Quit"}) == 1) quit_ = true;
+        if (ui_.Question(shown.str(), {"Continue", "Quit"}) == 1) quit_ = true;
     }
 }
 
 void xRecordChecker::Report(const std::string& text) {
     if (destination_ & ErrorFile) {
         file_ << text << '\n';
-        wroteHere_ = wroteToFile_ = true;
+        wroteHere_ = true;
     }
-    if (destination_ & Screen) Platform().Warning(text);
+    if (destination_ & Screen) ui_.Warning(text);
 }

@@ -9,18 +9,19 @@
 #include <string>
 
 #include "xArray.h"
+#include "xImportSettings.h"
 
-class xCnvParams;
+class xPlatform;
 
 class xRecordChecker {
   public:
     enum Checks : std::uint32_t { CheckX = 1, CheckY = 2, CheckAltitude = 4, CheckFid = 8 };
     enum Destination : std::uint32_t { Screen = 1, ErrorFile = 2 };
 
-    // The report file is <project>.err beside the project; it is opened (and
-    // emptied) only when the destination includes it.
+    // The report file is opened (and emptied) only when the destination
+    // includes it; questions and screen reports go to ui.
     xRecordChecker(const std::filesystem::path& errorFile, long recordLength,
-                   const xCnvParams& params);
+                   const xImportSettings& settings, xPlatform& ui);
     // Closes the report file, and tells the user to read it when anything went there.
     ~xRecordChecker();
     xRecordChecker(const xRecordChecker&) = delete;
@@ -36,17 +37,13 @@ class xRecordChecker {
     // A text of the run (a skipped record, a fatal error) to every destination.
     void Report(const std::string& text);
 
-    bool QuitRequested() const { return quit_; }
-    const std::filesystem::path& ReportFile() const { return path_; }
-    // Something went to a report file in this run of the program.
-    static bool WroteToFile() { return wroteToFile_; }
-    static void ClearWroteToFile() { wroteToFile_ = false; }
-
   private:
     void Compare(long item, std::uint32_t bit, const char* what, const char* valueFormat,
                  const FloatArray& record);
     void ReportJump(const std::string& text, float fid);
+    void OpenReportFile();
 
+    xPlatform& ui_;
     std::uint32_t enabled_ = 0;
     std::uint32_t destination_ = 0;
     FloatArray limits_;
@@ -57,5 +54,4 @@ class xRecordChecker {
     bool firstRecord_ = true;
     bool quit_ = false;
     bool wroteHere_ = false;
-    static bool wroteToFile_;
 };

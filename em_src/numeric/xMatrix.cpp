@@ -1,8 +1,6 @@
 #include "xMatrix.h"
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <iomanip>
 #include <istream>
 #include <new>
@@ -322,16 +320,13 @@ bool xMatrix<T>::ReadAscii(std::istream& in) {
 }
 
 template <class T>
-void xMatrix<T>::Dump() const {
-    std::filesystem::path file = "dump";
-    if constexpr (std::is_same_v<T, double>) {
-        auto chosen = Platform().FileBox("Save DoubleMatrix dump in file:", "junk.dump", true);
-        if (!chosen) return;
-        file = *chosen;
-    }
-    std::ofstream out(file);
+void xMatrix<T>::Dump(std::ostream& out) const {
+    const std::ios_base::fmtflags flags = out.flags();
+    const std::streamsize precision = out.precision();
     out << std::fixed << std::setprecision(2);
     WriteAscii(out);
+    out.flags(flags);
+    out.precision(precision);
 }
 
 template class xMatrix<float>;

@@ -122,8 +122,9 @@ class xMatrix {
     // error boxes, not fatal.
     bool WriteAscii(std::ostream& out) const;
     bool ReadAscii(std::istream& in);
-    // Debug dump in fixed notation with 2 decimals.
-    void Dump() const;
+    // Debug dump in fixed notation with 2 decimals; the stream's own
+    // notation is left as it was.
+    void Dump(std::ostream& out) const;
 
   protected:
     void BuildRowViews();

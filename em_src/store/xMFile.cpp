@@ -8,6 +8,7 @@
 #include "BinaryStream.h"
 #include "xMLine.h"
 #include "xPlatform.h"
+#include "xRecordLayout.h"
 #include "xTRClasf.h"
 
 namespace {
@@ -248,16 +249,16 @@ void xMFile::DumpHeader(std::ostream& out) const {
     field("/Version    ", CurrentVersion);
     field("/Flight     ", flight_);
     field("/No of Lines", lines_);
-    field("/MinFid     ", item(min_, 0));
-    field("/MaxFid     ", item(max_, 0));
-    field("/MinX       ", item(min_, 1));
-    field("/MaxX       ", item(max_, 1));
-    field("/MinY       ", item(min_, 2));
-    field("/MaxY       ", item(max_, 2));
-    field("/MinZ       ", item(min_, 3));
-    field("/MaxZ       ", item(max_, 3));
-    field("/MinAltitude", item(min_, 4));
-    field("/MaxAltitude", item(max_, 4));
+    field("/MinFid     ", item(min_, xRecordLayout::Fid));
+    field("/MaxFid     ", item(max_, xRecordLayout::Fid));
+    field("/MinX       ", item(min_, xRecordLayout::X));
+    field("/MaxX       ", item(max_, xRecordLayout::X));
+    field("/MinY       ", item(min_, xRecordLayout::Y));
+    field("/MaxY       ", item(max_, xRecordLayout::Y));
+    field("/MinZ       ", item(min_, xRecordLayout::Z));
+    field("/MaxZ       ", item(max_, xRecordLayout::Z));
+    field("/MinAltitude", item(min_, xRecordLayout::Altitude));
+    field("/MaxAltitude", item(max_, xRecordLayout::Altitude));
     field("/Noise Level", noiseLevel_);
     out << bar << '\n';
 }

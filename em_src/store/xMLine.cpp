@@ -10,6 +10,10 @@
 #include "xPlatform.h"
 
 namespace {
+constexpr long kFid = xRecordLayout::Fid;
+}  // namespace
+
+namespace {
 
 constexpr long NoFileError = 2500;
 
@@ -179,10 +183,10 @@ long xMLine::Guess(float value, float first, float last) const {
 
 long xMLine::FindFid(float value) {
     if (block_.rows <= 0 || value > MaxFid() || value < MinFid()) return 0;
-    const float first = Item(0, 0), last = Item(LastRow(), 0);
+    const float first = Item(0, kFid), last = Item(LastRow(), kFid);
     long row = Guess(value, first, last);
-    const long step = (last - first) * (value - Item(row, 0)) >= 0.0f ? 1 : -1;
-    while (Item(row, 0) != value) {
+    const long step = (last - first) * (value - Item(row, kFid)) >= 0.0f ? 1 : -1;
+    while (Item(row, kFid) != value) {
         row += step;
         if (row > LastRow()) return LastRow();
         if (row < 0) return 0;
@@ -213,7 +217,7 @@ long xMLine::BracketWalk(float value, long item, long row, long& previous) {
 long xMLine::FindFidBracket(float value) {
     if (block_.rows <= 0 || value > MaxFid() || value < MinFid()) return 0;
     long previous = 0;
-    return BracketWalk(value, 0, Guess(value, Item(0, 0), Item(LastRow(), 0)), previous);
+    return BracketWalk(value, kFid, Guess(value, Item(0, kFid), Item(LastRow(), kFid)), previous);
 }
 
 long xMLine::FindNearest(float value, long item) {
@@ -229,12 +233,12 @@ long xMLine::FindNearest(float value, long item) {
 // Distance and dump -----------------------------------------------------------------
 
 void xMLine::RecomputeDistance() {
-    if (block_.rows <= 0 || block_.cols <= 5) return;
-    const float x0 = Item(0, 1), y0 = Item(0, 2);
+    if (block_.rows <= 0 || block_.cols <= xRecordLayout::Distance) return;
+    const float x0 = Item(0, xRecordLayout::X), y0 = Item(0, xRecordLayout::Y);
     for (long r = 0; r < block_.rows; ++r) {
         FloatArray& row = RowForWriting(r);
-        const float dx = row[1] - x0, dy = row[2] - y0;
-        row[5] = std::sqrt(dx * dx + dy * dy);
+        const float dx = row[xRecordLayout::X] - x0, dy = row[xRecordLayout::Y] - y0;
+        row[xRecordLayout::Distance] = std::sqrt(dx * dx + dy * dy);
     }
     Flush();
 }

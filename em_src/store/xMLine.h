@@ -13,6 +13,7 @@
 #include "xArray.h"
 #include "xMLineBlock.h"
 #include "xMatrix.h"
+#include "xRecordLayout.h"
 
 class xMFile;
 
@@ -57,16 +58,16 @@ class xMLine {
     const FloatArray& Min() const { return fromFile_ ? block_.min : stats_.Min(); }
     const FloatArray& Max() const { return fromFile_ ? block_.max : stats_.Max(); }
     const FloatArray& Mean() const { return fromFile_ ? block_.mean : stats_.Mean(); }
-    float MinFid() const { return Min()[0]; }
-    float MaxFid() const { return Max()[0]; }
-    float MinX() const { return Min()[1]; }
-    float MaxX() const { return Max()[1]; }
-    float MinY() const { return Min()[2]; }
-    float MaxY() const { return Max()[2]; }
-    float MinZ() const { return Min()[3]; }
-    float MaxZ() const { return Max()[3]; }
-    float MinAltitude() const { return Min()[4]; }
-    float MaxAltitude() const { return Max()[4]; }
+    float MinFid() const { return Min()[xRecordLayout::Fid]; }
+    float MaxFid() const { return Max()[xRecordLayout::Fid]; }
+    float MinX() const { return Min()[xRecordLayout::X]; }
+    float MaxX() const { return Max()[xRecordLayout::X]; }
+    float MinY() const { return Min()[xRecordLayout::Y]; }
+    float MaxY() const { return Max()[xRecordLayout::Y]; }
+    float MinZ() const { return Min()[xRecordLayout::Z]; }
+    float MaxZ() const { return Max()[xRecordLayout::Z]; }
+    float MinAltitude() const { return Min()[xRecordLayout::Altitude]; }
+    float MaxAltitude() const { return Max()[xRecordLayout::Altitude]; }
     // Over one component's channels; 0 when the component is not in the file.
     float ComponentMax(long component) const;
     float ComponentMin(long component) const;

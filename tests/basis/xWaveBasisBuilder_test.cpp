@@ -4,9 +4,9 @@
 
 #include <cmath>
 
+#include "xBasisSettings.h"
 #include "xEMDesc.h"
 #include "xRecordingPlatform.h"
-#include "xWavParams.h"
 #include "xWaveBasisFD.h"
 
 namespace {
@@ -87,8 +87,8 @@ TEST(WaveBasisBuilder, DecomposeSwapsOnceAndZeroesTheSmall) {
 TEST(WaveBasisFD, ClosedFormAtOneAndInBothLimits) {
     xRecordingPlatform platform;
     const xEMDesc system = FrequencySystem({1000.0f});
-    xWavParams params;
-    params.automaticSelection = 0;
+    xBasisSettings params;
+    params.automaticSelection = false;
     params.numberOfTaus = 3;  // made even: 4
     // x = 2 pi f tau = 1 for the second tau.
     const double one = 1.0 / (2.0 * 3.14159265358979 * 1000.0);
@@ -115,18 +115,18 @@ TEST(WaveBasisFD, ClosedFormAtOneAndInBothLimits) {
 TEST(WaveBasisFD, RangesAndReuse) {
     xRecordingPlatform platform;
     const xEMDesc system = FrequencySystem({400, 1800, 8200, 40000, 140000});
-    xWavParams params;
+    xBasisSettings params;
     xWaveBasisFD builder(system, params);
     builder.Build(109);
     // The automatic range is one of the 32 taus from 1e-8 to 0.1 s, and the
     // final grid runs over it.
-    EXPECT_EQ(params.selectionWasAutomatic, 1);
+    EXPECT_TRUE(params.selectionWasAutomatic);
     EXPECT_GE(params.earlyTau, 0.99e-8f);
     EXPECT_LE(params.lateTau, 0.101f);
     EXPECT_FLOAT_EQ(builder.Taus()[1], params.earlyTau);
     EXPECT_FLOAT_EQ(builder.Taus()[params.numberOfTaus], params.lateTau);
     // By hand, the same taus and frequencies need no new build.
-    params.automaticSelection = 0;
+    params.automaticSelection = false;
     builder.Build(109);
     EXPECT_FALSE(builder.Changed(109));
     params.lateTau *= 2.0f;

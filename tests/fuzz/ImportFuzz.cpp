@@ -19,7 +19,6 @@
 
 #include "SmallSystem.h"
 #include "xASCII2BinFactory.h"
-#include "xCnvParams.h"
 #include "xEMDesc.h"
 #include "xMData.h"
 #include "xMLine.h"
@@ -108,13 +107,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         target.SetPath(binPath);
         target.SetOverwrite(true);
         if (target.Create() != 1) Fail("cannot create the survey file", 0, 1);
-        xASCII2BinFactory engine;
+        xASCII2BinFactory engine(platform);
         engine.SetDescriptor(&system);
         engine.SetTarget(&target);
         engine.SetFiles({ascii});
         if (!engine.Ready()) Fail("engine not ready", 0, 1);
-        xCnvParams params;
-        xRecordChecker checker(Dir() / "out.err", engine.RecordLength(), params);
+        xRecordChecker checker(Dir() / "out.err", engine.RecordLength(), xImportSettings(),
+                               platform);
         engine.SetChecker(&checker);
         converted = engine.Convert();
     } catch (const xFatalError&) {

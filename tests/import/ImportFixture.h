@@ -14,7 +14,6 @@
 #include "SmallSystem.h"
 #include "TempFolder.h"
 #include "xASCII2BinFactory.h"
-#include "xCnvParams.h"
 #include "xEMDesc.h"
 #include "xMData.h"
 #include "xMLine.h"
@@ -34,22 +33,23 @@ class ImportTest : public xTempFolderTest {
     std::filesystem::path Bin() const { return dir_ / "T.BIN"; }
     std::filesystem::path Err() const { return dir_ / "T.err"; }
 
-    // Imports the files into T.BIN; the checker reports by params. Answers
-    // what Convert answered.
+    // Imports the files into T.BIN; the checker reports by the settings and
+    // every box goes to platform_, handed to the engine. Answers what Convert
+    // answered.
     bool Import(const std::vector<std::filesystem::path>& files, const xEMDesc& system,
-                const xCnvParams& params = xCnvParams(),
+                const xImportSettings& settings = xImportSettings(),
                 xASCII2BinFactory::Editor editor = nullptr) {
         xMData bin;
         bin.SetPath(Bin());
         bin.SetOverwrite(true);
         EXPECT_EQ(bin.Create(), 1);
-        xASCII2BinFactory engine;
+        xASCII2BinFactory engine(platform_);
         engine.SetDescriptor(&system);
         engine.SetTarget(&bin);
         engine.SetFiles(files);
         engine.SetEditor(std::move(editor));
         if (!engine.Ready()) return engine.Convert();
-        xRecordChecker checker(Err(), engine.RecordLength(), params);
+        xRecordChecker checker(Err(), engine.RecordLength(), settings, platform_);
         engine.SetChecker(&checker);
         return engine.Convert();
     }

@@ -62,7 +62,9 @@ TEST_F(ImportTest, AFileWithoutLineEndEndsTheRunWithTheReservedHeader) {
     const auto first = Put("one.asc", "10 100 0 0 5 50 x 1 2 4");
     const auto second = Put("two.asc", kTwoLines);
     EXPECT_FALSE(Import({first, second}, SmallSystem()));
-    EXPECT_TRUE(platform_.Saw("error", "System detected UNKOWN ASCII file format.."));
+    EXPECT_TRUE(platform_.Saw("error",
+                              "System detected UNKOWN ASCII file format..\none.asc:1: expected a "
+                              "line end (LF, CR LF or CR)"));
     long lineCount = -1;
     EXPECT_TRUE(ReadLines(&lineCount).empty());
     EXPECT_EQ(lineCount, 0);
@@ -106,15 +108,15 @@ TEST_F(ImportTest, LineFlownWithFallingFidIsTurnedRound) {
 }
 
 TEST_F(ImportTest, JumpsBeyondTheLimitsAreReportedAndNotAcrossLines) {
-    xCnvParams params;
-    params.maxDFid = 2.0f;
-    params.maxDx = 20.0f;
+    xImportSettings settings;
+    settings.maxDFid = 2.0f;
+    settings.maxDx = 20.0f;
     const std::string text =
         "1 10 0 0 0 0 x 1 1 1\n"
         "1 12 0 0 0 0 x 1 1 1\n"     // a step equal to the limit
         "1 14.5 25 0 0 0 x 1 1 1\n"  // X by 25 and FID by 2.5
         "2 90 99 0 0 0 x 1 1 1\n";   // a new line is not compared
-    ASSERT_TRUE(Import({Put("a.asc", text)}, SmallSystem(), params));
+    ASSERT_TRUE(Import({Put("a.asc", text)}, SmallSystem(), settings));
     const std::string report = Slurp(Err());
     const auto body = report.substr(report.find(std::string(73, '=')) + 74);
     EXPECT_EQ(body,
@@ -129,13 +131,13 @@ TEST_F(ImportTest, JumpsBeyondTheLimitsAreReportedAndNotAcrossLines) {
 }
 
 TEST_F(ImportTest, QuitAtAJumpOnScreenStopsTheRunAndKeepsTheLines) {
-    xCnvParams params;
-    params.errorOutput = 0;
+    xImportSettings settings;
+    settings.reports = xImportSettings::Reports::Screen;
     platform_.answers = {1};  // "Quit"
     ASSERT_TRUE(Import({Put("a.asc",
                             "1 10 0 0 0 0 x 1 1 1\n1 20 0 0 0 0 x 1 1 1\n"
                             "1 21 0 0 0 0 x 1 1 1\n2 30 0 0 0 0 x 1 1 1\n")},
-                       SmallSystem(), params));
+                       SmallSystem(), settings));
     EXPECT_TRUE(platform_.Saw("question",
                               "FID gradient    10.000 is out of limits in file a.asc, "
                               "LINE  1, FID 20"));
@@ -164,6 +166,8 @@ TEST_F(ImportTest, HeightFromZTopoOrZAslOrNothing) {
 }
 
 TEST_F(ImportTest, BadValuesAreSkippedOrEndTheRun) {
+    // The engine asks the platform it is given, not the one installed.
+    xRecordingPlatform installed;
     const std::string text =
         "1 10 0 0 0 0 x 1 1 1\n"
         "1 11 0 0 0 0 x 1 bad 1\n"
@@ -173,8 +177,11 @@ TEST_F(ImportTest, BadValuesAreSkippedOrEndTheRun) {
     const auto file = Put("a.asc", text);
     platform_.answers = {2, 2};  // "Skip record" twice
     ASSERT_TRUE(Import({file}, SmallSystem()));
-    EXPECT_EQ(platform_.Texts("question").size(), 2u);
-    EXPECT_EQ(platform_.Texts("question")[0], "Found an ASCII value that cannot be interpreted..");
+    EXPECT_EQ(platform_.Texts("question"),
+              (std::vector<std::string>{"Found an ASCII value that cannot be interpreted..\n"
+                                        "a.asc:2: expected a number, found \"bad\"",
+                                        "Found an ASCII value that cannot be interpreted..\n"
+                                        "a.asc:4: expected a number, found \"?\""}));
     EXPECT_EQ(ReadLines()[0].rows.size(), 3u);
     EXPECT_NE(Slurp(Err()).find("\nIn file " + file.string() +
                                 ",  line skiped: 1 11 0 0 0 0 x 1 bad 1\n"),
@@ -191,6 +198,15 @@ TEST_F(ImportTest, BadValuesAreSkippedOrEndTheRun) {
     EXPECT_EQ(ReadLines(&lineCount)[0].rows.size(), 1u);
     EXPECT_EQ(lineCount, 1);
     EXPECT_NE(Slurp(Err()).find("\nFatal Error in file " + file.string()), std::string::npos);
+    // A line end of any kind counts one line.
+    for (const char* end : {"\r\n", "\r"}) {
+        platform_.answers = {3};
+        ASSERT_TRUE(Import({Put("e.asc", Replace(text, "\n", end))}, SmallSystem()));
+        EXPECT_EQ(platform_.Texts("question").back(),
+                  "Found an ASCII value that cannot be interpreted..\ne.asc:2: expected a number, "
+                  "found \"bad\"");
+    }
+    EXPECT_TRUE(installed.messages.empty());
 }
 
 TEST_F(ImportTest, TheTextEditorMendsTheRecordThatIsReadAgain) {
@@ -203,7 +219,7 @@ TEST_F(ImportTest, TheTextEditorMendsTheRecordThatIsReadAgain) {
         std::ofstream(path, std::ios::binary) << "1 10 0 0 0 0 x 1 1 1\n1 11 0 0 0 0 x 1 7.5 1\n";
         return true;
     };
-    ASSERT_TRUE(Import({file}, SmallSystem(), xCnvParams(), editor));
+    ASSERT_TRUE(Import({file}, SmallSystem(), xImportSettings(), editor));
     EXPECT_EQ(from, 21);
     EXPECT_EQ(to, 44);
     const Survey lines = ReadLines();

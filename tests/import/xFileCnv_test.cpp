@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "ImportFixture.h"
+#include "xCnvParams.h"
 #include "xProjectContext.h"
 #include "xShellApp.h"
 

@@ -45,20 +45,6 @@ class FloatFMatrixTest : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(FloatFMatrixTest, SmallBufferIsRaisedToTwoAndRowsPageIn) {
-    FloatFMatrix m(File("three.fm"));
-    ASSERT_EQ(m.Init(0, 1, 3, 2), 1);
-    EXPECT_EQ(m.BufferRows(), 2);
-    EXPECT_EQ(m.Pages(), 2);
-    EXPECT_EQ(m.RowLow(), 0);
-    EXPECT_EQ(m.RowHigh(), 1);
-    m[0][1] = 5.0f;
-    m[2][0] = 7.0f;  // outside the window: written back, then reloaded around row 2
-    EXPECT_EQ(m.RowLow(), 1);
-    EXPECT_EQ(m.RowHigh(), 2);
-    EXPECT_EQ(m[0][1], 5.0f);  // came back from the file
-}
-
 TEST_F(FloatFMatrixTest, WindowRecentresAndClampsAtBothEnds) {
     FloatFMatrix m;
     ASSERT_EQ(m.Init(0, 4, 10, 1), 1);

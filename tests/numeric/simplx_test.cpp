@@ -88,173 +88,98 @@ Outcome Solve(const Program& p) {
 // ---------------------------------------------------------------------------
 // Small programs solved by hand.
 
-TEST(SimplxHandSolved, AtMostRowsOnly) {
+// Each program with the reasoning that gives its answer; x lists variables
+// (1-based, slacks after the n originals) and their values at the optimum.
+TEST(SimplxHandSolved, ProgramsReachTheirHandSolvedAnswers) {
     xRecordingPlatform platform;
-    // maximise 3 x1 + 2 x2 with x1 + x2 <= 4, x1 + 3 x2 <= 6, x1 <= 3.5.
-    // Vertices (0,0) 0, (3.5,0) 10.5, (3.5,0.5) 11.5, (3,1) 11, (0,2) 4: the
-    // optimum is 11.5 at (3.5, 0.5), where the second row keeps a slack of 1.
-    const Program p{{3, 2}, {{{1, 1}, 4}, {{1, 3}, 6}, {{1, 0}, 3.5}}, {}, {}};
-    const Outcome out = Solve(p);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, 11.5f, 1e-5f);
-    EXPECT_NEAR(out.x[1], 3.5, 1e-5);
-    EXPECT_NEAR(out.x[2], 0.5, 1e-5);
-    EXPECT_NEAR(out.x[2 + 2], 1.0, 1e-5);  // slack of the second row
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-TEST(SimplxHandSolved, PhaseOneWithAtLeastAndEqualityRows) {
-    xRecordingPlatform platform;
-    // maximise -x1 - x2 with x1 <= 5, x1 + x2 >= 3, x1 - x2 = 1. On the equality
-    // x1 = x2 + 1, so 2 x2 + 1 >= 3 and x2 <= 4: the best is x2 = 1, x1 = 2,
-    // value -3, the first row keeping a slack of 3. The origin is infeasible, so
-    // only a working phase one gets there.
-    const Program p{{-1, -1}, {{{1, 0}, 5}}, {{{1, 1}, 3}}, {{{1, -1}, 1}}};
-    const Outcome out = Solve(p);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, -3.0f, 1e-5f);
-    EXPECT_NEAR(out.x[1], 2.0, 1e-5);
-    EXPECT_NEAR(out.x[2], 1.0, 1e-5);
-    EXPECT_NEAR(out.x[2 + 1], 3.0, 1e-5);
-    std::vector<int> basic = out.basic;
-    std::sort(basic.begin(), basic.end());
-    EXPECT_EQ(basic, (std::vector<int>{1, 2, 3}));
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-TEST(SimplxHandSolved, AtLeastRowsActiveAndSlack) {
-    xRecordingPlatform platform;
-    // maximise x1 + 2 x2 with x1 + x2 <= 4 and x1 >= 1: x2 takes what x1 leaves,
-    // so x1 = 1, x2 = 3, value 7; here the at-least row is active.
-    // Then the same with x1 >= 0.5 and x2 <= 2: x2 = 2, x1 = 2, value 6, and the
-    // at-least row keeps a surplus of 1.5 that must come out positive.
-    const Program tight{{1, 2}, {{{1, 1}, 4}}, {{{1, 0}, 1}}, {}};
-    const Outcome a = Solve(tight);
-    EXPECT_EQ(a.status, 0);
-    EXPECT_NEAR(a.value, 7.0f, 1e-5f);
-    EXPECT_NEAR(a.x[1], 1.0, 1e-5);
-    EXPECT_NEAR(a.x[2], 3.0, 1e-5);
-
-    const Program loose{{1, 2}, {{{1, 1}, 4}, {{0, 1}, 2}}, {{{1, 0}, 0.5}}, {}};
-    const Outcome b = Solve(loose);
-    EXPECT_EQ(b.status, 0);
-    EXPECT_NEAR(b.value, 6.0f, 1e-5f);
-    EXPECT_NEAR(b.x[1], 2.0, 1e-5);
-    EXPECT_NEAR(b.x[2], 2.0, 1e-5);
-    EXPECT_NEAR(b.x[2 + 3], 1.5, 1e-5);  // surplus of the at-least row
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-TEST(SimplxHandSolved, EqualityArtificialsStayOut) {
-    xRecordingPlatform platform;
-    // maximise x1 with x1 + x2 = 2 and x1 <= 5: x1 = 2, value 2. Were the
-    // artificial's column let back in after it left, the equality would act as
-    // x1 + x2 >= 2 and x1 would climb to 5.
-    const Program bounded{{1, 0}, {{{1, 0}, 5}}, {}, {{{1, 1}, 2}}};
-    Outcome out = Solve(bounded);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, 2.0f, 1e-5f);
-    EXPECT_NEAR(out.x[1], 2.0, 1e-5);
-    EXPECT_NEAR(out.x[2], 0.0, 1e-6);
-
-    // maximise 2 x1 + x2 with x1 + x2 <= 4 and -x1 = 0. Phase one has nothing to
-    // gain from the start (the artificial is already 0), yet the artificial must
-    // leave the basis: left in, phase two would raise x1 to 4 for a value of 8.
-    // The answer is x1 = 0, x2 = 4, value 4.
-    const Program zeroLevel{{2, 1}, {{{1, 1}, 4}}, {}, {{{-1, 0}, 0}}};
-    out = Solve(zeroLevel);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, 4.0f, 1e-5f);
-    EXPECT_NEAR(out.x[1], 0.0, 1e-6);
-    EXPECT_NEAR(out.x[2], 4.0, 1e-5);
-    EXPECT_EQ(std::count(out.basic.begin(), out.basic.end(), 2 + 2), 0);
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-TEST(SimplxHandSolved, AtLeastRowsWhoseArtificialsNeverLeave) {
-    xRecordingPlatform platform;
-    // maximise x1 with x1 + x2 <= 3, x1 - 2 x2 >= 0 and -x1 + x2 >= 0. The last
-    // two give x1 >= 2 x2 >= 2 x1, so only the origin is feasible: value 0.
-    // The coefficients of the at-least rows sum to (0, -1), so phase one ends
-    // before any exchange, with both artificials still basic at zero; their
-    // rows must then be read with the sense turned, or they would act as
-    // at-most rows and let x1 reach 2.
-    const Program p{{1, 0}, {{{1, 1}, 3}}, {{{1, -2}, 0}, {{-1, 1}, 0}}, {}};
-    const Outcome out = Solve(p);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, 0.0f, 1e-6f);
-    EXPECT_NEAR(out.x[1], 0.0, 1e-6);
-    EXPECT_NEAR(out.x[2], 0.0, 1e-6);
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-TEST(SimplxHandSolved, EqualEntriesLetTheFirstColumnIn) {
-    xRecordingPlatform platform;
-    // maximise x1 + x2 with x1 <= 1, x2 <= 1, x1 + x2 <= 1.5: every point of the
-    // edge from (1, 0.5) to (0.5, 1) is optimal, value 1.5. x1 and x2 gain the
-    // same, the first of them enters and takes its bound, so the fit gets
-    // (1, 0.5), never the other end.
-    const Program p{{1, 1}, {{{1, 0}, 1}, {{0, 1}, 1}, {{1, 1}, 1.5}}, {}, {}};
-    const Outcome out = Solve(p);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, 1.5f, 1e-6f);
-    EXPECT_NEAR(out.x[1], 1.0, 1e-6);
-    EXPECT_NEAR(out.x[2], 0.5, 1e-6);
-}
-
-TEST(SimplxHandSolved, RatioTiesDoNotCycle) {
-    xRecordingPlatform platform;
-    // The classic cycling program: maximise 3/4 x1 - 20 x2 + 1/2 x3 - 6 x4 with
-    //   1/4 x1 -  8 x2 -     x3 + 9 x4 <= 0
-    //   1/2 x1 - 12 x2 - 1/2 x3 + 3 x4 <= 0
-    //                        x3        <= 1.
-    // Its first two rows tie at ratio 0 again and again; the lowest-row choice
-    // comes back to the starting basis and never ends.
-    // Broken by the ratios of the other columns, it ends at the optimum: from
-    // the second row x1 <= 24 x2 + x3 - 6 x4, so the objective is at most
-    // -2 x2 + 5/4 x3 - 10.5 x4 <= 5/4, reached at x1 = x3 = 1, x2 = x4 = 0.
-    const Program beale{{0.75, -20, 0.5, -6},
-                        {{{0.25, -8, -1, 9}, 0}, {{0.5, -12, -0.5, 3}, 0}, {{0, 0, 1, 0}, 1}},
-                        {},
-                        {}};
-    const Outcome out = Solve(beale);
-    EXPECT_EQ(out.status, 0);
-    EXPECT_NEAR(out.value, 1.25f, 1e-6f);
-    EXPECT_NEAR(out.x[1], 1.0, 1e-6);
-    EXPECT_NEAR(out.x[2], 0.0, 1e-6);
-    EXPECT_NEAR(out.x[3], 1.0, 1e-6);
-    EXPECT_NEAR(out.x[4], 0.0, 1e-6);
-}
-
-TEST(SimplxHandSolved, InfeasibleAnswersMinusOneAndMinus100) {
-    xRecordingPlatform platform;
-    // x1 + x2 <= 2 against x1 + x2 >= 5.
-    const Program clash{{1, 0}, {{{1, 1}, 2}}, {{{1, 1}, 5}}, {}};
-    Outcome out = Solve(clash);
-    EXPECT_EQ(out.status, -1);
-    EXPECT_EQ(out.value, -100.0f);
-
-    // x1 + x2 = 3 with x1 <= 1 and x2 <= 1.
-    const Program short_{{1, 1}, {{{1, 0}, 1}, {{0, 1}, 1}}, {}, {{{1, 1}, 3}}};
-    out = Solve(short_);
-    EXPECT_EQ(out.status, -1);
-    EXPECT_EQ(out.value, -100.0f);
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-TEST(SimplxHandSolved, UnboundedAnswersOneAndMinus99) {
-    xRecordingPlatform platform;
-    // maximise x1 + x2 with x1 - x2 <= 1: x2 grows freely.
-    const Program open{{1, 1}, {{{1, -1}, 1}}, {}, {}};
-    Outcome out = Solve(open);
-    EXPECT_EQ(out.status, 1);
-    EXPECT_EQ(out.value, -99.0f);
-
-    // Only found after phase one: maximise x1 with x2 <= 2 and x1 >= 1.
-    const Program afterPhaseOne{{1, 0}, {{{0, 1}, 2}}, {{{1, 0}, 1}}, {}};
-    out = Solve(afterPhaseOne);
-    EXPECT_EQ(out.status, 1);
-    EXPECT_EQ(out.value, -99.0f);
+    struct Case {
+        const char* why;
+        Program p;
+        int status;
+        float value;
+        std::vector<std::pair<int, double>> x;
+    };
+    const std::vector<Case> cases{
+        // Vertices (0,0) 0, (3.5,0) 10.5, (3.5,0.5) 11.5, (3,1) 11, (0,2) 4; the
+        // second row keeps a slack of 1.
+        {"at-most rows only",
+         {{3, 2}, {{{1, 1}, 4}, {{1, 3}, 6}, {{1, 0}, 3.5}}, {}, {}},
+         0,
+         11.5f,
+         {{1, 3.5}, {2, 0.5}, {4, 1.0}}},
+        // On the equality x1 = x2 + 1, so x2 >= 1; the origin is infeasible and
+        // only a working phase one gets there.
+        {"phase one with at-least and equality rows",
+         {{-1, -1}, {{{1, 0}, 5}}, {{{1, 1}, 3}}, {{{1, -1}, 1}}},
+         0,
+         -3.0f,
+         {{1, 2.0}, {2, 1.0}, {3, 3.0}}},
+        {"an active at-least row",
+         {{1, 2}, {{{1, 1}, 4}}, {{{1, 0}, 1}}, {}},
+         0,
+         7.0f,
+         {{1, 1}, {2, 3}}},
+        // The at-least row keeps a surplus of 1.5 that must come out positive.
+        {"an at-least row with a surplus",
+         {{1, 2}, {{{1, 1}, 4}, {{0, 1}, 2}}, {{{1, 0}, 0.5}}, {}},
+         0,
+         6.0f,
+         {{1, 2}, {2, 2}, {5, 1.5}}},
+        // An artificial let back in after it left would make the equality
+        // x1 + x2 >= 2 and x1 would climb to 5.
+        {"equality artificials stay out",
+         {{1, 0}, {{{1, 0}, 5}}, {}, {{{1, 1}, 2}}},
+         0,
+         2.0f,
+         {{1, 2}, {2, 0}}},
+        // Phase one gains nothing (the artificial is already 0), yet it must
+        // leave: left in, phase two would raise x1 to 4 for 8.
+        {"an artificial at level zero",
+         {{2, 1}, {{{1, 1}, 4}}, {}, {{{-1, 0}, 0}}},
+         0,
+         4.0f,
+         {{1, 0}, {2, 4}}},
+        // x1 >= 2 x2 >= 2 x1: only the origin. Phase one ends before any
+        // exchange with both artificials basic at zero; their rows must be read
+        // with the sense turned, or x1 would reach 2.
+        {"at-least artificials that never leave",
+         {{1, 0}, {{{1, 1}, 3}}, {{{1, -2}, 0}, {{-1, 1}, 0}}, {}},
+         0,
+         0.0f,
+         {{1, 0}, {2, 0}}},
+        // The whole edge from (1, 0.5) to (0.5, 1) is optimal; the first of two
+        // equal columns enters, so the fit gets (1, 0.5).
+        {"equal entries let the first column in",
+         {{1, 1}, {{{1, 0}, 1}, {{0, 1}, 1}, {{1, 1}, 1.5}}, {}, {}},
+         0,
+         1.5f,
+         {{1, 1}, {2, 0.5}}},
+        // Beale's cycling program: the lowest-row choice among ratio ties comes
+        // back to the starting basis. The optimum 5/4 is at x1 = x3 = 1.
+        {"ratio ties do not cycle",
+         {{0.75, -20, 0.5, -6},
+          {{{0.25, -8, -1, 9}, 0}, {{0.5, -12, -0.5, 3}, 0}, {{0, 0, 1, 0}, 1}},
+          {},
+          {}},
+         0,
+         1.25f,
+         {{1, 1}, {2, 0}, {3, 1}, {4, 0}}},
+        {"infeasible rows", {{1, 0}, {{{1, 1}, 2}}, {{{1, 1}, 5}}, {}}, -1, -100.0f, {}},
+        {"an infeasible equality",
+         {{1, 1}, {{{1, 0}, 1}, {{0, 1}, 1}}, {}, {{{1, 1}, 3}}},
+         -1,
+         -100.0f,
+         {}},
+        {"unbounded", {{1, 1}, {{{1, -1}, 1}}, {}, {}}, 1, -99.0f, {}},
+        {"unbounded after phase one", {{1, 0}, {{{0, 1}, 2}}, {{{1, 0}, 1}}, {}}, 1, -99.0f, {}},
+    };
+    for (const Case& c : cases) {
+        const Outcome out = Solve(c.p);
+        EXPECT_EQ(out.status, c.status) << c.why;
+        EXPECT_NEAR(out.value, c.value, 1e-5f) << c.why;
+        for (const auto& [variable, value] : c.x)
+            EXPECT_NEAR(out.x[std::size_t(variable)], value, 1e-5) << c.why << ", x" << variable;
+    }
     EXPECT_TRUE(platform.messages.empty());
 }
 
@@ -429,13 +354,11 @@ double Draw(std::mt19937& rng, double lo, double hi) {
 enum class Family { Uniform, Decays, CoarseGrid };
 
 // Data rounded to float first: the brute force must see what the tableau saw.
-// Without signed data every channel is at or above 0; the coarse grid puts
+// Every channel is at or above 0, as the fits hand them in; the coarse grid puts
 // exact zeros and ties in, which is where degenerate vertices come from.
-void MakeCase(std::mt19937& rng, Family family, int n, int m, bool signedData, Design& A,
-              std::vector<double>& rhs) {
+void MakeCase(std::mt19937& rng, Family family, int n, int m, Design& A, std::vector<double>& rhs) {
     A.assign(std::size_t(n), std::vector<double>(std::size_t(m), 0.0));
     rhs.assign(std::size_t(m), 0.0);
-    const double rhsLow = signedData ? -2.0 : 0.0;
     auto grid = [&](double lo, double hi) { return std::round(Draw(rng, lo, hi) * 2.0) / 2.0; };
     if (family == Family::Decays) {
         // Exponential decays over log-spaced windows, like a tau basis: nearly
@@ -449,13 +372,13 @@ void MakeCase(std::mt19937& rng, Family family, int n, int m, bool signedData, D
             for (int t = 0; t < n; ++t) A[t][c] = std::exp(-time / taus[t]);
             for (int t = 0; t < n; ++t) rhs[c] += amp[t] * A[t][c];
             rhs[c] += Draw(rng, -0.05, 0.05);
-            if (!signedData) rhs[c] = std::fabs(rhs[c]);
+            rhs[c] = std::fabs(rhs[c]);
         }
     } else {
         for (int c = 0; c < m; ++c) {
             for (int t = 0; t < n; ++t)
                 A[t][c] = family == Family::CoarseGrid ? grid(-1, 1) : Draw(rng, -1, 1);
-            rhs[c] = family == Family::CoarseGrid ? grid(rhsLow, 2) : Draw(rng, rhsLow, 2);
+            rhs[c] = family == Family::CoarseGrid ? grid(0, 2) : Draw(rng, 0, 2);
         }
     }
     for (auto& row : A)
@@ -488,15 +411,6 @@ std::vector<double> Amplitudes(const Outcome& out, int n, bool signedAmplitudes)
     return x;
 }
 
-// The fit's own variables, amplitudes and residual bounds, make up the
-// objective; column 1 of row 1 is the objective at the basic solution.
-double ObjectiveAtBasis(const Outcome& out, int nAmplitudeColumns, int m) {
-    double cost = 0.0;
-    for (int v = 1; v <= nAmplitudeColumns; ++v) cost += out.x[std::size_t(v)];
-    for (int c = 1; c <= m; ++c) cost += 10.0 * out.x[std::size_t(nAmplitudeColumns + c)];
-    return -cost;
-}
-
 Outcome SolveL1(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
     const int n = int(A.size());
     const int m = int(rhs.size());
@@ -518,7 +432,7 @@ void CheckAgainstBruteForce(bool signedAmplitudes, const std::vector<Size>& size
                 std::vector<double> rhs;
                 const int n = size.taus;
                 const int m = size.channels;
-                MakeCase(rng, family, n, m, false, A, rhs);
+                MakeCase(rng, family, n, m, A, rhs);
                 SCOPED_TRACE(testing::Message() << "case " << cases << " family " << int(family)
                                                 << " size " << n << "x" << m);
                 const Outcome out = SolveL1(A, rhs, signedAmplitudes);
@@ -546,36 +460,6 @@ TEST(SimplxL1, FreeSignedFitsReachTheBruteForceOptimum) {
 
 TEST(SimplxL1, PositiveFitsReachTheBruteForceOptimum) {
     CheckAgainstBruteForce(false, {{2, 3}, {3, 4}}, 977u, 30);
-}
-
-TEST(SimplxL1, NegativeChannelsGoOnQuietly) {
-    // A negative channel makes the starting slack of its at-most row negative,
-    // which the two phases never repair, so the optimum is not promised here.
-    // What holds all the same: no word without verbose, an answer from the
-    // three statuses, and on status 0 an answer that is the objective of the
-    // basic solution handed back.
-    xRecordingPlatform platform;
-    std::mt19937 rng(4711u);
-    for (Family family : {Family::Uniform, Family::Decays, Family::CoarseGrid}) {
-        for (int rep = 0; rep < 10; ++rep) {
-            for (bool signedAmplitudes : {true, false}) {
-                Design A;
-                std::vector<double> rhs;
-                MakeCase(rng, family, 3, 4, true, A, rhs);
-                const Outcome out = SolveL1(A, rhs, signedAmplitudes);
-                SCOPED_TRACE(testing::Message() << "family " << int(family) << " draw " << rep);
-                ASSERT_TRUE(out.status == 0 || out.status == 1 || out.status == -1);
-                if (out.status == 0) {
-                    const int columns = signedAmplitudes ? 6 : 3;
-                    const double objective = ObjectiveAtBasis(out, columns, 4);
-                    EXPECT_NEAR(out.value, objective, Allowance(objective));
-                } else {
-                    EXPECT_EQ(out.value, out.status == 1 ? -99.0f : -100.0f);
-                }
-            }
-        }
-    }
-    EXPECT_TRUE(platform.messages.empty());
 }
 
 TEST(SimplxL1, AllRightHandSidesZero) {

@@ -63,6 +63,10 @@ double MaxAbs(const Eigen::MatrixXd& x) {
     return x.cwiseAbs().maxCoeff();
 }
 
+int NearZeroValues(const Decomposition& d) {
+    return int((d.w.array() < kZeroCut * d.w.maxCoeff()).count());
+}
+
 // Reconstruction, orthonormal V, orthonormal U over the columns whose w is
 // above wFloor, non-negative w, and agreement of the sorted w with a double
 // decomposition of the same (float) input. Tolerances are relative to the
@@ -98,28 +102,24 @@ void ExpectValidSvd(const Decomposition& d, double wFloor) {
         << "singular values differ from the double reference";
 }
 
-TEST(SvdcmpTest, DecomposesSquareAndTallMatrices) {
+// Square and tall shapes near 1, and far from 1 in either direction: at 1e-20
+// the squares of the entries fall below the smallest normal float, so a plain
+// sqrt(f*f + h*h) in the rotations loses their orthogonality; the checks are
+// relative to the matrix's own size.
+TEST(SvdcmpTest, DecomposesEveryShapeAtEveryScale) {
     xRecordingPlatform platform;
-    const int shapes[][2] = {{1, 1}, {2, 2}, {7, 7}, {20, 20}, {30, 12}, {50, 3}, {9, 1}};
+    struct Case {
+        int m, n;
+        float scale;
+    };
+    const Case cases[] = {{1, 1, 1},        {2, 2, 1},       {7, 7, 1},        {20, 20, 1},
+                          {30, 12, 1},      {50, 3, 1},      {9, 1, 1},        {12, 8, 1e-20f},
+                          {24, 20, 1e-20f}, {12, 8, 1e-15f}, {24, 20, 1e-15f}, {12, 8, 1e15f},
+                          {24, 20, 1e15f}};
     unsigned seed = 11;
-    for (const auto& shape : shapes) {
-        const int m = shape[0], n = shape[1];
-        SCOPED_TRACE(std::to_string(m) + " x " + std::to_string(n));
-        ExpectValidSvd(Decompose(RandomMatrix(m, n, seed++), m, n), 0.0);
-    }
-    EXPECT_TRUE(platform.messages.empty());
-}
-
-// Far from 1 in either direction. At 1e-20 the squares of the entries fall
-// below the smallest normal float, so a plain sqrt(f*f + h*h) in the rotations
-// loses their orthogonality; the checks are relative to the matrix's own size.
-TEST(SvdcmpTest, KeepsAccuracyOnTinyAndLargeScales) {
-    xRecordingPlatform platform;
-    for (float scale : {1e-20f, 1e-15f, 1e15f}) {
-        for (int n : {8, 20}) {
-            SCOPED_TRACE("scale " + std::to_string(scale) + ", n " + std::to_string(n));
-            ExpectValidSvd(Decompose(RandomMatrix(n + 4, n, 5, scale), n + 4, n), 0.0);
-        }
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.m << " x " << c.n << " at " << c.scale);
+        ExpectValidSvd(Decompose(RandomMatrix(c.m, c.n, seed++, c.scale), c.m, c.n), 0.0);
     }
     EXPECT_TRUE(platform.messages.empty());
 }
@@ -137,10 +137,7 @@ TEST(SvdcmpTest, RankDeficientMatrixHasNearZeroValues) {
         for (int c = 1; c <= n; ++c) a[r][c] = float(product(r - 1, c - 1));
 
     Decomposition d = Decompose(a, m, n);
-    const double largest = d.w.maxCoeff();
-    int nearZero = 0;
-    for (Eigen::Index i = 0; i < n; ++i) nearZero += d.w(i) < kZeroCut * largest;
-    EXPECT_EQ(nearZero, n - rank);
+    EXPECT_EQ(NearZeroValues(d), n - rank);
     ExpectValidSvd(d, kZeroCut);
     EXPECT_TRUE(platform.messages.empty());
 }
@@ -158,10 +155,8 @@ TEST(SvdcmpTest, WideMatrixPaddedSquare) {
 
     Decomposition d = Decompose(padded, taus, taus);
     ExpectValidSvd(d, kZeroCut);
+    EXPECT_EQ(NearZeroValues(d), taus - windows);
     const double largest = d.w.maxCoeff();
-    int nearZero = 0;
-    for (Eigen::Index i = 0; i < taus; ++i) nearZero += d.w(i) < kZeroCut * largest;
-    EXPECT_EQ(nearZero, taus - windows);
     Eigen::MatrixXd rebuilt = d.u * d.w.asDiagonal() * d.v.transpose();
     EXPECT_LE(MaxAbs(rebuilt.bottomRows(taus - windows)), kFloatTolerance * largest);
     EXPECT_TRUE(platform.messages.empty());

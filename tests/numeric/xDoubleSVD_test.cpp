@@ -176,24 +176,4 @@ TEST(xDoubleSVDTest, MisuseReportsStatus) {
     EXPECT_TRUE(platform.messages.empty());
 }
 
-// A copy owns its decomposition and tolerance: changing the original later
-// does not reach it.
-TEST(xDoubleSVDTest, CopyIsIndependent) {
-    Eigen::MatrixXd first = Random(6, 4, 41);
-    Eigen::VectorXd b = Random(6, 1, 42);
-    xDoubleSVD svd;
-    svd.Assign(ToMatrix(first));
-    ASSERT_EQ(svd.Decompose(), xDoubleSVD::Ok);
-    svd.SetTolerance(0.0);
-    xDoubleSVD copy(svd);
-    svd.Assign(ToMatrix(Random(6, 4, 43)));
-    ASSERT_EQ(svd.Decompose(), xDoubleSVD::Ok);
-    svd.SetTolerance(1e6);
-
-    DoubleArray x;
-    ASSERT_EQ(copy.BackSubstitute(ToMatrix(b), x), xDoubleSVD::Ok);
-    Eigen::VectorXd expect = first.colPivHouseholderQr().solve(b);
-    EXPECT_LE((ToVector(x) - expect).cwiseAbs().maxCoeff(), 1e-10);
-}
-
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <cmath>
 #include <numbers>
 
@@ -218,22 +217,6 @@ TEST(LayeredEarthTest, RejectsImpossibleInput) {
                  std::invalid_argument);
     EXPECT_THROW(StepOffResponse(HalfSpace(0.1), geometry, {1e-3, 1e-4}), std::invalid_argument);
     EXPECT_TRUE(StepOffResponse(HalfSpace(0.1), geometry, {}).field.empty());
-}
-
-// Not a check of speed (sanitizer builds are slow), a figure for the record.
-TEST(LayeredEarthTest, TimingOfAThreeLayerSounding) {
-    const xLayeredEarth earth{{0.02, 0.2, 0.005}, {30.0, 50.0}};
-    const xDipoleGeometry geometry{35.0, 0.0, 0.0, 0.0};
-    const std::vector<double> times = LogSpaced(1e-6, 0.2, 60);
-    const auto start = std::chrono::steady_clock::now();
-    constexpr int kRuns = 20;
-    double sink = 0.0;
-    for (int i = 0; i < kRuns; ++i) sink += StepOffResponse(earth, geometry, times).field[30][2];
-    const double us =
-        std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
-    EXPECT_TRUE(std::isfinite(sink));
-    RecordProperty("StepOffResponse_us", static_cast<int>(us / kRuns));
-    std::printf("StepOffResponse, 60 times, 3 layers: %.0f us\n", us / kRuns);
 }
 
 }  // namespace

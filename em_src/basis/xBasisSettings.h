@@ -1,0 +1,31 @@
+#pragma once
+// What a basis builder is given: the tau grid or its automatic choice, the
+// unit of the taus, the stripping, the approximation and its factors, and the
+// descriptor's file name for the messages that ask to correct it. A build
+// writes back what it decided: the even number of taus, the range it chose
+// and whether the choice was automatic.
+
+#include <string>
+
+#include "xArray.h"
+
+struct xBasisSettings {
+    xBasisSettings();
+
+    long numberOfTaus = 12;
+    float earlyTau = 0.0002f;  // in unit
+    float lateTau = 0.005f;
+    bool automaticSelection = true;
+    bool selectionWasAutomatic = false;
+    double earlyRelativeError = 2.0;  // percent
+    double lateRelativeError = 2.0;
+    std::string unit = "sec";
+    int stripping = 0;          // 1 Geotem, 2 Spectrem, 3 Questem; 0 and 4 none
+    int approximationType = 0;  // 1 thin sheet, 2 half space, else plain decays
+    // Power-law factors of the thin-sheet and half-space decays by component
+    // id (101..109), and the finer taus put between two coarse ones.
+    FloatArray thinSheetFactors;
+    FloatArray halfSpaceFactors;
+    long extraTaus = 2;
+    std::string descriptorName;
+};
