@@ -43,8 +43,13 @@ bool xMData::ReadTail() {
     // The offsets in the file are what later readers index by; keep them.
     const long r = RowLength();
     bool ok = true;
-    for (long id = 100; ok && id <= LastComponent; ++id)
-        ok = ReadField(offsets_[id], "a channel offset", 0, r - 1);
+    for (long id = 100; ok && id <= LastComponent; ++id) {
+        // A present component's items in front and its channels lie inside the record.
+        const bool present = id >= FirstComponent && flags_[id] != 0;
+        ok = present ? ReadField(offsets_[id], "a channel offset",
+                                 BaseItems() + ItemsPerComponent(), r - channels_[id])
+                     : ReadField(offsets_[id], "a channel offset", 0, r - 1);
+    }
     if (ok && version_ > CurrentVersion)
         ok = ReadCheckedArray(mean_, "the mean array", 0, r - 1) && ReadField(flag_, "a flag");
     if (!ok) Fail("xMData::Error reading header from file < %s >");

@@ -193,8 +193,9 @@ TEST_F(xMFileHeaderTest, BrokenSurveyFilesSayWhere) {
             {"F.BIN", 1196, 0, kHeader,
              "F.BIN: byte 1192: expected 2 flagged components (the count at byte 4), found "
              "\"1\""},
-            {"O.BIN", 1236, 15, kData,
-             "O.BIN: byte 1236: expected a channel offset from 0 to 14, found \"15\""},
+            // TxRx's two channels must start behind the six base items and end in the record.
+            {"O.BIN", 1236, 14, kData,
+             "O.BIN: byte 1236: expected a channel offset from 6 to 13, found \"14\""},
             // Each block takes at least 1060 + 8 R bytes: two fit behind the header.
             {"L.BIN", 16, 1000, kHeader,
              "L.BIN: byte 16: expected a line count from 0 to 2, found \"1000\""},
