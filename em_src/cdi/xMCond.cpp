@@ -84,53 +84,24 @@ long xMCond::HeaderSize() const {
 
 // Header -------------------------------------------------------------------------
 
-bool xMCond::ReadHeader() {
-    // The common header's sanity check sizes the record by the tail; until the
-    // tail is read it must not count the last file's.
-    depths_.Resize(0, -1);
-    layerCount_ = 0;
-    if (!xMFile::ReadHeader()) return false;
-    if (!ReadTail()) {
-        headerRead_ = false;
-        return false;
-    }
-    firstLine_ = Stream().tellg();
-    return true;
-}
-
 bool xMCond::ReadTail() {
-    auto& s = Stream();
-    bool ok = ReadCheckedArray(depths_) && ReadCheckedArray(weights_) &&
-              weights_.Low() == FirstComponent && weights_.High() == LastComponent;
     histogram_ = FloatMatrix();
-    if (ok && version_ > 7) {
-        std::int32_t b[4] = {};
-        for (auto& bound : b) ok = ok && binary::Read(s, bound);
-        const std::int64_t rows = std::int64_t(b[1]) - b[0] + 1;
-        const std::int64_t cols = std::int64_t(b[3]) - b[2] + 1;
-        ok = ok && MatrixFits(rows, cols);
-        if (ok) {
-            histogram_.Resize(b[0], b[1], b[2], b[3]);
-            const auto n = std::size_t(histogram_.Count());
-            ok = binary::ReadBlock(s, histogram_.Data(), n) == n;
-        }
-    }
     spectrumFlag_ = 0;
     cdiType_ = FullCdi;
     layerCount_ = 0;
-    if (ok && version_ > 9) ok = binary::Read(s, spectrumFlag_) && binary::Read(s, cdiType_);
-    if (ok && version_ > 10) ok = binary::Read(s, layerCount_) && layerCount_ >= 0;
+    bool ok = ReadCheckedArray(depths_, "the depths") &&
+              ReadCheckedArray(weights_, "the component weights", FirstComponent, LastComponent);
+    if (ok && version_ > 7) ok = ReadMatrix(histogram_, "the histogram");
+    if (ok && version_ > 9)
+        ok = ReadField(spectrumFlag_, "a spectrum flag") && ReadField(cdiType_, "a CDI type");
+    if (ok && version_ > 10) ok = ReadField(layerCount_, "a layer count", 0, min_.Length());
     // The extremes hold one value an item: the tail must give the same record.
     if (ok) {
-        ok = layerCount_ <= min_.Length() && depths_.Length() <= min_.Length();
-        if (ok) SyncTrailingItems();
-        ok = ok && min_.Length() == RowLength() && max_.Length() == RowLength();
+        SyncTrailingItems();
+        ok = CheckRecordLength();
     }
-    if (!ok) {
-        Fail(kReadError);
-        return false;
-    }
-    return true;
+    if (!ok) Fail(kReadError);
+    return ok;
 }
 
 bool xMCond::WriteHeader() {
@@ -289,11 +260,11 @@ long xMCondCross::HeaderSize() const {
 
 bool xMCondCross::ReadTail() {
     if (!xMCond::ReadTail()) return false;
-    if (!ReadCheckedArray(conductivities_) || !ReadCheckedArray(selection_, 1, MaxSelected)) {
-        Fail(kCrossReadError);
-        return false;
-    }
-    return true;
+    if (ReadCheckedArray(conductivities_, "the conductivities") &&
+        ReadCheckedArray(selection_, "the component selection", 1, MaxSelected))
+        return true;
+    Fail(kCrossReadError);
+    return false;
 }
 
 bool xMCondCross::WriteTail() {

@@ -67,7 +67,6 @@ class xMCond : public xMFile {
     // zero, the weights at their defaults (TzRx and TzRz 1, the rest 0).
     void Init(const FloatArray& depths, const LongArray& components);
 
-    bool ReadHeader() override;
     bool WriteHeader() override;
     void DumpHeader(std::ostream& out) const override;
     // Counts the line and merges its extremes (UpdateExtremes).
@@ -146,8 +145,9 @@ class xMCond : public xMFile {
 
   protected:
     // The tail behind the common header, at the stream's position; each form
-    // reports its own failure.
-    virtual bool ReadTail();
+    // reports its own failure. It settles the record's trailing items.
+    bool ReadTail() override;
+    bool RecordLengthInTail() const override { return true; }
     virtual bool WriteTail();
     // Extra header lines of a derived form, written before the closing rule.
     virtual void DumpTailLines(std::ostream&) const {}

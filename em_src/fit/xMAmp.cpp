@@ -50,28 +50,25 @@ void xMAmp::InitFromData(const xMData& bin, const FloatArray& taus, std::int32_t
     }
 }
 
-bool xMAmp::ReadHeader() {
-    if (!xMData::ReadHeader()) return false;
-    auto& s = Stream();
-    bool ok = ReadCheckedArray(taus_);
+bool xMAmp::ReadTail() {
+    if (!xMData::ReadTail()) return false;
+    const std::int64_t tausAt = Stream().tellg();
+    bool ok = ReadCheckedArray(taus_, "the taus");
+    // Every component holds an amplitude and a background a tau and one more item.
+    for (long id = FirstComponent; ok && id <= LastComponent; ++id)
+        ok = flags_[id] == 0 || channels_[id] == 2 * taus_.Length() + 1 ||
+             Refuse(tausAt,
+                    std::to_string((channels_[id] - 1) / 2) + " taus (the " +
+                        std::to_string(channels_[id]) + " channels of " + ComponentName(id) + ")",
+                    std::to_string(taus_.Length()));
     // The two reserved matrices are passed over, whatever their size.
-    for (int m = 0; ok && m < 2; ++m) {
-        std::int32_t bounds[4] = {};
-        for (auto& bound : bounds) ok = ok && binary::Read(s, bound);
-        const std::int64_t rows = std::int64_t(bounds[1]) - bounds[0] + 1;
-        const std::int64_t cols = std::int64_t(bounds[3]) - bounds[2] + 1;
-        ok = ok && rows >= 0 && cols >= 0 && rows * cols * 4 <= BytesLeft();
-        if (ok) s.seekg(rows * cols * 4, std::ios::cur);
-    }
+    FloatMatrix reserved;
+    ok = ok && ReadMatrix(reserved, "a reserved matrix") &&
+         ReadMatrix(reserved, "a reserved matrix");
     basisType_ = ApproximationExponent;
-    if (ok && version_ > 9) ok = binary::Read(s, basisType_);
-    if (!ok) {
-        headerRead_ = false;
-        Fail(kReadError);
-        return false;
-    }
-    firstLine_ = s.tellg();
-    return true;
+    if (ok && version_ > 9) ok = ReadField(basisType_, "a basis type");
+    if (!ok) Fail(kReadError);
+    return ok;
 }
 
 bool xMAmp::WriteHeader() {

@@ -39,7 +39,6 @@ class xMAmp : public xMData {
     // records start at 0; they count what this file is given.
     void InitFromData(const xMData& bin, const FloatArray& taus, std::int32_t basisType);
 
-    bool ReadHeader() override;
     bool WriteHeader() override;
     void DumpHeader(std::ostream& out) const override;
 
@@ -62,6 +61,11 @@ class xMAmp : public xMData {
     long BackgroundOffset(long component) const;
     long PrimaryLevelItem(long component) const;
     long PrimaryCoefficientItem(long component) const;
+
+  protected:
+    // The taus, which must fill every component's channels, the reserved
+    // matrices and the basis type.
+    bool ReadTail() override;
 
   private:
     // A component whose channels hold item, or 0.

@@ -39,21 +39,21 @@ LongArray xMData::CompactOffsets() const {
     return compact;
 }
 
-bool xMData::ReadHeader() {
-    if (!xMFile::ReadHeader()) return false;
-    auto& s = Stream();
+bool xMData::ReadTail() {
     // The offsets in the file are what later readers index by; keep them.
-    bool ok = offsets_.ReadBinary(s, false);
-    if (ok && version_ > CurrentVersion) ok = ReadCheckedArray(mean_) && binary::Read(s, flag_);
-    for (long id = 100; ok && id <= LastComponent; ++id)
-        ok = offsets_[id] >= 0 && offsets_[id] < std::max(RowLength(), 1L);
-    if (!ok) {
-        headerRead_ = false;
-        Fail("xMData::Error reading header from file < %s >");
-        return false;
+    const long r = RowLength();
+    bool ok = true;
+    for (long id = 100; ok && id <= LastComponent; ++id) {
+        // A present component's items in front and its channels lie inside the record.
+        const bool present = id >= FirstComponent && flags_[id] != 0;
+        ok = present ? ReadField(offsets_[id], "a channel offset",
+                                 BaseItems() + ItemsPerComponent(), r - channels_[id])
+                     : ReadField(offsets_[id], "a channel offset", 0, r - 1);
     }
-    firstLine_ = s.tellg();
-    return true;
+    if (ok && version_ > CurrentVersion)
+        ok = ReadCheckedArray(mean_, "the mean array", 0, r - 1) && ReadField(flag_, "a flag");
+    if (!ok) Fail("xMData::Error reading header from file < %s >");
+    return ok;
 }
 
 bool xMData::WriteHeader() {

@@ -7,7 +7,6 @@ class xMData : public xMFile {
   public:
     xMData();
 
-    bool ReadHeader() override;
     bool WriteHeader() override;
     void AddLine(const xMLineBlock& line) override;
     long HeaderSize() const override;
@@ -21,6 +20,9 @@ class xMData : public xMFile {
 
   protected:
     void DeriveChannelOffsets() override;
+    // The channel offsets, each inside the record, and above version 13 the
+    // means and the flag.
+    bool ReadTail() override;
 
   private:
     LongArray offsets_;

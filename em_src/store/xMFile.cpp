@@ -8,6 +8,7 @@
 #include "BinaryStream.h"
 #include "xMLine.h"
 #include "xPlatform.h"
+#include "xReadError.h"
 #include "xRecordLayout.h"
 #include "xTRClasf.h"
 
@@ -17,6 +18,20 @@ std::string WithName(const std::string& format, const std::string& name) {
     std::string text = format;
     if (auto at = text.find("%s"); at != std::string::npos) text.replace(at, 2, name);
     return text;
+}
+
+// The common header: the extremes begin behind the reserved area, and a
+// header of R items takes kCommonHeaderBase + 8 R bytes.
+constexpr std::int64_t kMinimumAt = 28 + xMFile::ReservedArea;
+constexpr long kCommonHeaderBase = 1112;
+
+// "3 bytes", "1 item".
+std::string Count(std::int64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string Bounds(std::int64_t low, std::int64_t high) {
+    return std::to_string(low) + ".." + std::to_string(high);
 }
 
 void WriteZeros(std::ostream& out, std::size_t count) {
@@ -46,7 +61,7 @@ long xMFile::RowLength() const {
 }
 
 long xMFile::HeaderSize() const {
-    return 1112 + 8 * RowLength();
+    return kCommonHeaderBase + 8 * RowLength();
 }
 
 long xMFile::LineHeaderSize(long cols) const {
@@ -103,7 +118,35 @@ void xMFile::CopyHeaderFrom(const xMFile& other) {
 }
 
 void xMFile::Fail(const std::string& format) {
-    Platform().Error(WithName(format, Path().string()));
+    std::string text = WithName(format, Path().string());
+    if (!fault_.empty()) text += "\n" + fault_;
+    fault_.clear();
+    Platform().Error(text);
+}
+
+bool xMFile::Refuse(std::int64_t offset, const std::string& expected, const std::string& found) {
+    fault_ = AtOffset(Path(), offset, ExpectedFound(expected, found));
+    return false;
+}
+
+bool xMFile::RefuseShort(std::int64_t offset, const std::string& what) {
+    auto& s = Stream();
+    s.clear();
+    s.seekg(0, std::ios::end);
+    const std::int64_t left = std::max<std::int64_t>(0, std::int64_t(s.tellg()) - offset);
+    fault_ = AtOffset(Path(), offset,
+                      "expected " + what + ", found " +
+                          (left == 0 ? "the end of the file" : "only " + Count(left, "byte")));
+    return false;
+}
+
+bool xMFile::CheckRange(std::int64_t offset, const std::string& what, std::int64_t value,
+                        std::int64_t low, std::int64_t high) {
+    if (value >= low && value <= high) return true;
+    const std::string range = low == high
+                                  ? " " + std::to_string(low)
+                                  : " from " + std::to_string(low) + " to " + std::to_string(high);
+    return Refuse(offset, what + range, std::to_string(value));
 }
 
 std::int64_t xMFile::BytesLeft() {
@@ -116,24 +159,93 @@ std::int64_t xMFile::BytesLeft() {
     return end < here ? 0 : std::int64_t(end - here);
 }
 
-bool xMFile::ReadCheckedArray(FloatArray& array) {
-    auto& s = Stream();
-    std::int32_t low = 0, high = 0;
-    if (!binary::Read(s, low) || !binary::Read(s, high)) return false;
-    const std::int64_t count = std::int64_t(high) - low + 1;
-    if (count < 0 || count * 4 > BytesLeft()) return false;
-    array.Resize(low, high);
-    return binary::ReadBlock(s, array.Data(), std::size_t(count)) == std::size_t(count);
+bool xMFile::ReadField(std::int32_t& value, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
+    return binary::Read(Stream(), value) || RefuseShort(at, what);
 }
 
-bool xMFile::ReadCheckedArray(LongArray& array, long low, long high) {
-    auto& s = Stream();
+bool xMFile::ReadField(std::int32_t& value, const std::string& what, std::int64_t low,
+                       std::int64_t high) {
+    const std::int64_t at = Stream().tellg();
+    return ReadField(value, what) && CheckRange(at, what, value, low, high);
+}
+
+bool xMFile::ReadField(float& value, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
+    return binary::Read(Stream(), value) || RefuseShort(at, what);
+}
+
+bool xMFile::SkipBytes(std::int64_t bytes, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
+    if (BytesLeft() < bytes) return RefuseShort(at, what + " of " + Count(bytes, "byte"));
+    Stream().seekg(bytes, std::ios::cur);
+    return true;
+}
+
+bool xMFile::ReadBounds(std::int32_t& low, std::int32_t& high, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
+    if (!ReadField(low, "the bounds of " + what) || !ReadField(high, "the bounds of " + what))
+        return false;
+    const std::int64_t count = std::int64_t(high) - low + 1;
+    const std::int64_t room = BytesLeft() / 4;
+    if (count >= 0 && count <= room) return true;
+    return Refuse(at, "bounds of " + what + " that fit the " + Count(4 * room, "byte") + " left",
+                  Bounds(low, high));
+}
+
+bool xMFile::ReadExactBounds(long low, long high, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
     std::int32_t lo = 0, hi = 0;
-    if (!binary::Read(s, lo) || !binary::Read(s, hi)) return false;
-    if (lo != low || hi != high) return false;
+    if (!ReadField(lo, "the bounds of " + what) || !ReadField(hi, "the bounds of " + what))
+        return false;
+    if (lo != low || hi != high)
+        return Refuse(at, "bounds " + Bounds(low, high) + " of " + what, Bounds(lo, hi));
+    const std::int64_t bytes = 4 * (std::int64_t(high) - low + 1);
+    return BytesLeft() >= bytes || RefuseShort(at + 8, what + " of " + Count(bytes, "byte"));
+}
+
+template <class Array>
+bool xMFile::ReadValues(Array& array, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
+    const auto count = std::size_t(array.Length());
+    return binary::ReadBlock(Stream(), array.Data(), count) == count ||
+           RefuseShort(at, what + " of " + Count(4 * std::int64_t(count), "byte"));
+}
+
+bool xMFile::ReadCheckedArray(FloatArray& array, const std::string& what) {
+    std::int32_t low = 0, high = 0;
+    if (!ReadBounds(low, high, what)) return false;
     array.Resize(low, high);
-    return binary::ReadBlock(s, array.Data(), std::size_t(array.Length())) ==
-           std::size_t(array.Length());
+    return ReadValues(array, what);
+}
+
+bool xMFile::ReadCheckedArray(FloatArray& array, const std::string& what, long low, long high) {
+    if (!ReadExactBounds(low, high, what)) return false;
+    array.Resize(low, high);
+    return ReadValues(array, what);
+}
+
+bool xMFile::ReadCheckedArray(LongArray& array, const std::string& what, long low, long high) {
+    if (!ReadExactBounds(low, high, what)) return false;
+    array.Resize(low, high);
+    return ReadValues(array, what);
+}
+
+bool xMFile::ReadMatrix(FloatMatrix& matrix, const std::string& what) {
+    const std::int64_t at = Stream().tellg();
+    std::int32_t b[4] = {};
+    for (auto& bound : b)
+        if (!ReadField(bound, "the bounds of " + what)) return false;
+    const std::int64_t rows = std::int64_t(b[1]) - b[0] + 1;
+    const std::int64_t cols = std::int64_t(b[3]) - b[2] + 1;
+    if (!MatrixFits(rows, cols))
+        return Refuse(at,
+                      "bounds of " + what + " that fit the " + Count(BytesLeft(), "byte") + " left",
+                      Bounds(b[0], b[1]) + " x " + Bounds(b[2], b[3]));
+    matrix.Resize(b[0], b[1], b[2], b[3]);
+    const auto n = std::size_t(matrix.Count());
+    return binary::ReadBlock(Stream(), matrix.Data(), n) == n ||
+           RefuseShort(at + 16, what + " of " + Count(4 * std::int64_t(n), "byte"));
 }
 
 bool xMFile::MatrixFits(std::int64_t rows, std::int64_t cols) {
@@ -154,64 +266,88 @@ std::int32_t xMFile::ReadVersion() {
 bool xMFile::ReadHeader() {
     static const char* readError = "xMFile::Error reading header from file < %s >";
     headerRead_ = false;
-    if (!IsOpen()) {
-        Fail(readError);
+    fault_.clear();
+    const auto refuse = [this](const char* format) {
+        Fail(format);
         return false;
-    }
+    };
+    if (!IsOpen()) return refuse(readError);
     auto& s = Stream();
     s.clear();
     s.seekg(0);
     std::int32_t version = 0;
-    if (!binary::Read(s, version)) {
-        Fail(readError);
-        return false;
-    }
-    if (version < LowestVersion) {
-        Platform().Error("xMFile::Unsupported format of data in " + Path().string() +
-                         ". Update your data files to version " + "13" + ".");
-        return false;
-    }
+    if (!ReadField(version, "a version")) return refuse(readError);
+    if (!CheckRange(0, "a version", version, LowestVersion, HighestVersion))
+        return refuse(
+            "xMFile::Unsupported format of data in %s. Update your data files to "
+            "version 13.");
     version_ = version;
-    bool ok = binary::Read(s, activeComponents_) && binary::Read(s, legacyChannels_) &&
-              binary::Read(s, flight_) && binary::Read(s, lines_) && binary::Read(s, records_) &&
-              binary::Read(s, noiseLevel_);
-    orientationItems_ = 0;
-    long reserved = ReservedArea;
-    ok = ok && binary::Read(s, userItems_);
-    reserved -= 4;
-    for (long c = 100; c <= LastComponent; ++c) channels_[c] = 0;
-    if (ok && version_ > 6) {
-        orientationItems_ = 6;
-        std::int16_t spare = 0;
-        ok = ReadCheckedArray(channels_, 100, 109) && binary::Read(s, spare);
-        reserved -= 8 + 4 * 10 + 2;
-    }
-    ok = ok && BytesLeft() >= reserved;
-    if (ok) s.seekg(reserved, std::ios::cur);
-    ok = ok && ReadCheckedArray(min_) && ReadCheckedArray(max_) &&
-         ReadCheckedArray(flags_, 100, 109);
-    if (ok && version_ == 6) {
-        for (long c = FirstComponent; c <= LastComponent; ++c)
-            if (flags_[c] != 0) channels_[c] = legacyChannels_;
-    }
-    // Counts that no file of this size could hold mean the bytes are not a
-    // survey file; refuse them before anything is sized by them.
-    if (ok) {
-        const std::int64_t limit = BytesLeft() + HeaderSize();
-        ok = activeComponents_ >= 0 && userItems_ >= 0 && lines_ >= 0 && records_ >= 0;
-        for (long c = FirstComponent; ok && c <= LastComponent; ++c)
-            ok = channels_[c] >= 0 && channels_[c] <= limit;
-        ok = ok && userItems_ <= limit && activeComponents_ <= 9 && RowLength() * 4 <= limit;
-    }
-    if (!ok) {
-        Fail(readError);
-        return false;
-    }
+    if (!ReadCommonHeader() || (!RecordLengthInTail() && !CheckRecordLength()))
+        return refuse(readError);
     DeriveChannelOffsets();
+    if (!ReadTail()) return false;
+    if (!CheckTotals()) return refuse(readError);
     headerRead_ = true;
     lineCursor_ = 0;
     firstLine_ = s.tellg();
     return true;
+}
+
+// Every count is held to what a file of this size could hold before anything
+// is sized by it.
+bool xMFile::ReadCommonHeader() {
+    auto& s = Stream();
+    const std::int64_t size = BytesLeft() + 4;
+    if (size < kCommonHeaderBase)
+        return RefuseShort(0, "a header of at least " + Count(kCommonHeaderBase, "byte"));
+    const std::int64_t items = (size - kCommonHeaderBase) / 8;
+    bool ok = ReadField(activeComponents_, "a component count", 1, LastComponent - 100) &&
+              ReadField(legacyChannels_, "a channel count", 0, items) &&
+              ReadField(flight_, "a flight number") && ReadField(lines_, "a line count") &&
+              ReadField(records_, "a record count") && ReadField(noiseLevel_, "a noise level") &&
+              ReadField(userItems_, "a user item count", 0, items);
+    orientationItems_ = 0;
+    for (long c = 100; c <= LastComponent; ++c) channels_[c] = 0;
+    if (ok && version_ > 6) {
+        orientationItems_ = 6;
+        ok = ReadExactBounds(100, LastComponent, "the channels per component");
+        for (long c = 100; ok && c <= LastComponent; ++c)
+            ok = ReadField(channels_[c], "a channel count", 0, items);
+    }
+    ok = ok && SkipBytes(kMinimumAt - std::int64_t(s.tellg()), "the reserved area") &&
+         ReadCheckedArray(min_, "the minimum array") &&
+         ReadCheckedArray(max_, "the maximum array", min_.Low(), min_.High());
+    const std::int64_t flagsAt = s.tellg();
+    ok = ok && ReadCheckedArray(flags_, "the component flags", 100, LastComponent);
+    long flagged = 0;
+    for (long c = FirstComponent; ok && c <= LastComponent; ++c) flagged += flags_[c] != 0;
+    ok = ok && (flagged == activeComponents_ ||
+                Refuse(flagsAt + 8,
+                       Count(activeComponents_, "flagged component") + " (the count at byte 4)",
+                       std::to_string(flagged)));
+    if (ok && version_ == 6) {
+        for (long c = FirstComponent; c <= LastComponent; ++c)
+            if (flags_[c] != 0) channels_[c] = legacyChannels_;
+    }
+    return ok;
+}
+
+bool xMFile::CheckRecordLength() {
+    const long r = RowLength();
+    if (min_.Low() == 0 && min_.Length() == r) return true;
+    return Refuse(kMinimumAt,
+                  "bounds " + Bounds(0, r - 1) + " of the minimum array (a record of " +
+                      Count(r, "item") + " by the counts)",
+                  Bounds(min_.Low(), min_.High()));
+}
+
+// Each line block takes at least its header; the records take R floats each.
+bool xMFile::CheckTotals() {
+    const std::int64_t left = BytesLeft();
+    const std::int64_t block = LineHeaderSize(RowLength());
+    if (!CheckRange(16, "a line count", lines_, 0, left / block)) return false;
+    const std::int64_t rows = (left - lines_ * block) / (4 * std::max(RowLength(), 1L));
+    return CheckRange(20, "a record count", records_, 0, rows);
 }
 
 bool xMFile::WriteHeader() {
@@ -349,24 +485,35 @@ bool xMFile::FindLine(std::int32_t number, xMLineBlock& line) {
     return false;
 }
 
+// The block must hold the header's record length and fit, records and all,
+// in what is left of the file before its rows are sized.
 bool xMFile::ReadLineHeader(xMLineBlock& line) {
+    fault_.clear();
     auto& s = Stream();
     line.position = s.tellg();
+    const long r = RowLength();
+    const std::int64_t head = LineHeaderSize(r);
+    const std::int64_t rowsLeft = (BytesLeft() - head) / (4 * std::max(r, 1L));
     std::int32_t rowLow = 0, rowHigh = 0, colLow = 0, colHigh = 0;
-    bool ok = binary::Read(s, rowLow) && binary::Read(s, rowHigh) && binary::Read(s, colLow) &&
-              binary::Read(s, colHigh) && binary::Read(s, line.number);
-    ok = ok && binary::ReadBlock(s, line.memo.data(), line.memo.size()) == line.memo.size();
-    ok = ok && ReadCheckedArray(line.min) && ReadCheckedArray(line.max);
-    if (ok && version_ > CurrentVersion) ok = ReadCheckedArray(line.mean);
-    const std::int64_t rows = std::int64_t(rowHigh) - rowLow + 1;
-    const std::int64_t cols = std::int64_t(colHigh) - colLow + 1;
-    ok = ok && cols > 0 && MatrixFits(rows, cols);
+    bool ok = (BytesLeft() >= head ||
+               RefuseShort(line.position, "a line block header of " + Count(head, "byte"))) &&
+              ReadField(rowLow, "the first row", 0, 0) &&
+              ReadField(rowHigh, "a last row", -1, rowsLeft - 1) &&
+              ReadField(colLow, "the first column", 0, 0) &&
+              ReadField(colHigh, "the last column", r - 1, r - 1) &&
+              ReadField(line.number, "a line number");
+    ok = ok && (binary::ReadBlock(s, line.memo.data(), line.memo.size()) == line.memo.size() ||
+                RefuseShort(line.position + 20, "a line memo"));
+    ok = ok && ReadCheckedArray(line.min, "the line's minimum array", 0, r - 1) &&
+         ReadCheckedArray(line.max, "the line's maximum array", 0, r - 1);
+    if (ok && version_ > CurrentVersion)
+        ok = ReadCheckedArray(line.mean, "the line's mean array", 0, r - 1);
     if (!ok) {
         Fail("xMFile::Error reading line from file < %s >");
         return false;
     }
-    line.rows = long(rows);
-    line.cols = long(cols);
+    line.rows = long(rowHigh) + 1;
+    line.cols = r;
     line.dataPosition = s.tellg();
     return true;
 }

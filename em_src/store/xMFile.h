@@ -23,7 +23,8 @@ class xMFile : public xDoc {
   public:
     static constexpr std::int32_t CurrentVersion = 13;
     static constexpr std::int32_t LowestVersion = 6;
-    static constexpr long ReservedArea = 1020;  // bytes 28..1047 of the header
+    static constexpr std::int32_t HighestVersion = 14;  // the form with the means
+    static constexpr long ReservedArea = 1020;          // bytes 28..1047 of the header
     static constexpr long LineHeaderBase = 1060;
 
     xMFile();
@@ -125,15 +126,44 @@ class xMFile : public xDoc {
   protected:
     // Offsets of the channels, derived by the forms that keep them.
     virtual void DeriveChannelOffsets() {}
+    // The form's part of the header behind the common one, at the stream's
+    // position; each form reports its own failure.
+    virtual bool ReadTail() { return true; }
+    // True for forms whose tail settles the record's trailing items: the
+    // common header alone cannot check their record length.
+    virtual bool RecordLengthInTail() const { return false; }
     // Bytes left in the file from the stream's read position.
     std::int64_t BytesLeft();
-    // An array with bounds whose length must fit in what is left of the file.
-    bool ReadCheckedArray(FloatArray& array);
-    bool ReadCheckedArray(LongArray& array, long low, long high);
+
+    // Field readers of the header and the line blocks, at the stream's
+    // position. A field that is missing or out of range is refused: its offset
+    // and what was expected and found are kept, and Fail puts them behind the
+    // class's own message. Nothing is sized before its length is known to fit
+    // in what is left of the file.
+    bool ReadField(std::int32_t& value, const std::string& what);
+    bool ReadField(std::int32_t& value, const std::string& what, std::int64_t low,
+                   std::int64_t high);
+    bool ReadField(float& value, const std::string& what);
+    bool SkipBytes(std::int64_t bytes, const std::string& what);
+    // An array with bounds: any bounds whose length fits, or exactly low..high.
+    bool ReadCheckedArray(FloatArray& array, const std::string& what);
+    bool ReadCheckedArray(FloatArray& array, const std::string& what, long low, long high);
+    bool ReadCheckedArray(LongArray& array, const std::string& what, long low, long high);
+    // A matrix with bounds whose rows x cols floats fit.
+    bool ReadMatrix(FloatMatrix& matrix, const std::string& what);
     // Whether rows x cols floats fit in what is left of the file. Each side is
     // held to the file's size on its own too: an empty matrix still makes its
     // rows, and sides of a few billion must not overflow the product.
     bool MatrixFits(std::int64_t rows, std::int64_t cols);
+    // The extremes against the record the counts give.
+    bool CheckRecordLength();
+    // Keep the fault at offset for Fail; false.
+    bool Refuse(std::int64_t offset, const std::string& expected, const std::string& found);
+    bool RefuseShort(std::int64_t offset, const std::string& what);
+    bool CheckRange(std::int64_t offset, const std::string& what, std::int64_t value,
+                    std::int64_t low, std::int64_t high);
+    // The class's message, followed by the fault kept since the last header
+    // or line block read began, when there is one.
     void Fail(const std::string& format);
     // The internal line, made on first use, placed on a line by number.
     xMLine* LineForFid(std::int32_t number);
@@ -161,4 +191,14 @@ class xMFile : public xDoc {
     std::int64_t firstLine_ = 0;  // first byte behind the header
     std::int64_t nextBlock_ = 0;
     std::unique_ptr<xMLine> fidLine_;
+    std::string fault_;  // where and why the last read stopped
+
+  private:
+    bool ReadCommonHeader();
+    // The lines and records against the bytes behind the header.
+    bool CheckTotals();
+    bool ReadBounds(std::int32_t& low, std::int32_t& high, const std::string& what);
+    bool ReadExactBounds(long low, long high, const std::string& what);
+    template <class Array>
+    bool ReadValues(Array& array, const std::string& what);
 };

@@ -320,7 +320,9 @@ TEST_F(xMCondTest, BrokenHeadersAreRefusedWithTheClassText) {
     EXPECT_FALSE(Open(back, "C.CRS"));
     ASSERT_EQ(platform_.messages.size(), 1u);
     EXPECT_EQ(platform_.messages[0].text,
-              "xMCondCross::Error reading header from file < " + cross.string() + " >");
+              "xMCondCross::Error reading header from file < " + cross.string() +
+                  " >\nC.CRS: byte 1780: expected the component selection of 8 bytes, found "
+                  "only 4 bytes");
 
     // Cut inside the layer count.
     const fs::path cnd = Put("C.CND", whole.substr(0, whole.size() - 24 - 2));
@@ -328,7 +330,8 @@ TEST_F(xMCondTest, BrokenHeadersAreRefusedWithTheClassText) {
     EXPECT_FALSE(Open(plain, "C.CND"));
     ASSERT_EQ(platform_.messages.size(), 2u);
     EXPECT_EQ(platform_.messages[1].text,
-              "xMCond::Error reading header from file < " + cnd.string() + " >");
+              "xMCond::Error reading header from file < " + cnd.string() +
+                  " >\nC.CND: byte 1760: expected a layer count, found only 2 bytes");
 }
 
 TEST_F(xMCondTest, SizesNoFileCouldHoldAreRefusedBeforeAnythingIsSized) {
@@ -355,7 +358,10 @@ TEST_F(xMCondTest, SizesNoFileCouldHoldAreRefusedBeforeAnythingIsSized) {
         const fs::path path = Put(name, file(rowHigh, colLow, colHigh, 1, r));
         xMCond cnd;
         EXPECT_FALSE(Open(cnd, name));
-        EXPECT_EQ(platform_.messages.back().text, readError + path.string() + " >");
+        EXPECT_TRUE(platform_.messages.back().text.starts_with(
+            readError + path.string() + " >\n" + name +
+            ": byte 1340: expected bounds of the histogram that fit the 1332 bytes left"))
+            << platform_.messages.back().text;
     }
     EXPECT_EQ(platform_.messages.size(), 2u);
 
@@ -367,7 +373,8 @@ TEST_F(xMCondTest, SizesNoFileCouldHoldAreRefusedBeforeAnythingIsSized) {
     EXPECT_FALSE(cnd.FindLine(42, line));
     ASSERT_EQ(platform_.messages.size(), 3u);
     EXPECT_EQ(platform_.messages[2].text,
-              "xMFile::Error reading line from file < " + path.string() + " >");
+              "xMFile::Error reading line from file < " + path.string() +
+                  " >\nL.CND: byte 1380: expected a last row from -1 to 0, found \"2147483647\"");
 }
 
 TEST_F(xMCondTest, RewriteThatWouldMoveTheLinesIsRefused) {

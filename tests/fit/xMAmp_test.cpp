@@ -269,10 +269,11 @@ TEST_F(xMAmpTest, OlderVersionsHaveNoPrimaryItemsAndVersionNineNoBasisType) {
         amp.SetPath(Put("T.AMP", whole.substr(0, cut)));
         ASSERT_EQ(amp.Open(), 1);
         EXPECT_FALSE(amp.ReadHeader()) << cut;
-        EXPECT_EQ(platform_.Texts("error"),
-                  std::vector<std::string>{"xMAmp::Error reading header from file < " +
-                                           (dir_ / "T.AMP").string() + " >"})
-            << cut;
+        const auto errors = platform_.Texts("error");
+        ASSERT_EQ(errors.size(), 1u) << cut;
+        EXPECT_TRUE(errors[0].starts_with("xMAmp::Error reading header from file < " +
+                                          (dir_ / "T.AMP").string() + " >\nT.AMP: byte "))
+            << errors[0];
     }
 }
 

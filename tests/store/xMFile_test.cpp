@@ -177,7 +177,9 @@ TEST_F(xMFileTest, VersionSixUsesLegacyChannelCountAndNoOrientation) {
     EXPECT_FALSE(old.ReadHeader());
     EXPECT_TRUE(platform_.Saw("error", "xMFile::Unsupported format of data in " +
                                            (dir_ / "V5.BIN").string() +
-                                           ". Update your data files to version 13."));
+                                           ". Update your data files to version 13.\n"
+                                           "V5.BIN: byte 0: expected a version from 6 to 14, "
+                                           "found \"5\""));
 }
 
 TEST_F(xMFileTest, TruncatedAndGarbageFilesEndInAMessage) {
@@ -207,7 +209,8 @@ TEST_F(xMFileTest, TruncatedAndGarbageFilesEndInAMessage) {
                   std::string::npos)
             << cut;
     }
-    // Behind the channel offsets only the line is cut: header fine, walk stops.
+    // Behind the channel offsets only the line is cut: the header's records no
+    // longer fit, so the walk does not begin.
     platform_.messages.clear();
     xMData t;
     t.SetPath(Put("L.BIN", whole.substr(0, whole.size() - 10)));
@@ -215,8 +218,10 @@ TEST_F(xMFileTest, TruncatedAndGarbageFilesEndInAMessage) {
     xMLineBlock line;
     EXPECT_FALSE(t.NextLine(line));
     EXPECT_EQ(platform_.Texts("error"),
-              std::vector<std::string>{"xMFile::Error reading line from file < " +
-                                       (dir_ / "L.BIN").string() + " >"});
+              std::vector<std::string>{"xMFile::Error reading header from file < " +
+                                       (dir_ / "L.BIN").string() +
+                                       " >\nL.BIN: byte 20: expected a record count from 0 to "
+                                       "3, found \"4\""});
 
     // An absurd minimum array length is refused before anything is allocated.
     std::string huge = whole;
@@ -228,5 +233,8 @@ TEST_F(xMFileTest, TruncatedAndGarbageFilesEndInAMessage) {
     ASSERT_EQ(g.Open(), 1);
     EXPECT_FALSE(g.ReadHeader());
     EXPECT_TRUE(platform_.Saw(
-        "error", "xMFile::Error reading header from file < " + (dir_ / "G.BIN").string() + " >"));
+        "error", "xMFile::Error reading header from file < " + (dir_ / "G.BIN").string() +
+                     " >\nG.BIN: byte 1048: expected bounds of the "
+                     "minimum array that fit the " +
+                     std::to_string(whole.size() - 1056) + " bytes left, found \"0..2147483647\""));
 }
