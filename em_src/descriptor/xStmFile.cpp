@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "TextScan.h"
+#include "xReadError.h"
 #include "xPlatform.h"
 
 using textscan::Quoted;
@@ -15,8 +16,9 @@ namespace {
 
 constexpr std::size_t kDeepestNesting = 32;
 
+// "<file>:<line>: ", the lead of every message that points into the file.
 std::string At(const std::string& source, long line) {
-    return source + ", line " + std::to_string(line) + ": ";
+    return AtLine(source, line, "");
 }
 
 // A comment runs from "//" to the end of its line.
