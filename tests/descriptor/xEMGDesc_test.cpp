@@ -299,8 +299,8 @@ TEST(Geometry, CurrentFileRoundTrip) {
     // Blanks, CRLF and a total-direction axis, which lands on z, are all read.
     ASSERT_TRUE(ReadText(read,
                          "\r\nfixed  large   loop \r\n t\r\n3\r\n0 0 0\r\n1 0 0\r\n0 1 0\r\n"
-                         "\r\n1 2 3\r\n\r\n\r\nmoving dipole\r\nXYZ POSITION:\r\n0 0 0\r\n"
-                         "\r\n"));
+                         "\r\n1 2 3\r\n ___\r\n\r\nmoving dipole\r\nXYZ POSITION:\r\n0 0 0\r\n"
+                         "_\r\n"));
     EXPECT_EQ(read.transmitter.UsedAxes(), std::vector<int>{AxisZ});
     EXPECT_FLOAT_EQ(read.GetArea(AxisZ), 0.5f);
     EXPECT_TRUE(read.receiver.UsedAxes().empty());
