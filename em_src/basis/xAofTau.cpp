@@ -51,7 +51,8 @@ class xAotReader {
     bool Line(std::string& line, const std::string& expected) {
         if (!where_.empty()) return false;
         if (!std::getline(in_, line)) {
-            where_ = AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
+            where_ =
+                AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
             return false;
         }
         ++line_;
@@ -130,8 +131,8 @@ bool ReadMatrixForm(xAotReader& in, FloatMatrix& matrix) {
     const long rows = std::max(0L, bounds[1] - bounds[0] + 1);
     const long cols = std::max(0L, bounds[3] - bounds[2] + 1);
     if (rows > kMaxValues || cols > kMaxValues || rows * cols > kMaxValues)
-        return TooMany(in, rows > kMaxValues || cols > kMaxValues ? std::max(rows, cols)
-                                                                  : rows * cols);
+        return TooMany(in,
+                       rows > kMaxValues || cols > kMaxValues ? std::max(rows, cols) : rows * cols);
     matrix.Resize(bounds[0], bounds[1], bounds[2], bounds[3]);
     for (long r = 0; r < rows; ++r)
         if (!ReadValues(in, cols, matrix.Data() + r * cols)) return false;

@@ -41,7 +41,8 @@ class xDscReader {
     bool Line(std::string& line, const std::string& expected = "another line") {
         if (!ok_) return false;
         if (!std::getline(in_, line)) {
-            where_ = AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
+            where_ =
+                AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
             return ok_ = false;
         }
         ++line_;

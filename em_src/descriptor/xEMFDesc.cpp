@@ -239,8 +239,8 @@ bool xEMFDesc::Read(xDscReader& in, long fileVersion, bool frequencyDomain) {
     } else {
         // By order, not by name: a row is name, position, flag.
         for (Item item : FileOrder()) {
-            const std::string expected = "the item " + std::string(ItemName(item)) +
-                                         " with its position and flag";
+            const std::string expected =
+                "the item " + std::string(ItemName(item)) + " with its position and flag";
             const std::vector<std::string> tokens = in.Tokens(expected);
             if (!in.Ok()) return false;
             if (tokens.size() < 2 || !WholeLong(tokens[1], *next.Field(item))) {
@@ -250,8 +250,8 @@ bool xEMFDesc::Read(xDscReader& in, long fileVersion, bool frequencyDomain) {
         }
         next.userItems.clear();
         for (;;) {
-            const std::string expected = "a user item or the line \"" +
-                                         std::string(ItemSeparator) + "\"";
+            const std::string expected =
+                "a user item or the line \"" + std::string(ItemSeparator) + "\"";
             const std::vector<std::string> tokens = in.Tokens(expected);
             if (!in.Ok()) return false;
             if (IsItemSeparator(tokens)) break;

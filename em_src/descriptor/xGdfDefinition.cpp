@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "TextScan.h"
-#include "xReadError.h"
 #include "xPlatform.h"
+#include "xReadError.h"
 
 using textscan::Quoted;
 using textscan::SameText;

@@ -115,7 +115,7 @@ bool CheckHeader(std::fstream& file, Header& header) {
     file.clear();
     if (!whole) {
         header.fault = {FileSize(file), "expected a header of " +
-                       std::to_string(old ? OldFirstSection : HeaderSize) +
+                                            std::to_string(old ? OldFirstSection : HeaderSize) +
                                             " bytes, found the end of the file"};
         return false;
     }

@@ -269,7 +269,8 @@ TEST(EMDesc, BrokenFilesSayWhere) {
     };
     const Case cases[] = {
         {Replaced(text, "     3     0     3", "     3     x     3"),
-         "S.DSC:20: expected 9 numbers, found \"     0     0     0     0     0     0     3     x     "
+         "S.DSC:20: expected 9 numbers, found \"     0     0     0     0     0     0     3     x   "
+         "  "
          "3\""},
         {Replaced(text, "+ TzRz +", "+ TqRq +"),
          "S.DSC:65: expected a component banner such as \"+ TzRz +\", found \"                  "

@@ -40,7 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ProjectContext().SetDescriptorPath(dir / "F.DSC");
     for (const auto& parameters : AllParameters()) {
         if (parameters->Load() != 1) continue;
-        if (parameters->Save() != 1) fuzz::Fail("ParFuzz", "a section that loaded does not save", platform);
+        if (parameters->Save() != 1)
+            fuzz::Fail("ParFuzz", "a section that loaded does not save", platform);
         const auto tag = parameters->FileTag();
         if (parameters->Load() != 1 || parameters->FileTag() != tag)
             fuzz::Fail("ParFuzz", "a saved section does not load back", platform);
