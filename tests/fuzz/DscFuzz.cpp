@@ -1,6 +1,6 @@
 // Feeds arbitrary text to the descriptor reader. A refusal must be an error
-// that names the line; a descriptor that reads must write a text that reads
-// back to the same components.
+// that names the line (or the note of an unsupported version); a descriptor that reads must write a
+// text that reads back to the same components.
 
 #include <cstdint>
 #include <sstream>
@@ -14,7 +14,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::istringstream text(std::string(reinterpret_cast<const char*>(data), size));
     xEMDesc desc;
     if (!desc.Read(text, "F.DSC")) {
-        if (!fuzz::ErrorSaysWhere(platform, "F.DSC"))
+        // A version the reader does not take is a note of the system's own.
+        const bool versionNote = !fuzz::Said(platform, "error") && fuzz::Said(platform, "note");
+        if (!versionNote && !fuzz::ErrorSaysWhere(platform, "F.DSC"))
             fuzz::Fail("DscFuzz", "a refusal that does not say where", platform);
         return 0;
     }
