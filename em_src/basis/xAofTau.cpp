@@ -96,7 +96,12 @@ bool ReadValues(xAotReader& in, long count, float* values) {
         // Through double: the text has a double's digits, and a tiny value
         // must come back as a denormal, not a range error.
         double value;
-        while (done < count && fields >> value) values[done++] = float(value);
+        while (done < count && fields >> value) {
+            // Beyond a float the value would be written back as "inf", which
+            // no reader takes.
+            if (!std::isfinite(float(value))) return in.Fail("numbers a float can hold", line);
+            values[done++] = float(value);
+        }
         if (!fields && !fields.eof()) return in.Fail("numbers", line);
     } while (done < count);
     return true;

@@ -230,6 +230,8 @@ TEST_F(AofTauTest, UnknownComponentEndsTheListAndShortTextEmptiesIt) {
     const std::string head = "Version-3\nS.DSC\nd\nExponent\nTaus [sec]\n";
     const std::pair<std::string, std::string> broken[] = {
         {head + "1 2\n1e-5 x\n", "B.AOT:7: expected numbers, found \"1e-5 x\""},
+        {head + "1 2\n1e-5 1e39\n",
+         "B.AOT:7: expected numbers a float can hold, found \"1e-5 1e39\""},
         {head + "1 99999999\n",
          "B.AOT:6: expected bounds of at most 50000000 values, found \"99999999 values\""},
         {head + "1\n", "B.AOT:6: expected 2 bounds, found \"1\""},
