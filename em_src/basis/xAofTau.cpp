@@ -114,6 +114,13 @@ bool ReadBounds(xAotReader& in, long* bounds, int n) {
     std::istringstream fields(line);
     for (int i = 0; i < n; ++i)
         if (!(fields >> bounds[i])) return in.Fail(expected, line);
+    // The writer gives a bound ten columns: a wider one would run into the
+    // next and the file would not read back.
+    for (int i = 0; i < n; ++i)
+        if (std::labs(bounds[i]) > kMaxValues)
+            return in.Fail(expected + " from -" + std::to_string(kMaxValues) + " to " +
+                               std::to_string(kMaxValues),
+                           line);
     return true;
 }
 
