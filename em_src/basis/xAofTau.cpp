@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "xPlatform.h"
+#include "xReadError.h"
 #include "xTRClasf.h"
 
 namespace fs = std::filesystem;
@@ -28,6 +29,10 @@ const char* const kPrimaryTitle = "Primary Field Coefficients (sampl. windows --
 // A damaged bounds line must not ask for gigabytes before the values run out.
 constexpr long kMaxValues = 50'000'000;
 
+std::string Quoted(const std::string& text) {
+    return "\"" + text + "\"";
+}
+
 std::string Trimmed(const std::string& text) {
     const auto first = text.find_first_not_of(" \t\r\n");
     if (first == std::string::npos) return "";
@@ -35,58 +40,111 @@ std::string Trimmed(const std::string& text) {
     return text.substr(first, last - first + 1);
 }
 
-// One line without its end; a file written elsewhere may end lines in CR LF.
-bool ReadLine(std::istream& in, std::string& line) {
-    if (!std::getline(in, line)) return false;
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    return true;
-}
+}  // namespace
 
-bool Fail(std::istream& in) {
-    in.setstate(std::ios::failbit);
-    return false;
-}
+// The text's lines, counted; the first read that fails says where and why.
+class xAotReader {
+  public:
+    xAotReader(std::istream& in, fs::path file) : in_(in), file_(std::move(file)) {}
+
+    // One line without its end; a file written elsewhere may end lines in CR LF.
+    bool Line(std::string& line, const std::string& expected) {
+        if (!where_.empty()) return false;
+        if (!std::getline(in_, line)) {
+            where_ =
+                AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
+            return false;
+        }
+        ++line_;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        return true;
+    }
+    bool Skip(const std::string& expected) {
+        std::string line;
+        return Line(line, expected);
+    }
+    // A line where the text may as well end: false at its end, and no fault.
+    bool Next(std::string& line) {
+        if (!where_.empty() || in_.peek() == std::char_traits<char>::eof()) return false;
+        return Line(line, "another line");
+    }
+    // The line last read is not what was expected.
+    bool Fail(const std::string& expected, const std::string& found) {
+        if (where_.empty()) where_ = AtLine(file_, line_, ExpectedFound(expected, found));
+        return false;
+    }
+    const std::string& Where() const { return where_; }
+    std::istream& Stream() { return in_; }
+
+  private:
+    std::istream& in_;
+    fs::path file_;
+    long line_ = 0;
+    std::string where_;
+};
+
+namespace {
 
 // count numbers from whole lines, at least one line: a form's values end with
 // their line, even when there are none.
-bool ReadValues(std::istream& in, long count, float* values) {
+bool ReadValues(xAotReader& in, long count, float* values) {
     long done = 0;
     std::string line;
     do {
-        if (!ReadLine(in, line)) return Fail(in);
+        if (!in.Line(line, "more values")) return false;
         std::istringstream fields(line);
         // Through double: the text has a double's digits, and a tiny value
         // must come back as a denormal, not a range error.
         double value;
-        while (done < count && fields >> value) values[done++] = float(value);
-        if (!fields && !fields.eof()) return Fail(in);
+        while (done < count && fields >> value) {
+            // Beyond a float the value would be written back as "inf", which
+            // no reader takes.
+            if (!std::isfinite(float(value))) return in.Fail("numbers a float can hold", line);
+            values[done++] = float(value);
+        }
+        if (!fields && !fields.eof()) return in.Fail("numbers", line);
     } while (done < count);
     return true;
 }
 
-bool ReadBounds(std::istream& in, long* bounds, int n) {
+bool ReadBounds(xAotReader& in, long* bounds, int n) {
+    const std::string expected = std::to_string(n) + " bounds";
     std::string line;
-    if (!ReadLine(in, line)) return Fail(in);
+    if (!in.Line(line, expected)) return false;
     std::istringstream fields(line);
     for (int i = 0; i < n; ++i)
-        if (!(fields >> bounds[i])) return Fail(in);
+        if (!(fields >> bounds[i])) return in.Fail(expected, line);
+    // The writer gives a bound ten columns: a wider one would run into the
+    // next and the file would not read back.
+    for (int i = 0; i < n; ++i)
+        if (std::labs(bounds[i]) > kMaxValues)
+            return in.Fail(expected + " from -" + std::to_string(kMaxValues) + " to " +
+                               std::to_string(kMaxValues),
+                           line);
     return true;
 }
 
-bool ReadArrayForm(std::istream& in, FloatArray& array) {
+bool TooMany(xAotReader& in, long count) {
+    return in.Fail("bounds of at most " + std::to_string(kMaxValues) + " values",
+                   std::to_string(count) + " values");
+}
+
+bool ReadArrayForm(xAotReader& in, FloatArray& array) {
     long bounds[2];
     if (!ReadBounds(in, bounds, 2)) return false;
-    if (bounds[1] - bounds[0] + 1 > kMaxValues) return Fail(in);
+    if (bounds[1] - bounds[0] + 1 > kMaxValues) return TooMany(in, bounds[1] - bounds[0] + 1);
     array.Resize(bounds[0], bounds[1]);
     return ReadValues(in, array.Length(), array.Data());
 }
 
-bool ReadMatrixForm(std::istream& in, FloatMatrix& matrix) {
+bool ReadMatrixForm(xAotReader& in, FloatMatrix& matrix) {
     long bounds[4];
     if (!ReadBounds(in, bounds, 4)) return false;
     const long rows = std::max(0L, bounds[1] - bounds[0] + 1);
     const long cols = std::max(0L, bounds[3] - bounds[2] + 1);
-    if (rows > kMaxValues || cols > kMaxValues || rows * cols > kMaxValues) return Fail(in);
+    if (rows > kMaxValues || cols > kMaxValues || rows * cols > kMaxValues)
+        return TooMany(in,
+                       rows > kMaxValues || cols > kMaxValues ? std::max(rows, cols) : rows * cols);
     matrix.Resize(bounds[0], bounds[1], bounds[2], bounds[3]);
     for (long r = 0; r < rows; ++r)
         if (!ReadValues(in, cols, matrix.Data() + r * cols)) return false;
@@ -246,20 +304,24 @@ bool xAofTau::WriteText(std::ostream& out) const {
     return bool(out);
 }
 
-int xAofTau::ReadText(std::istream& in) {
-    const auto start = in.tellg();
+int xAofTau::ReadText(std::istream& stream) {
+    where_.clear();
+    xAotReader in(stream, Path());
+    const auto start = stream.tellg();
     std::string first;
-    if (!ReadLine(in, first)) {
+    if (!in.Line(first, "the version line or the sampling windows")) {
         Clear();
+        where_ = in.Where();
         return 0;
     }
     if (first.rfind(kVersionPrefix, 0) != 0) {
         // The oldest files carry no header: the first line already belongs to
         // the windows.
-        in.clear();
-        in.seekg(start);
+        stream.clear();
+        stream.seekg(start);
         Clear();
-        return ReadWholeSystem(in, false);
+        xAotReader again(stream, Path());
+        return Finish(again, ReadWholeSystem(again, false));
     }
     const int version = VersionNumber(first);
     if (version < 1 || version > CurrentVersion) {
@@ -269,33 +331,38 @@ int xAofTau::ReadText(std::istream& in) {
         return 0;
     }
     Clear();
-    return ReadVersioned(in, version);
+    return Finish(in, ReadVersioned(in, version));
 }
 
-int xAofTau::ReadVersioned(std::istream& in, int version) {
+int xAofTau::Finish(const xAotReader& in, int result) {
+    where_ = result ? std::string() : in.Where();
+    return result;
+}
+
+int xAofTau::ReadVersioned(xAotReader& in, int version) {
     versionRead_ = version;
     std::string line;
-    if (!ReadLine(in, descriptorName_)) return 0;
+    if (!in.Line(descriptorName_, "the descriptor's name")) return 0;
     if (version == 1) return ReadWholeSystem(in, true);
-    if (!ReadLine(in, descriptorDate_)) return 0;
+    if (!in.Line(descriptorDate_, "the descriptor's date")) return 0;
     dateRead_ = true;
     if (version >= 3) {
-        if (!ReadLine(in, line)) return 0;
+        if (!in.Line(line, "the approximation")) return 0;
         approximation_ = ApproximationFromName(Trimmed(line));
     }
-    if (!ReadLine(in, line) || !ReadArrayForm(in, taus_)) return 0;
+    if (!in.Skip(Quoted(kTausTitle)) || !ReadArrayForm(in, taus_)) return 0;
     return ReadComponents(in);
 }
 
 // The files from before the components were told apart hold one basis that
 // stands for every component.
-int xAofTau::ReadWholeSystem(std::istream& in, bool freeLineFirst) {
-    std::string line;
+int xAofTau::ReadWholeSystem(xAotReader& in, bool freeLineFirst) {
     FloatMatrix windows, amplitudes;
     FloatArray primary;
-    const bool ok = (!freeLineFirst || ReadLine(in, line)) && ReadMatrixForm(in, windows) &&
-                    ReadLine(in, line) && ReadArrayForm(in, taus_) && ReadLine(in, line) &&
-                    ReadMatrixForm(in, amplitudes) && ReadLine(in, line) &&
+    const bool ok = (!freeLineFirst || in.Skip(Quoted(kWindowsTitle))) &&
+                    ReadMatrixForm(in, windows) && in.Skip(Quoted(kTausTitle)) &&
+                    ReadArrayForm(in, taus_) && in.Skip(Quoted(kAmplitudesTitle)) &&
+                    ReadMatrixForm(in, amplitudes) && in.Skip(Quoted(kPrimaryTitle)) &&
                     ReadArrayForm(in, primary);
     if (!ok) return 0;
     for (long id = FirstComponent; id <= LastComponent; ++id) {
@@ -306,16 +373,16 @@ int xAofTau::ReadWholeSystem(std::istream& in, bool freeLineFirst) {
     return 1;
 }
 
-int xAofTau::ReadComponents(std::istream& in) {
+int xAofTau::ReadComponents(xAotReader& in) {
     std::string line;
-    while (ReadLine(in, line)) {
+    while (in.Next(line)) {
         const long id = ComponentId(Trimmed(line));
         if (id == UndefinedComponent) break;
         FloatMatrix windows, amplitudes;
         FloatArray primary;
-        const bool ok = ReadLine(in, line) && ReadMatrixForm(in, windows) && ReadLine(in, line) &&
-                        ReadMatrixForm(in, amplitudes) && ReadLine(in, line) &&
-                        ReadArrayForm(in, primary);
+        const bool ok = in.Skip(Quoted(kWindowsTitle)) && ReadMatrixForm(in, windows) &&
+                        in.Skip(Quoted(kAmplitudesTitle)) && ReadMatrixForm(in, amplitudes) &&
+                        in.Skip(Quoted(kPrimaryTitle)) && ReadArrayForm(in, primary);
         if (!ok) {
             // Half a basis would fit the records to the wrong functions.
             windows_.clear();

@@ -16,6 +16,8 @@
 #include "xDoc.h"
 #include "xMatrix.h"
 
+class xAotReader;
+
 // The decay shape the basis was built for.
 constexpr std::int32_t ApproximationExponent = 0;
 constexpr std::int32_t ApproximationThinSheet = 1;
@@ -80,6 +82,9 @@ class xAofTau : public xDoc {
     // reader calls CheckDescriptor with the one it has selected.
     int Read();
 
+    // Where the last read stopped short and why ("P.AOT:12: expected ..."),
+    // empty after a read that succeeded.
+    const std::string& Where() const { return where_; }
     // The version of the last read: 1..3, or 0 for a file without one.
     int VersionRead() const { return versionRead_; }
     // Warns when the file was built from another descriptor, or from this one
@@ -88,9 +93,10 @@ class xAofTau : public xDoc {
     bool CheckDescriptor(const std::string& selectedName, const std::string& selectedDate) const;
 
   private:
-    int ReadVersioned(std::istream& in, int version);
-    int ReadWholeSystem(std::istream& in, bool freeLineFirst);
-    int ReadComponents(std::istream& in);
+    int Finish(const xAotReader& in, int result);
+    int ReadVersioned(xAotReader& in, int version);
+    int ReadWholeSystem(xAotReader& in, bool freeLineFirst);
+    int ReadComponents(xAotReader& in);
 
     std::string descriptorName_;
     std::string descriptorDate_;
@@ -99,6 +105,7 @@ class xAofTau : public xDoc {
     std::map<long, FloatMatrix> windows_;
     std::map<long, FloatMatrix> amplitudes_;
     std::map<long, FloatArray> primary_;
+    std::string where_;
     int versionRead_ = 0;
     bool dateRead_ = false;
 };

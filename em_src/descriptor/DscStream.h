@@ -1,9 +1,11 @@
 #pragma once
 // Line-ordered reading and writing of the descriptor's text. Label lines are
-// read and dropped: only the order of lines counts. A number that does not
-// parse fails the reader, and every later read fails with it, so that the
-// caller reports once at the end of the block.
+// read and dropped: only the order of lines counts, but separator lines must be
+// separators, since a block that ends a line early or late shows there first.
+// The first read that fails says where and why (Where()), and every later read
+// fails with it, so that the caller reports once at the end of the block.
 
+#include <filesystem>
 #include <iomanip>
 #include <istream>
 #include <ostream>
@@ -11,51 +13,7 @@
 #include <string>
 #include <vector>
 
-class xDscReader {
-  public:
-    explicit xDscReader(std::istream& in) : in_(in) {}
-
-    // The next line without its line end ("\r\n" files too).
-    bool Line(std::string& line) {
-        if (!ok_ || !std::getline(in_, line)) return ok_ = false;
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        return true;
-    }
-    std::string Line() {
-        std::string line;
-        Line(line);
-        return line;
-    }
-    // A label line, read and dropped.
-    bool Skip(int lines = 1) {
-        std::string line;
-        for (int i = 0; i < lines; ++i)
-            if (!Line(line)) return false;
-        return true;
-    }
-    // The blank-separated tokens of the next line.
-    std::vector<std::string> Tokens() {
-        std::vector<std::string> tokens;
-        std::istringstream words(Line());
-        for (std::string word; words >> word;) tokens.push_back(word);
-        return tokens;
-    }
-    // The numbers at the head of the next line; the rest of the line is dropped.
-    // Fails the reader when fewer than values.size() numbers are there.
-    template <class... T>
-    bool Numbers(T&... values) {
-        std::istringstream words(Line());
-        if (ok_ && !(words >> ... >> values)) ok_ = false;
-        return ok_;
-    }
-    bool Ok() const { return ok_; }
-    void Fail() { ok_ = false; }
-    std::istream& Stream() { return in_; }
-
-  private:
-    std::istream& in_;
-    bool ok_ = true;
-};
+#include "xReadError.h"
 
 namespace dsc {
 
@@ -72,3 +30,88 @@ inline std::string Fixed(double value, int width = 0) {
 }
 
 }  // namespace dsc
+
+class xDscReader {
+  public:
+    explicit xDscReader(std::istream& in, std::filesystem::path file = "descriptor")
+        : in_(in), file_(std::move(file)) {}
+
+    // The next line without its line end ("\r\n" files too); expected names
+    // what should stand there when the file ends instead.
+    bool Line(std::string& line, const std::string& expected = "another line") {
+        if (!ok_) return false;
+        if (!std::getline(in_, line)) {
+            where_ =
+                AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
+            return ok_ = false;
+        }
+        ++line_;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        last_ = line;
+        return true;
+    }
+    std::string Line(const std::string& expected = "another line") {
+        std::string line;
+        Line(line, expected);
+        return line;
+    }
+    // A label line, read and dropped.
+    bool Skip(const std::string& label = "a label line") {
+        std::string line;
+        return Line(line, label);
+    }
+    bool SkipSeparator() {
+        std::string line;
+        if (!Line(line, kSeparator)) return false;
+        const auto first = line.find_first_not_of(" \t");
+        if (first == std::string::npos || line[first] != '_') Fail(kSeparator);
+        return ok_;
+    }
+    // The blank-separated tokens of the next line.
+    std::vector<std::string> Tokens(const std::string& expected = "another line") {
+        std::vector<std::string> tokens;
+        std::istringstream words(Line(expected));
+        for (std::string word; words >> word;) tokens.push_back(word);
+        return tokens;
+    }
+    // The numbers at the head of the next line; the rest of the line is dropped.
+    // Fails the reader when fewer than values.size() numbers are there.
+    template <class... T>
+    bool Numbers(T&... values) {
+        constexpr auto count = sizeof...(T);
+        const std::string expected =
+            count == 1 ? std::string("a number") : std::to_string(count) + " numbers";
+        std::istringstream words(Line(expected));
+        if (ok_ && !(words >> ... >> values)) Fail(expected);
+        return ok_;
+    }
+    // A count on a line of its own, from low to high.
+    bool Count(long& count, long low, long high) {
+        if (!Numbers(count)) return false;
+        if (count < low || count > high)
+            Fail("a count from " + std::to_string(low) + " to " + std::to_string(high));
+        return ok_;
+    }
+    // Fails the reader at the line last read, which is not what was expected.
+    void Fail(const std::string& expected) { FailAt(line_, ExpectedFound(expected, last_)); }
+    void FailAt(long line, const std::string& what) {
+        if (!ok_) return;
+        where_ = AtLine(file_, line, what);
+        ok_ = false;
+    }
+    bool Ok() const { return ok_; }
+    long LineNumber() const { return line_; }
+    // Where and why the first failed read failed: "GEOTEM.DSC:98: expected ...".
+    const std::string& Where() const { return where_; }
+    std::istream& Stream() { return in_; }
+
+  private:
+    static constexpr const char* kSeparator = "the separator line \"_____\u2026\"";
+
+    std::istream& in_;
+    std::filesystem::path file_;
+    long line_ = 0;
+    std::string last_;
+    std::string where_;
+    bool ok_ = true;
+};

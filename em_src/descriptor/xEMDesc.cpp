@@ -40,6 +40,14 @@ void WriteBanner(std::ostream& out, long id) {
         << indent << "++++++++\n";
 }
 
+// The system's message, and on its second line where the file broke.
+void ReportReadError(const xDscReader& in) {
+    if (in.Where().empty())
+        Platform().Error(kReadError);
+    else
+        Platform().Error(std::string(kReadError) + '\n' + in.Where());
+}
+
 }  // namespace
 
 xEMDesc::xEMDesc() {
@@ -49,18 +57,19 @@ xEMDesc::xEMDesc() {
 bool xEMDesc::Read(const fs::path& path) {
     std::ifstream in(path);
     if (!in) {
-        Platform().Error(kReadError);
+        Platform().Error(std::string(kReadError) + '\n' + path.filename().string() +
+                         ": the file cannot be opened");
         return false;
     }
-    return Read(in);
+    return Read(in, path);
 }
 
-bool xEMDesc::Read(std::istream& stream) {
-    xDscReader in(stream);
-    in.Skip();  // "FILE FORMAT VERSION"
+bool xEMDesc::Read(std::istream& stream, const fs::path& name) {
+    xDscReader in(stream, name);
+    in.Skip("\"FILE FORMAT VERSION\"");
     long version = 0;
     if (!in.Numbers(version)) {
-        Platform().Error(kReadError);
+        ReportReadError(in);
         return false;
     }
     fileVersion_ = version;
@@ -73,7 +82,7 @@ bool xEMDesc::Read(std::istream& stream) {
         ok = ReadCurrent(in);
     } else if (version == 7) {
         long systems = 0;
-        ok = in.Numbers(systems) && systems > 0 && systems <= kMaxSystems;
+        ok = in.Count(systems, 1, kMaxSystems);
         for (long s = 0; ok && s < systems; ++s) ok = ReadOldSystem(in, s == 0);
     } else {
         if (version != 5)
@@ -82,9 +91,11 @@ bool xEMDesc::Read(std::istream& stream) {
         fileVersion_ = 5;  // read in the single-system way of version 5
         ok = ReadOldSystem(in, true);
     }
+    if (ok && components_.empty())
+        in.FailAt(in.LineNumber(), "the format gives no component any channels");
     if (!ok || components_.empty()) {
         if (components_.empty()) components_[109] = xEMCompDesc{};
-        Platform().Error(kReadError);
+        ReportReadError(in);
         return false;
     }
     Finish();
@@ -94,13 +105,13 @@ bool xEMDesc::Read(std::istream& stream) {
 bool xEMDesc::ReadCurrent(xDscReader& in) {
     if (!systemDesc.Read(in)) return false;
     // A header without the normalisation label has already read the separator.
-    if (!systemDesc.HasPendingLine()) in.Skip();
-    in.Skip();  // component names
+    if (!systemDesc.HasPendingLine()) in.SkipSeparator();
+    in.Skip("the component names");
     long counts[9] = {};
     if (!in.Numbers(counts[0], counts[1], counts[2], counts[3], counts[4], counts[5], counts[6],
                     counts[7], counts[8]))
         return false;
-    in.Skip();  // separator
+    in.SkipSeparator();
     const long present =
         std::count_if(std::begin(counts), std::end(counts), [](long n) { return n != 0; });
     for (long c = 0; c < present; ++c)
@@ -114,10 +125,12 @@ bool xEMDesc::ReadCurrent(xDscReader& in) {
 }
 
 bool xEMDesc::ReadComponent(xDscReader& in) {
-    in.Skip();
-    const long id = BannerComponent(in.Line());
-    in.Skip();
-    if (!in.Ok() || id == UndefinedComponent) return false;
+    constexpr const char* kBanner = "a component banner such as \"+ TzRz +\"";
+    in.Skip(kBanner);
+    const long id = BannerComponent(in.Line(kBanner));
+    if (in.Ok() && id == UndefinedComponent) in.Fail(kBanner);
+    in.Skip(kBanner);
+    if (!in.Ok()) return false;
     xEMCompDesc& component = components_[id];
     component.id = id;
     return component.wave.Read(in, fileVersion_, IsFrequencyDomain()) &&
@@ -132,7 +145,7 @@ bool xEMDesc::ReadOldSystem(xDscReader& in, bool first) {
     xEMGDesc geometry;
     xEMFDesc format;
     if (!header.Read(in)) return false;
-    if (!header.HasPendingLine()) in.Skip();
+    if (!header.HasPendingLine()) in.SkipSeparator();
     const bool fd = header.IsFrequencyDomain();
     if (!wave.Read(in, fileVersion_, fd) || !geometry.Read(in, fileVersion_)) return false;
     if (!format.Read(in, fileVersion_, fd)) {

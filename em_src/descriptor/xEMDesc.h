@@ -31,7 +31,8 @@ class xEMDesc : public xSharedDescriptor {
     xEMDesc();
 
     bool Read(const std::filesystem::path& path) override;
-    bool Read(std::istream& in);
+    // name: the file the text came from, for the messages that say where it broke.
+    bool Read(std::istream& in, const std::filesystem::path& name = "descriptor");
     // Always the current version.
     bool Write(const std::filesystem::path& path) const;
     void Write(std::ostream& out) const;

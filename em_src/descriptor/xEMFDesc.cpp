@@ -70,9 +70,9 @@ using MapRows = std::vector<std::array<float, 10>>;
 // consumed with it, whatever it says (the separator, the next table's label, or
 // an older file's first position label).
 bool ReadMapRows(xDscReader& in, int heads, MapRows& rows) {
-    if (!in.Skip(heads)) return false;
+    for (int h = 0; h < heads; ++h) in.Skip("the channel table's label");
     std::string line;
-    while (in.Line(line)) {
+    while (in.Line(line, "the end of the channel table")) {
         std::istringstream words(line);
         double number = 0;
         if (!(words >> number)) return true;
@@ -80,13 +80,14 @@ bool ReadMapRows(xDscReader& in, int heads, MapRows& rows) {
         std::array<float, 10> row{};
         for (float& value : row) {
             if (!(words >> value) || !(std::fabs(value) <= kMaxPosition)) {
-                in.Fail();
+                in.Fail("a channel and 10 positions");
                 return false;
             }
         }
         rows.push_back(row);
     }
-    in.Fail();
+    if (in.Ok())
+        in.Fail("at most " + std::to_string(xEMFDesc::MaxChannels) + " channels in the table");
     return false;
 }
 
@@ -196,14 +197,14 @@ bool xEMFDesc::Read(xDscReader& in, long fileVersion, bool frequencyDomain) {
     next.version = fileVersion;
     next.isFrequencyDomain = frequencyDomain ? 1 : 0;
 
-    in.Line(next.title);
-    in.Skip();
+    in.Line(next.title, "the format's title");
+    in.Skip("\"Geosoft format (1 yes, 0 no)\"");
     in.Numbers(next.geosoftFormat);
-    in.Skip();
-    in.Line(next.sampleFile);
-    in.Skip();
+    in.Skip("\"Sample file name (if available)\"");
+    in.Line(next.sampleFile, "the sample file name");
+    in.Skip("\"Number of comment lines at the beginning of each data file\"");
     in.Numbers(next.commentLines);
-    in.Skip();
+    in.Skip("\"Number of items in each data record\"");
     in.Numbers(next.itemsPerRecord);
     if (!in.Ok()) return false;
 
@@ -222,36 +223,45 @@ bool xEMFDesc::Read(xDscReader& in, long fileVersion, bool frequencyDomain) {
     if (fileVersion < CurrentVersion) {
         // The table's end was the line position's label; every later group has
         // its own label, and the angles come pitch, roll, yaw as they say.
+        constexpr const char* kLabel = "a position's label";
         in.Numbers(next.posLine);
-        in.Skip();
+        in.Skip(kLabel);
         in.Numbers(next.posFid);
-        in.Skip();
+        in.Skip(kLabel);
         in.Numbers(next.posEast, next.posNorth, next.posZTopo);
-        in.Skip();
+        in.Skip(kLabel);
         in.Numbers(next.posAltitude);
-        in.Skip();
+        in.Skip(kLabel);
         in.Numbers(next.posRxPitch, next.posRxRoll, next.posRxYaw);
-        in.Skip();
+        in.Skip(kLabel);
         in.Numbers(next.posTxPitch, next.posTxRoll, next.posTxYaw);
         if (!in.Ok()) return false;
     } else {
         // By order, not by name: a row is name, position, flag.
         for (Item item : FileOrder()) {
-            const std::vector<std::string> tokens = in.Tokens();
+            const std::string expected =
+                "the item " + std::string(ItemName(item)) + " with its position and flag";
+            const std::vector<std::string> tokens = in.Tokens(expected);
+            if (!in.Ok()) return false;
             if (tokens.size() < 2 || !WholeLong(tokens[1], *next.Field(item))) {
-                in.Fail();
+                in.Fail(expected);
                 return false;
             }
         }
         next.userItems.clear();
         for (;;) {
-            const std::vector<std::string> tokens = in.Tokens();
+            const std::string expected =
+                "a user item or the line \"" + std::string(ItemSeparator) + "\"";
+            const std::vector<std::string> tokens = in.Tokens(expected);
             if (!in.Ok()) return false;
             if (IsItemSeparator(tokens)) break;
             xEMFUserItem user;
-            if (tokens.size() < 2 || !WholeLong(tokens[1], user.position) ||
-                next.userItems.size() >= MaxUserItems) {
-                in.Fail();
+            if (tokens.size() < 2 || !WholeLong(tokens[1], user.position)) {
+                in.Fail(expected);
+                return false;
+            }
+            if (next.userItems.size() >= MaxUserItems) {
+                in.Fail("at most " + std::to_string(MaxUserItems) + " user items");
                 return false;
             }
             user.name = tokens[0];

@@ -33,11 +33,12 @@ xEMGDesc::xEMGDesc() {
 
 bool xEMGDesc::Read(xDscReader& in, long version) {
     xEMGDesc read(*this);
-    in.Skip();  // "TRANSMITTER GEOMETRY"
+    in.Skip("\"TRANSMITTER GEOMETRY\"");
     if (!read.transmitter.Read(in)) return false;
-    in.Skip(2);  // separator, "RECEIVER GEOMETRY"
+    in.SkipSeparator();
+    in.Skip("\"RECEIVER GEOMETRY\"");
     if (!read.receiver.Read(in)) return false;
-    if (!in.Skip()) return false;  // separator
+    if (!in.SkipSeparator()) return false;
 
     read.fileVersion = version;
     if (version < CurrentVersion) {

@@ -66,38 +66,40 @@ bool xEMSDesc::Read(xDscReader& in) {
     pendingLine_.clear();
     hasPendingLine_ = false;
 
-    in.Skip();
-    in.Line(name);
-    in.Skip();
-    in.Line(version);
-    in.Skip();
-    in.Line(definedBy);
-    in.Skip();
-    in.Line(dateDefined);
+    in.Skip("\"SYSTEM NAME\"");
+    in.Line(name, "the system name");
+    in.Skip("\"VERSION\"");
+    in.Line(version, "the system version");
+    in.Skip("\"DEFINED BY\"");
+    in.Line(definedBy, "the author");
+    in.Skip("\"DATE DEFINED\"");
+    in.Line(dateDefined, "the date");
 
-    in.Skip();
-    std::string line = in.Line();
+    in.Skip("\"TIME SCALING\"");
+    constexpr const char* kScaling = "the real and nominal half periods";
+    std::string line = in.Line(kScaling);
     if (in.Ok()) {
         if (LeadingNumbers(line, realHalfPeriod, nominalHalfPeriod))
             timeUnit = UnitOfLine(line);
         else
-            in.Fail();
+            in.Fail(kScaling);
     }
 
-    in.Skip();
-    waveformType = std::string(textscan::Trim(in.Line()));
+    in.Skip("\"WAVEFORM TYPE\"");
+    waveformType = std::string(textscan::Trim(in.Line("the waveform type")));
     if (!IsFrequencyDomain()) {
         // The third copy is written for the reader's eye; the nominal value is
         // the one that holds.
-        line = in.Line();
+        line = in.Line("the half period");
         float ignored = 0.0f;
-        if (in.Ok() && !LeadingNumbers(line, ignored)) in.Fail();
+        if (in.Ok() && !LeadingNumbers(line, ignored)) in.Fail("the half period");
     }
     halfPeriod = nominalHalfPeriod;
 
-    if (!in.Line(line)) return false;
+    if (!in.Line(line, "the separator line or \"" + std::string(kNormalizationLabel) + "\""))
+        return false;
     if (textscan::Trim(line) == kNormalizationLabel) {
-        normalization = std::string(textscan::Trim(in.Line()));
+        normalization = std::string(textscan::Trim(in.Line("the normalization")));
     } else {
         // Written before waveforms could be normalised: what stands here is
         // already the next block's first line, and the next write adds the label.

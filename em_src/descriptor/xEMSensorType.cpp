@@ -182,27 +182,25 @@ bool xEMSensorType::Read(xDscReader& in) {
     xEMSensorType read;
     // One token of mobility, the rest of the line the kind; runs of blanks in
     // the kind count as one.
-    std::istringstream head(in.Line());
+    constexpr const char* kHead = "a sensor such as \"moving dipole\"";
+    std::istringstream head(in.Line(kHead));
     std::string mobility, kind, word;
     head >> mobility;
     while (head >> word) kind += (kind.empty() ? "" : " ") + word;
-    if (!in.Ok() || !read.SetMobility(mobility) || !read.SetKind(kind)) {
-        in.Fail();
+    if (!in.Ok()) return false;
+    if (!read.SetMobility(mobility) || !read.SetKind(kind)) {
+        in.Fail(kHead);
         return false;
     }
     // Axis names with their rows, until the line that is none: the position label.
     for (;;) {
         std::string line;
-        if (!in.Line(line)) return false;
+        if (!in.Line(line, "an axis name or \"XYZ POSITION:\"")) return false;
         const int axis = AxisFromName(Trimmed(line));
         if (axis == 0) break;
         long count = read.IsBipole() ? 2 : 1;
         if (read.IsLoop()) {
-            if (!in.Numbers(count)) return false;
-            if (count < 1 || count > MaxCorners) {
-                in.Fail();
-                return false;
-            }
+            if (!in.Count(count, 1, MaxCorners)) return false;
         }
         if (!ReadRows(in, count, read.shape_[std::size_t(Slot(axis))])) return false;
     }

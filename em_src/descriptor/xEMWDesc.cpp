@@ -9,12 +9,6 @@ constexpr long kMaxChannels = 100000;
 constexpr long kFirstVersionWithWeights = 5;
 constexpr long kFirstVersionWithFrequencyScaling = 4;
 
-bool ReadCount(xDscReader& in, long& count) {
-    if (!in.Numbers(count)) return false;
-    if (count < 0 || count > kMaxChannels) in.Fail();
-    return in.Ok();
-}
-
 float WeightOf(const FloatArray& weights, long channel) {
     long i = weights.Low() + channel;
     return weights.InRange(i) ? weights[i] : 1.0f;
@@ -50,9 +44,10 @@ bool xEMWDesc::Read(xDscReader& in, long version, bool frequencyDomain) {
     long count = 0;
 
     if (frequencyDomain) {
-        in.Skip(2);  // separator, FREQUENCIES
-        if (!ReadCount(in, count)) return false;
-        in.Skip();  // separator
+        in.SkipSeparator();
+        in.Skip("\"FREQUENCIES\"");
+        if (!in.Count(count, 0, kMaxChannels)) return false;
+        in.SkipSeparator();
         FloatMatrix read(count, 1);
         FloatArray readWeights = Ones(count);
         for (long r = 0; r < count; ++r) {
@@ -62,20 +57,23 @@ bool xEMWDesc::Read(xDscReader& in, long version, bool frequencyDomain) {
         frequencies = read;
         weights = readWeights;
         if (version >= kFirstVersionWithFrequencyScaling) {
-            in.Skip();  // AMPLITUDE SCALING
+            in.Skip("\"AMPLITUDE SCALING\"");
             if (!in.Numbers(scaleReal, scaleNominal)) return false;
         }
-        in.Skip();  // separator
+        in.SkipSeparator();
         return in.Ok();
     }
 
-    in.Skip(2);  // separator, TRANSMITTER CURRENT WAVEFORM
+    in.SkipSeparator();
+    in.Skip("\"TRANSMITTER CURRENT WAVEFORM\"");
     if (!txWaveform.Read(in)) return false;
-    in.Skip(2);  // separator, RECEIVER PRIMARY FIELD
+    in.SkipSeparator();
+    in.Skip("\"RECEIVER PRIMARY FIELD\"");
     if (!rxPrimary.Read(in)) return false;
-    in.Skip(2);  // separator, RECEIVER SAMPLING
-    if (!ReadCount(in, count)) return false;
-    in.Skip();  // column header
+    in.SkipSeparator();
+    in.Skip("\"RECEIVER SAMPLING\"");
+    if (!in.Count(count, 0, kMaxChannels)) return false;
+    in.Skip("the column header");
     FloatMatrix read(count, 2);
     FloatArray readWeights = Ones(count);
     for (long r = 0; r < count; ++r) {
@@ -85,7 +83,7 @@ bool xEMWDesc::Read(xDscReader& in, long version, bool frequencyDomain) {
     }
     windows = read;
     weights = readWeights;
-    in.Skip();  // separator
+    in.SkipSeparator();
     return in.Ok();
 }
 

@@ -6,6 +6,7 @@
 
 #include "TextScan.h"
 #include "xPlatform.h"
+#include "xReadError.h"
 
 using textscan::Quoted;
 using textscan::SameText;
@@ -13,8 +14,9 @@ using textscan::Trim;
 
 namespace {
 
+// "<file>:<line>: ", the lead of every message that points into the file.
 std::string At(const std::string& source, long line) {
-    return source + ", line " + std::to_string(line) + ": ";
+    return AtLine(source, line, "");
 }
 
 bool IsDigit(char c) {

@@ -6,6 +6,7 @@
 
 #include "TextScan.h"
 #include "xPlatform.h"
+#include "xReadError.h"
 
 using textscan::Quoted;
 using textscan::SameText;
@@ -15,8 +16,9 @@ namespace {
 
 constexpr std::size_t kDeepestNesting = 32;
 
+// "<file>:<line>: ", the lead of every message that points into the file.
 std::string At(const std::string& source, long line) {
-    return source + ", line " + std::to_string(line) + ": ";
+    return AtLine(source, line, "");
 }
 
 // A comment runs from "//" to the end of its line.

@@ -23,33 +23,30 @@ bool xWaveform::operator==(const xWaveform& other) const {
 
 bool xWaveform::Read(xDscReader& in) {
     std::string line;
-    if (!in.Line(line)) return false;
+    if (!in.Line(line, "the waveform's source")) return false;
     *this = xWaveform();
     source = std::string(textscan::Trim(line));
     if (!IsDefined()) return true;
 
-    in.Skip();  // AMPLITUDE SCALING
-    if (!in.Line(line)) return false;
+    in.Skip("\"AMPLITUDE SCALING\"");
+    constexpr const char* kScaling = "2 numbers";
+    if (!in.Line(line, kScaling)) return false;
     std::istringstream scaling(line);
     if (!(scaling >> scaleFirst >> scaleSecond)) {
-        in.Fail();
+        in.Fail(kScaling);
         return false;
     }
     unit = UnitOfLine(line);
 
     long count = 0;
-    if (!in.Numbers(count)) return false;
-    if (count < 0 || count > kMaxSamples) {
-        in.Fail();
-        return false;
-    }
-    in.Skip();  // column header
+    if (!in.Count(count, 0, kMaxSamples)) return false;
+    in.Skip("the column header");
     FloatMatrix rows(count, 3);
     for (long r = 0; r < count; ++r)
         if (!in.Numbers(rows[r][0], rows[r][1], rows[r][2])) return false;
     // The writer closes a defined waveform with an empty line; it is never
     // looked at, so older files with anything there read the same.
-    in.Skip();
+    in.Skip("the empty line after the samples");
     samples = rows;
     return in.Ok();
 }

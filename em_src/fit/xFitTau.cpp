@@ -102,7 +102,9 @@ void xFitTau::Execute(int) {
     xAofTau basis;
     basis.SetPath(project.ProjectFile("AOT"));
     if (!basis.Exists() || !basis.Read()) {
-        Platform().Error("Deconvolution Erorr: Cannot open " + basis.Path().string() + " file");
+        const std::string where = basis.Where().empty() ? "" : "\n" + basis.Where();
+        Platform().Error("Deconvolution Erorr: Cannot open " + basis.Path().string() + " file" +
+                         where);
         return;
     }
     basis.CheckDescriptor(project.descriptorName, DescriptorDateStamp(project.DescriptorPath()));

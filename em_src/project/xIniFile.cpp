@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "xPlatform.h"
+#include "xReadError.h"
 
 namespace {
 
@@ -80,9 +81,10 @@ FloatArray Factors(float tzrx, float tzrz) {
 // The file's lines and a read position. Sections are searched forward only;
 // a key that is not where it should be sends the position back to the line
 // that was tried, so that the next section's search still sees it.
+// Every warning names the line where the reader looked, on its last line.
 class xIniFile::Reader {
   public:
-    explicit Reader(std::istream& in) {
+    Reader(std::istream& in, std::filesystem::path file) : file_(std::move(file)) {
         std::string line;
         while (std::getline(in, line)) lines_.push_back(line);
     }
@@ -93,9 +95,20 @@ class xIniFile::Reader {
         std::size_t start = next_;
         while (next_ < lines_.size())
             if (Strip(lines_[next_++]) == section) return true;
-        Platform().Warning(kIncorrect + section + ".");
+        Platform().Warning(kIncorrect + section + ".\n" +
+                           AtLine(file_, long(start) + 1,
+                                  "expected the line \"" + section +
+                                      "\" here or further on, found the end of the file"));
         next_ = start;
         return false;
+    }
+
+    // The system's warning, and where the line it names should have been.
+    void Incorrect(const std::string& what, const std::string& expected) {
+        const std::size_t line = next_ > mark_ ? next_ : mark_ + 1;
+        const std::string found = next_ > mark_ ? Strip(lines_[next_ - 1]) : std::string();
+        Platform().Warning(kIncorrect + what + ".\n" +
+                           AtLine(file_, long(line), ExpectedFound(expected, found)));
     }
 
     // Up to ten lines for a non-empty one; empty when there is none.
@@ -116,7 +129,7 @@ class xIniFile::Reader {
         std::string line = NextLine();
         std::string expected = key;
         if (line.compare(0, expected.size(), expected) != 0) {
-            Platform().Warning(kIncorrect + where + "\n" + expected + ".");
+            Incorrect(where + "\n" + expected, "\"" + expected + "\"");
             Back();
             return false;
         }
@@ -125,6 +138,7 @@ class xIniFile::Reader {
     }
 
   private:
+    std::filesystem::path file_;
     std::vector<std::string> lines_;
     std::size_t next_ = 0;
     std::size_t mark_ = 0;
@@ -174,7 +188,7 @@ void xIniFile::Read() {
     if (!std::filesystem::exists(Path(), error)) return;
     std::ifstream file(Path());
     if (!file) return;
-    Reader in(file);
+    Reader in(file, Path());
     ReadEditor(in);
     ReadProjects(in);
     ReadCdi(in);
@@ -201,7 +215,7 @@ void xIniFile::ReadProjects(Reader& in) {
         bool numbered = line.size() >= 9 && line.compare(0, 7, "Project") == 0 && line[7] >= '1' &&
                         line[7] <= '9' && line[8] == '=';
         if (!numbered) {
-            Platform().Warning(kIncorrect + "[PROJECTS]\nProject#=.");
+            in.Incorrect("[PROJECTS]\nProject#=", "\"Project<1 to 9>=\"");
             in.Back();
             return;
         }

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cctype>
 #include <ctime>
+#include <sstream>
 #include <vector>
 
 #include "BinaryStream.h"
+#include "xReadError.h"
 
 namespace par {
 
@@ -90,8 +92,17 @@ bool ReadVersion(std::fstream& file, float& version) {
 }
 
 bool CheckHeader(std::fstream& file, Header& header) {
-    if (!ReadVersion(file, header.version)) return false;
-    if (!(header.version >= OldestVersion)) return false;
+    header.fault = Fault{};
+    if (!ReadVersion(file, header.version)) {
+        header.fault.what = "expected the version, found the end of the file";
+        return false;
+    }
+    if (!(header.version >= OldestVersion)) {
+        std::ostringstream version;
+        version << header.version;
+        header.fault.what = ExpectedFound("a version of 3.04 or later", version.str());
+        return false;
+    }
     const bool old = header.version < NewHeaderVersion;
     file.seekg(4);
     std::string name = ReadChars(file, ProjectNameSize);
@@ -102,7 +113,12 @@ bool CheckHeader(std::fstream& file, Header& header) {
     // would land inside the header.
     const bool whole = bool(file);
     file.clear();
-    if (!whole) return false;
+    if (!whole) {
+        header.fault = {FileSize(file), "expected a header of " +
+                                            std::to_string(old ? OldFirstSection : HeaderSize) +
+                                            " bytes, found the end of the file"};
+        return false;
+    }
     // Once moved (here or by project selection), an old file's sections stand
     // behind a new-size header like those of a current file.
     header.firstSection = HeaderSize;
@@ -126,8 +142,12 @@ bool ConvertOldFile(std::fstream& file) {
     return bool(file);
 }
 
+std::string InSection(std::int32_t tag, const std::string& what) {
+    return "section " + std::to_string(tag & 0xFFFF) + ": " + what;
+}
+
 bool FindSection(std::fstream& file, std::streamoff firstSection, std::int32_t tag,
-                 std::streamoff& sectionStart) {
+                 std::streamoff& sectionStart, Fault* brokenChain) {
     const std::streamoff size = FileSize(file);
     std::streamoff place = firstSection;
     while (place + 8 <= size) {
@@ -139,7 +159,13 @@ bool FindSection(std::fstream& file, std::streamoff firstSection, std::int32_t t
             file.seekp(place + 8);
             return true;
         }
-        if (next <= place) break;
+        if (next <= place) {
+            if (brokenChain)
+                *brokenChain = {place + 4,
+                                InSection(sectionTag, ExpectedFound("the offset of a later section",
+                                                                    std::to_string(next)))};
+            break;
+        }
         place = next;
     }
     file.clear();

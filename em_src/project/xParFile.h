@@ -26,12 +26,19 @@ constexpr std::size_t OldDescriptorPathSize = 256;
 // character as the first of its project name.
 constexpr char MovedMark = '1';
 
+// Where a file is not what its reader expected: the byte and what was wrong.
+struct Fault {
+    std::streamoff offset = 0;
+    std::string what;  // empty: no fault
+};
+
 struct Header {
     float version = CurrentVersion;
     std::string projectName;
     std::string creationText;
     std::string descriptorPath;
     std::streamoff firstSection = HeaderSize;
+    Fault fault;  // why the header check failed
 };
 
 // "Project: " + upper-case project + "      Date: " + date.
@@ -60,9 +67,13 @@ bool ReadVersion(std::fstream& file, float& version);
 // Walks the chain from the first section for a tag whose low 16 bits match.
 // On success both stream positions stand just after the section's tag and next
 // offset, where the parameter block (led by the full tag) begins. A chain that
-// runs off the file or points backwards ends as "not found".
+// runs off the file or points backwards ends as "not found"; one that points
+// backwards is broken, and brokenChain (when given) says where.
 bool FindSection(std::fstream& file, std::streamoff firstSection, std::int32_t tag,
-                 std::streamoff& sectionStart);
+                 std::streamoff& sectionStart, Fault* brokenChain = nullptr);
+
+// "section 703: what": the lead of a message about a section's contents.
+std::string InSection(std::int32_t tag, const std::string& what);
 
 // Appends a section for tag at the end of the file and leaves the write
 // position where its block goes; answers the section's start.

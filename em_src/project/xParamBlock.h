@@ -4,6 +4,7 @@
 // truncated files are read as far as they go.
 
 #include <cstdint>
+#include <filesystem>
 #include <istream>
 #include <ostream>
 #include <string>
@@ -16,8 +17,11 @@ constexpr std::size_t kMaxParamText = 99;
 
 class xBlockReader {
   public:
-    // sectionEnd: where the section ends; nothing is read past it.
-    xBlockReader(std::istream& in, std::streamoff sectionEnd) : in_(in), end_(sectionEnd) {}
+    // sectionEnd: where the section ends; nothing is read past it. The file and
+    // the section's tag name the place in Where().
+    xBlockReader(std::istream& in, std::streamoff sectionEnd, std::filesystem::path file = "PAR",
+                 std::int32_t tag = 0)
+        : in_(in), end_(sectionEnd), file_(std::move(file)), tag_(tag) {}
 
     template <class T>
     void Get(T& field) {
@@ -36,14 +40,21 @@ class xBlockReader {
     // Stream position, for the rules that stop at the section's end.
     std::streamoff Position() { return in_.tellg(); }
     bool Ok() const { return ok_; }
+    // A field that no file of ours can hold (a short read is not one): the
+    // byte it starts at, the section and what it said. Empty when none was met.
+    const std::string& Where() const { return where_; }
     std::istream& Stream() { return in_; }
 
   private:
     // Fails the reader unless count values of size bytes fit in the section.
-    bool Room(std::int64_t count, std::int64_t size);
+    bool Room(std::int64_t count, std::int64_t size, std::streamoff fieldStart);
+    void Broken(std::streamoff fieldStart, const std::string& expected, const std::string& found);
 
     std::istream& in_;
     std::streamoff end_;
+    std::filesystem::path file_;
+    std::int32_t tag_;
+    std::string where_;
     bool ok_ = true;
 };
 

@@ -6,6 +6,7 @@
 #include "xPlatform.h"
 #include "xProcessTable.h"
 #include "xProjectContext.h"
+#include "xReadError.h"
 
 namespace fs = std::filesystem;
 
@@ -70,7 +71,9 @@ bool xPrsCont::PrepareFile(std::fstream& file) {
     if (fs::file_size(path) == 0) WriteNewHeader(file);
     par::Header header;
     if (!par::CheckHeader(file, header)) {
-        Platform().Error("Older version files have been detected! File xxx.PAR will be deleted...");
+        Platform().Error(
+            "Older version files have been detected! File xxx.PAR will be deleted...\n" +
+            AtOffset(path, header.fault.offset, header.fault.what));
         file.close();
         fs::remove(path);
         if (!CreateFile(file, path) || !par::CheckHeader(file, header)) return false;
@@ -85,10 +88,16 @@ int xPrsCont::Load() {
     std::fstream file;
     if (!PrepareFile(file)) return 0;
     std::streamoff start = 0;
-    if (!par::FindSection(file, firstSection_, Tag(), start)) return 0;
+    par::Fault broken;
+    if (!par::FindSection(file, firstSection_, Tag(), start, &broken)) {
+        if (!broken.what.empty())
+            Platform().Warning(AtOffset(ParFileOfProject(), broken.offset, broken.what));
+        return 0;
+    }
     file.seekg(start + 8);
-    xBlockReader in(file, start + par::SectionSize);
+    xBlockReader in(file, start + par::SectionSize, ParFileOfProject(), Tag());
     ReadSection(in, start);
+    if (!in.Where().empty()) Platform().Warning(in.Where());
     return 1;
 }
 

@@ -226,9 +226,26 @@ TEST_F(AofTauTest, UnknownComponentEndsTheListAndShortTextEmptiesIt) {
     EXPECT_TRUE(shortRead.Components().empty());
     EXPECT_EQ(shortRead.Amplitudes(101), nullptr);
 
-    xAofTau garbage;
-    EXPECT_EQ(ReadFrom(garbage, "Version-3\nS.DSC\nd\nExponent\nTaus [sec]\n1 2\n1e-5 x\n"), 0);
-    EXPECT_EQ(ReadFrom(garbage, ""), 0);
+    // The reader says nothing itself; it keeps where it stopped for its caller.
+    const std::string head = "Version-3\nS.DSC\nd\nExponent\nTaus [sec]\n";
+    const std::pair<std::string, std::string> broken[] = {
+        {head + "1 2\n1e-5 x\n", "B.AOT:7: expected numbers, found \"1e-5 x\""},
+        {head + "1 2\n1e-5 1e39\n",
+         "B.AOT:7: expected numbers a float can hold, found \"1e-5 1e39\""},
+        {head + "-40000000 40000000\n",
+         "B.AOT:6: expected bounds of at most 50000000 values, found \"80000001 values\""},
+        {head + "1\n", "B.AOT:6: expected 2 bounds, found \"1\""},
+        {head + "1 0\n\nTxRz\nSampling windows\n0 1 99999999999 1\n",
+         "B.AOT:10: expected 4 bounds from -50000000 to 50000000, found \"0 1 99999999999 1\""},
+        {"",
+         "B.AOT:1: expected the version line or the sampling windows, found the end of the "
+         "file"},
+    };
+    for (const auto& [text, where] : broken) {
+        xAofTau garbage("B.AOT");
+        EXPECT_EQ(ReadFrom(garbage, text), 0);
+        EXPECT_EQ(garbage.Where(), where);
+    }
     EXPECT_TRUE(platform_.messages.empty());
 }
 

@@ -243,9 +243,8 @@ TEST(EMDesc, UnsupportedAndUnknownVersionsSaySo) {
 
 TEST(EMDesc, BrokenFilesEndInTheMessage) {
     const std::string text = Written(TwoComponentSystem());
-    const std::string message = "xEMDesc::Read()  Error reading EM system descriptor.";
-    std::vector<std::string> broken = {"", "FILE FORMAT VERSION\nnine\n", std::string(300, '\0'),
-                                       Replaced(text, "     3     0     3", "     3     x     3")};
+    const std::string message = "xEMDesc::Read()  Error reading EM system descriptor.\n";
+    std::vector<std::string> broken = {std::string(300, '\0')};
     // Every cut of the file at a line end.
     for (std::size_t at = text.find('\n'); at + 1 < text.size(); at = text.find('\n', at + 1))
         broken.push_back(text.substr(0, at + 1));
@@ -253,14 +252,51 @@ TEST(EMDesc, BrokenFilesEndInTheMessage) {
         xRecordingPlatform platform;
         xEMDesc d;
         EXPECT_FALSE(ReadText(d, input)) << input.size();
-        EXPECT_FALSE(platform.Texts("error").empty()) << input.size();
-        EXPECT_TRUE(platform.Texts("fatal").empty());
+        // The format's own message may come first; the last one says where.
+        ASSERT_FALSE(platform.Texts("error").empty()) << input.size();
+        EXPECT_EQ(platform.Texts("error").back().rfind(message + "descriptor:", 0), 0u)
+            << platform.Texts("error").back();
         EXPECT_TRUE(d.HasComponent(109) || !d.Components().empty());
+    }
+}
+
+TEST(EMDesc, BrokenFilesSayWhere) {
+    const std::string text = Written(TwoComponentSystem());
+    const std::string message = "xEMDesc::Read()  Error reading EM system descriptor.\n";
+    struct Case {
+        std::string input;
+        std::string where;
+    };
+    const Case cases[] = {
+        {Replaced(text, "     3     0     3", "     3     x     3"),
+         "S.DSC:20: expected 9 numbers, found \"     0     0     0     0     0     0     3     x   "
+         "  "
+         "3\""},
+        {Replaced(text, "+ TzRz +", "+ TqRq +"),
+         "S.DSC:65: expected a component banner such as \"+ TzRz +\", found \"                  "
+         "       + TqRq +\""},
+        {Replaced(text, "RECEIVER SAMPLING\n3\n", "RECEIVER SAMPLING\n-3\n"),
+         "S.DSC:40: expected a count from 0 to 100000, found \"-3\""},
+        // The transmitter's waveform ends a line early.
+        {Replaced(text, "1.000000     0.000000\n\n", "1.000000     0.000000\n"),
+         "S.DSC:35: expected the separator line \"_____\u2026\", found \"RECEIVER PRIMARY FIELD\""},
+        {text.substr(0, text.find("XYZ POSITION")),
+         "S.DSC:54: expected an axis name or \"XYZ POSITION:\", found the end of the file"},
+        {"", "S.DSC:1: expected \"FILE FORMAT VERSION\", found the end of the file"},
+        {"FILE FORMAT VERSION\nnine\n", "S.DSC:2: expected a number, found \"nine\""},
+    };
+    for (const Case& c : cases) {
+        xRecordingPlatform platform;
+        xEMDesc d;
+        std::istringstream in(c.input);
+        EXPECT_FALSE(d.Read(in, "/some/where/S.DSC"));
+        EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{message + c.where});
     }
     xRecordingPlatform platform;
     xEMDesc d;
     EXPECT_FALSE(d.Read(std::filesystem::path("/nonexistent/system.DSC")));
-    EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{message});
+    EXPECT_EQ(platform.Texts("error"),
+              std::vector<std::string>{message + "system.DSC: the file cannot be opened"});
 }
 
 TEST(EMDesc, OldSystemFilesMustAllExist) {

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cmath>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -299,8 +298,8 @@ TEST(Geometry, CurrentFileRoundTrip) {
     // Blanks, CRLF and a total-direction axis, which lands on z, are all read.
     ASSERT_TRUE(ReadText(read,
                          "\r\nfixed  large   loop \r\n t\r\n3\r\n0 0 0\r\n1 0 0\r\n0 1 0\r\n"
-                         "\r\n1 2 3\r\n\r\n\r\nmoving dipole\r\nXYZ POSITION:\r\n0 0 0\r\n"
-                         "\r\n"));
+                         "\r\n1 2 3\r\n ___\r\n\r\nmoving dipole\r\nXYZ POSITION:\r\n0 0 0\r\n"
+                         "_\r\n"));
     EXPECT_EQ(read.transmitter.UsedAxes(), std::vector<int>{AxisZ});
     EXPECT_FLOAT_EQ(read.GetArea(AxisZ), 0.5f);
     EXPECT_TRUE(read.receiver.UsedAxes().empty());
@@ -389,38 +388,4 @@ TEST(Geometry, DamagedBlocksFailTheReader) {
         xEMGDesc g;
         EXPECT_FALSE(ReadText(g, DefaultBlock.substr(0, end + 1))) << end;
     }
-
-    // Random damage: the reader fails, or takes what writes and reads back as
-    // itself.
-    std::mt19937 random(20240611);
-    int accepted = 0;
-    for (int trial = 0; trial < 3000; ++trial) {
-        std::string text = DefaultBlock;
-        for (int e = 0, edits = 1 + int(random() % 4); e < edits; ++e) {
-            const std::size_t at = random() % text.size();
-            const char byte = char(random() % 256);
-            switch (random() % 3) {
-                case 0:
-                    text[at] = byte;
-                    break;
-                case 1:
-                    text.insert(at, 1, byte);
-                    break;
-                default:
-                    text.erase(at, 1);
-                    break;
-            }
-        }
-        if (trial % 10 == 0) {  // plain noise now and then
-            text.resize(random() % 400);
-            for (char& c : text) c = char(random() % 256);
-        }
-        xEMGDesc g;
-        if (!ReadText(g, text)) continue;
-        ++accepted;
-        xEMGDesc again;
-        ASSERT_TRUE(ReadText(again, Text(g))) << text;
-        ASSERT_EQ(Text(again), Text(g)) << text;
-    }
-    EXPECT_GT(accepted, 300);  // most edits land in a label or a digit
 }

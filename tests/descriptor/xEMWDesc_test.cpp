@@ -335,16 +335,6 @@ TEST(EMWDesc, BrokenInputFailsTheReader) {
     for (const std::string& prefix : LinePrefixes(kFrequencyBlock))
         EXPECT_FALSE(readsBlock(prefix, true)) << prefix;
 
-    const std::string time = kTimeHeader + kTimeBlock;
-    // Cut anywhere, even inside a number: whatever comes out, nothing breaks.
-    for (std::size_t n = 0; n < time.size(); ++n) {
-        std::istringstream file(time.substr(0, n));
-        xDscReader in(file);
-        xEMSDesc header;
-        xEMWDesc wave;
-        if (header.Read(in)) wave.Read(in, 9, false);
-    }
-
     auto breakBlock = [&](const std::string& from, const std::string& to, bool frequencyDomain) {
         std::string text = frequencyDomain ? kFrequencyBlock : kTimeBlock;
         std::size_t at = text.find(from);
@@ -366,14 +356,6 @@ TEST(EMWDesc, BrokenInputFailsTheReader) {
     header.replace(header.find("20.000000  10.000000"), 20, "twenty  ten");
     EXPECT_FALSE(readsHeader(header));
 
-    std::string garbage;
-    for (int i = 0; i < 4000; ++i) garbage += char((i * 131 + 7) % 256);
-    std::istringstream binary(garbage);
-    xDscReader binaryIn(binary);
-    xEMSDesc garbageHeader;
-    xEMWDesc garbageWave;
-    EXPECT_FALSE(garbageHeader.Read(binaryIn) && garbageWave.Read(binaryIn, 9, false));
-    EXPECT_FALSE(readsBlock(garbage, true));
     EXPECT_TRUE(platform.Texts("fatal").empty());
 }
 

@@ -91,7 +91,7 @@ TEST(GdfDfn, SyntaxVariantsOfTheField) {
     EXPECT_EQ(emx->column, 29);
     EXPECT_EQ(d.Find("Last")->null, std::nullopt);
     EXPECT_EQ(platform.Texts("warning"),
-              std::vector<std::string>{"xGdfDefinition: t.dfn, line 6: NULL=* of field \"Last\" "
+              std::vector<std::string>{"xGdfDefinition: t.dfn:6: NULL=* of field \"Last\" "
                                        "is not a number; the field has no null value."});
 }
 
@@ -108,7 +108,7 @@ TEST(GdfDfn, RecordTypes) {
                    "t.dfn"));
     EXPECT_EQ(LayoutOf(d), (std::vector<Layout>{{"RT", 1, 1}, {"Fid", 2, 1}, {"Tail", 3, 1}}));
     EXPECT_EQ(platform.Texts("warning"),
-              std::vector<std::string>{"xGdfDefinition: t.dfn, line 3: record type \"LINE\" is "
+              std::vector<std::string>{"xGdfDefinition: t.dfn:3: record type \"LINE\" is "
                                        "not data; its fields are left out."});
 }
 
@@ -123,26 +123,25 @@ TEST(GdfDefinition, FaultsAreOneErrorNamingTheLine) {
     };
     const std::vector<Case> cases = {
         {true, "DEFN 1 ST=RECD,RT=;A:I4\nLine Fid East\n",
-         "t, line 2: expected a DEFN record or END DEFN, found \"Line Fid East\"."},
+         "t:2: expected a DEFN record or END DEFN, found \"Line Fid East\"."},
         {true, "DEFN 1 ST=RECD,RT=;A:I4\nDEFN 2 Fid:F10.1\n",
-         "t, line 2: expected \"ST=RECD,RT=...\" after DEFN, found \"Fid:F10.1\"."},
-        {true, dfn2 + "Fid\n", "t, line 2: field \"Fid\" has no format."},
-        {true, dfn2 + ":F10.1\n", "t, line 2: expected a field name before ':' in \":F10.1\"."},
+         "t:2: expected \"ST=RECD,RT=...\" after DEFN, found \"Fid:F10.1\"."},
+        {true, dfn2 + "Fid\n", "t:2: field \"Fid\" has no format."},
+        {true, dfn2 + ":F10.1\n", "t:2: expected a field name before ':' in \":F10.1\"."},
         {true, dfn2 + "Fid:F1x\n",
-         "t, line 2: format \"F1x\" of field \"Fid\" is not [count]letter width[.decimals], "
+         "t:2: format \"F1x\" of field \"Fid\" is not [count]letter width[.decimals], "
          "e.g. F10.2, I10, A4, 16F11.1."},
         {true, dfn2 + "Fid:F10.1:metres\n",
-         "t, line 2: cannot read \"metres\" among the attributes of field \"Fid\"; expected "
+         "t:2: cannot read \"metres\" among the attributes of field \"Fid\"; expected "
          "KEY=value."},
         {true, "DEFN ST=RECD,RT=COMM;RT:A4;COMMENTS:A76\nEND DEFN\n",
          "t: no data fields are defined."},
         {false, "1 Line\n BOOKPURNONG SKYTEM SURVEY\n",
-         "t, line 2: " + hdrExpected + "\"BOOKPURNONG SKYTEM SURVEY\"."},
-        {false, "1 Line\n2-x Fid\n", "t, line 2: " + hdrExpected + "\"2-x Fid\"."},
-        {false, "1 Line\n5-3 Fid\n",
-         "t, line 2: columns \"5-3\" do not run upwards from 1 or more."},
+         "t:2: " + hdrExpected + "\"BOOKPURNONG SKYTEM SURVEY\"."},
+        {false, "1 Line\n2-x Fid\n", "t:2: " + hdrExpected + "\"2-x Fid\"."},
+        {false, "1 Line\n5-3 Fid\n", "t:2: columns \"5-3\" do not run upwards from 1 or more."},
         {false, "1-4 Line\n4 Fid\n",
-         "t, line 2: columns \"4\" overlap the field before, which ends at column 4."},
+         "t:2: columns \"4\" overlap the field before, which ends at column 4."},
         {false, "\n\n", "t: no columns are listed."},
     };
     for (const Case& c : cases) {
@@ -248,6 +247,6 @@ TEST(BundledGdf, ProseHeaderIsRefusedClearly) {
     xRecordingPlatform platform;
     EXPECT_FALSE(xGdfDefinition().ReadHdr(path));
     ASSERT_EQ(platform.messages.size(), 1u);
-    EXPECT_NE(platform.messages[0].text.find("Bookpurnong_SkyTEM.HDR, line 2: expected a column"),
+    EXPECT_NE(platform.messages[0].text.find("Bookpurnong_SkyTEM.HDR:2: expected a column"),
               std::string::npos);
 }

@@ -99,28 +99,28 @@ TEST(StmFile, FaultsAreOneErrorNamingTheLine) {
         "; expected \"Name Begin\", \"Name End\", \"key = value\" or a row of numbers.";
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"System Begin\n  this is not a key\nSystem End\n",
-         "t.stm, line 2: cannot read \"this is not a key\"" + expected},
+         "t.stm:2: cannot read \"this is not a key\"" + expected},
         {"System Begin\n  T Begin\n    1 2 x\n  T End\nSystem End\n",
-         "t.stm, line 3: cannot read \"1 2 x\"" + expected},
-        {"\x7f\x45LF\x01\x02\n", "t.stm, line 1: cannot read \"\x7f\x45LF\x01\x02\"" + expected},
+         "t.stm:3: cannot read \"1 2 x\"" + expected},
+        {"\x7f\x45LF\x01\x02\n", "t.stm:1: cannot read \"\x7f\x45LF\x01\x02\"" + expected},
         {"System Begin\nSystem End\nSystem End\n",
-         "t.stm, line 3: \"System End\" has no matching Begin."},
+         "t.stm:3: \"System End\" has no matching Begin."},
         {"System Begin\n  Receiver Begin\n  Transmitter End\nSystem End\n",
-         "t.stm, line 3: \"Transmitter End\" does not close \"Receiver\" (opened at line 2)."},
+         "t.stm:3: \"Transmitter End\" does not close \"Receiver\" (opened at line 2)."},
         // A file cut off inside a table.
         {"System Begin\n  WindowTimes Begin\n    1 2\n",
          "t.stm: \"WindowTimes\" (opened at line 2) has no End."},
         {"System Begin\n  Number Of Windows = 3\n",
-         "t.stm, line 2: the key of \"Number Of Windows = 3\" is not one word."},
-        {"1 2\n", "t.stm, line 1: numbers outside any block."},
+         "t.stm:2: the key of \"Number Of Windows = 3\" is not one word."},
+        {"1 2\n", "t.stm:1: numbers outside any block."},
         {[] {
              std::string deep;
              for (int i = 0; i < 40; ++i) deep += "A Begin\n";
              return deep;
          }(),
-         "t.stm, line 33: blocks nest deeper than 32."},
+         "t.stm:33: blocks nest deeper than 32."},
         {"System Begin\n" + std::string(200, 'x') + "\n",
-         "t.stm, line 2: cannot read \"" + std::string(80, 'x') + "...\"" + expected},
+         "t.stm:2: cannot read \"" + std::string(80, 'x') + "...\"" + expected},
     };
     for (const auto& [text, message] : cases) {
         xRecordingPlatform platform;

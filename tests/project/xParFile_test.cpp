@@ -210,7 +210,7 @@ TEST_F(ParFileTest, TooOldFileIsDeletedAndRecreatedAfterTheMessage) {
     WriteAll(par, Bytes().F32(3.03f).data + CurrentHeader().substr(4) + Section(711, 6329));
     xPrsCont params(711);
     EXPECT_EQ(params.Load(), 0);
-    EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{kMessage});
+    EXPECT_EQ(platform.Texts("error").size(), 1u);
     const std::string bytes = ReadAll(par);
     ASSERT_EQ(bytes.size(), 1329u);
     EXPECT_EQ(bytes.substr(0, 4), Bytes().F32(3.13f).data);
@@ -220,6 +220,45 @@ TEST_F(ParFileTest, TooOldFileIsDeletedAndRecreatedAfterTheMessage) {
     WriteAll(par, Bytes().F32(3.03f).data + CurrentHeader().substr(4));
     EXPECT_EQ(params.Save(), 0);
     EXPECT_EQ(ReadAll(par).size(), 1329u);
+}
+
+TEST_F(ParFileTest, BrokenFilesSayWhere) {
+    std::string badText = BaseBlock(711 | kBaseBits);
+    badText.replace(26, 4, Bytes().I32(-1).data);  // the input file name's length
+    struct Case {
+        std::string bytes;
+        std::string kind;
+        std::string text;
+    };
+    const Case cases[] = {
+        {Bytes().F32(3.03f).data + CurrentHeader().substr(4), "error",
+         kMessage + "\nProj.PAR: byte 0: expected a version of 3.04 or later, found \"3.03\""},
+        {"\x01\x02", "error",
+         kMessage + "\nProj.PAR: byte 0: expected the version, found the end of the file"},
+        {CurrentHeader().substr(0, 700), "error",
+         kMessage + "\nProj.PAR: byte 700: expected a header of 1329 bytes, found the end of the "
+                    "file"},
+        {CurrentHeader() + Section(999, 1329), "warning",
+         "Proj.PAR: byte 1333: section 999: expected the offset of a later section, found "
+         "\"1329\""},
+        {CurrentHeader() + Section(711 | kBaseBits, 6329, badText), "warning",
+         "Proj.PAR: byte 1363: section 711: expected a text length from 0 to 5000, found \"-1\""},
+    };
+    for (const Case& c : cases) {
+        platform.messages.clear();
+        WriteAll(par, c.bytes);
+        xPrsCont params(711);
+        params.Load();
+        EXPECT_EQ(platform.messages, (std::vector<xRecordedMessage>{{c.kind, c.text}}));
+    }
+    // Bounds that claim more values than the section holds.
+    std::istringstream in(Bytes().I32(1).I32(2000).data + std::string(100, '\0'));
+    xBlockReader reader(in, 100, dir / "Proj.PAR", 703);
+    FloatArray array;
+    reader.GetArray(array);
+    EXPECT_EQ(reader.Where(),
+              "Proj.PAR: byte 0: section 703: expected bounds that fit in the section, found "
+              "\"2000 values\"");
 }
 
 TEST_F(ParFileTest, OldLayoutIsMovedBehindANewHeaderWithOrWithoutTheOffsetCorrection) {
