@@ -1,8 +1,10 @@
 #pragma once
 // A folder of its own for each test, emptied away afterwards. CTest runs tests
-// side by side, so the name carries the suite and the test.
+// side by side, and two checkouts may run the same suite at once, so the name
+// carries the suite, the test and the process.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -14,7 +16,8 @@ class xTempFolderTest : public ::testing::Test {
     void SetUp() override {
         const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
         dir_ = std::filesystem::temp_directory_path() /
-               (std::string("tovarn_") + info->test_suite_name() + "_" + info->name());
+               (std::string("tovarn_") + info->test_suite_name() + "_" + info->name() + "_" +
+                std::to_string(::getpid()));
         std::filesystem::remove_all(dir_);
         std::filesystem::create_directories(dir_);
     }
