@@ -25,7 +25,7 @@ std::vector<Slot> ChannelSlots(const xEMDesc& descriptor,
         const auto described = descriptor.Components().find(id);
         if (described == descriptor.Components().end()) continue;
         const FloatArray& weights = described->second.wave.GetWeights();
-        auto delivered = [&](std::size_t k, long channel) {
+        auto delivered = [&weights, &values = values](std::size_t k, long channel) {
             const long w = weights.Low() + channel - 1;
             const double weight = weights.InRange(w) ? double(weights[w]) : 1.0;
             return weight != 0.0 ? values[k] / weight : values[k];
