@@ -1,9 +1,8 @@
 #pragma once
 // Line-ordered reading and writing of the descriptor's text. Label lines are
-// read and dropped: only the order of lines counts, but separator lines must be
-// separators, since a block that ends a line early or late shows there first.
-// The first read that fails says where and why (Where()), and every later read
-// fails with it, so that the caller reports once at the end of the block.
+// read and dropped: only the order of lines counts. The first read that fails
+// says where and why (Where()), and every later read fails with it, so that the
+// caller reports once at the end of the block.
 
 #include <filesystem>
 #include <iomanip>
@@ -41,9 +40,8 @@ class xDscReader {
     bool Line(std::string& line, const std::string& expected = "another line") {
         if (!ok_) return false;
         if (!std::getline(in_, line)) {
-            where_ =
-                AtLine(file_, line_ + 1, "expected " + expected + ", found the end of the file");
-            return ok_ = false;
+            FailAt(line_ + 1, "expected " + expected + ", found the end of the file");
+            return false;
         }
         ++line_;
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -60,12 +58,16 @@ class xDscReader {
         std::string line;
         return Line(line, label);
     }
+    // A separator line, dropped like a label whatever it holds. The first one
+    // that is no bar of underscores is remembered: a block that ends a line
+    // early or late shows there first, so a later failure names it.
     bool SkipSeparator() {
         std::string line;
         if (!Line(line, kSeparator)) return false;
         const auto first = line.find_first_not_of(" \t");
-        if (first == std::string::npos || line[first] != '_') Fail(kSeparator);
-        return ok_;
+        if (suspect_.empty() && (first == std::string::npos || line[first] != '_'))
+            suspect_ = AtLine(file_, line_, ExpectedFound(kSeparator, line));
+        return true;
     }
     // The blank-separated tokens of the next line.
     std::vector<std::string> Tokens(const std::string& expected = "another line") {
@@ -96,7 +98,9 @@ class xDscReader {
     void Fail(const std::string& expected) { FailAt(line_, ExpectedFound(expected, last_)); }
     void FailAt(long line, const std::string& what) {
         if (!ok_) return;
-        where_ = AtLine(file_, line, what);
+        where_ = suspect_.empty()
+                     ? AtLine(file_, line, what)
+                     : suspect_ + "; the read failed at line " + std::to_string(line) + ": " + what;
         ok_ = false;
     }
     bool Ok() const { return ok_; }
@@ -113,5 +117,6 @@ class xDscReader {
     long line_ = 0;
     std::string last_;
     std::string where_;
+    std::string suspect_;  // the first separator line that was none
     bool ok_ = true;
 };
