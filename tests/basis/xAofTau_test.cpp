@@ -4,10 +4,10 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -94,11 +94,17 @@ int ReadFrom(xAofTau& aot, const std::string& text) {
 }
 
 // The one basis of the old files, in the order they hold it: windows, taus,
-// amplitudes, primary field, each behind a free line.
+// amplitudes, primary field, each behind a free line (the head ends with the
+// first; what the free lines say does not count).
 const char* const kOldWindows = "0 1 1 2\n0.1 0.2\n0.2 0.5\n";
 const char* const kOldTaus = "1 3\n1e-5 1e-4 1e-3\n";
 const char* const kOldAmplitudes = "1 3 1 2\n1 2\n3 4\n5 6\n";
 const char* const kOldPrimary = "1 2\n-7 -8\n";
+
+std::string OldBasis(const std::string& head) {
+    return head + kOldWindows + "taus\n" + kOldTaus + "amplitudes\n" + kOldAmplitudes +
+           "primary\n" + kOldPrimary;
+}
 
 void ExpectOldBasisEverywhere(const xAofTau& aot) {
     ASSERT_EQ(aot.Components().size(), 9u);
@@ -111,7 +117,7 @@ void ExpectOldBasisEverywhere(const xAofTau& aot) {
     EXPECT_EQ(aot.Taus(), Array(1, {1e-5f, 1e-4f, 1e-3f}));
 }
 
-class AofTauTest : public ::testing::Test {
+class AofTauTest : public xTempFolderTest {
   protected:
     xRecordingPlatform platform_;
 };
@@ -126,20 +132,17 @@ TEST_F(AofTauTest, WritesTheCurrentVersionWithComponentsThatHaveAllParts) {
 }
 
 TEST_F(AofTauTest, FileRoundTripAndCopiesAreDeep) {
-    const fs::path dir = fs::temp_directory_path() / "tovarn_aot_roundtrip";
-    fs::create_directories(dir);
-    xAofTau written(dir / "P.AOT");
+    xAofTau written(dir_ / "P.AOT");
     Fill(written);
     written.SetOverwrite(true);
     ASSERT_EQ(written.Write(), 1);
 
-    xAofTau read(dir / "P.AOT");
+    xAofTau read(dir_ / "P.AOT");
     ASSERT_EQ(read.Read(), 1);
     EXPECT_EQ(read.VersionRead(), 3);
     EXPECT_EQ(Text(read), kWritten);
     EXPECT_EQ(read.Windows(105), nullptr);  // the file never carried it
     EXPECT_EQ(*read.Amplitudes(109), Matrix(1, 1, {{1, 0.5f}, {-2.5f, 3e6f}}));
-    fs::remove_all(dir);
 
     xAofTau copy;
     copy.CopyFrom(read);
@@ -164,10 +167,7 @@ TEST_F(AofTauTest, OlderVersionsRead) {
     EXPECT_EQ(*v2.Primary(109), Array(1, {-1, 0.25f}));
 
     xAofTau v1;
-    ASSERT_EQ(
-        ReadFrom(v1, std::string("Version-1\nOLD.DSC\nwindows\n") + kOldWindows + "taus\n" +
-                         kOldTaus + "amplitudes\n" + kOldAmplitudes + "primary\n" + kOldPrimary),
-        1);
+    ASSERT_EQ(ReadFrom(v1, OldBasis("Version-1\nOLD.DSC\nwindows\n")), 1);
     EXPECT_EQ(v1.VersionRead(), 1);
     EXPECT_EQ(v1.DescriptorName(), "OLD.DSC");
     EXPECT_EQ(v1.DescriptorDate(), "");
@@ -175,9 +175,7 @@ TEST_F(AofTauTest, OlderVersionsRead) {
 
     xAofTau unversioned;
     Fill(unversioned);
-    ASSERT_EQ(ReadFrom(unversioned, std::string(kOldWindows) + "\n" + kOldTaus + "\n" +
-                                        kOldAmplitudes + "\n" + kOldPrimary),
-              1);
+    ASSERT_EQ(ReadFrom(unversioned, OldBasis("")), 1);
     EXPECT_EQ(unversioned.VersionRead(), 0);
     EXPECT_EQ(unversioned.DescriptorName(), "");
     ExpectOldBasisEverywhere(unversioned);
@@ -266,22 +264,17 @@ TEST_F(AofTauTest, DescriptorChecks) {
     // Version 1 names its descriptor but carries no date; the oldest carry neither.
     platform_.messages.clear();
     xAofTau v1;
-    ASSERT_EQ(ReadFrom(v1, std::string("Version-1\nSYS.DSC\n\n") + kOldWindows + "\n" + kOldTaus +
-                               "\n" + kOldAmplitudes + "\n" + kOldPrimary),
-              1);
+    ASSERT_EQ(ReadFrom(v1, OldBasis("Version-1\nSYS.DSC\n\n")), 1);
     EXPECT_TRUE(v1.CheckDescriptor("SYS.DSC", "any date"));
     EXPECT_FALSE(v1.CheckDescriptor("NEW.DSC", "any date"));
     xAofTau none;
-    ASSERT_EQ(ReadFrom(none, std::string(kOldWindows) + "\n" + kOldTaus + "\n" + kOldAmplitudes +
-                                 "\n" + kOldPrimary),
-              1);
+    ASSERT_EQ(ReadFrom(none, OldBasis("")), 1);
     EXPECT_TRUE(none.CheckDescriptor("NEW.DSC", "any date"));
     EXPECT_EQ(platform_.Texts("warning").size(), 1u);
 }
 
 TEST_F(AofTauTest, DateStampFollowsTheLastWrite) {
-    const fs::path file = fs::temp_directory_path() / "tovarn_aot_stamp.DSC";
-    std::ofstream(file) << "descriptor\n";
+    const fs::path file = Put("S.DSC", "descriptor\n");
     fs::last_write_time(
         file, std::chrono::file_clock::from_sys(
                   std::chrono::sys_days{std::chrono::year{2025} / 3 / 4} + std::chrono::hours{5} +

@@ -55,9 +55,7 @@ TEST(WaveBasisBuilder, EigenvectorIndexFollowsItsRule) {
 TEST(WaveBasisBuilder, RangeComesFromTheRowsOfV) {
     const FloatArray w = Values({4, 0, 0, 0, 0});  // index 1 for any error
     const FloatArray taus = Values({1, 2, 3, 4, 5});
-    FloatMatrix v(1, 5, 1, 5);
-    for (long r = 1; r <= 5; ++r)
-        for (long c = 1; c <= 5; ++c) v[r][c] = 0.0f;
+    FloatMatrix v(1, 5, 1, 5);  // zeroed
     // Row 1 (both errors give index 1 here): significant from column 3 to 4.
     const float row[5] = {0.05f, 0.09f, 1.0f, 0.5f, 0.02f};
     for (long c = 1; c <= 5; ++c) v[1][c] = row[c - 1];
@@ -69,9 +67,7 @@ TEST(WaveBasisBuilder, RangeComesFromTheRowsOfV) {
 
 TEST(WaveBasisBuilder, DecomposeSwapsOnceAndZeroesTheSmall) {
     // Taus by channels; the transpose's columns have norms 1, 3 and 1e-7.
-    FloatMatrix a(1, 3, 1, 4);
-    for (long r = 1; r <= 3; ++r)
-        for (long c = 1; c <= 4; ++c) a[r][c] = 0.0f;
+    FloatMatrix a(1, 3, 1, 4);  // zeroed
     a[1][1] = 1.0f;
     a[2][2] = 3.0f;
     a[3][3] = 1e-7f;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -53,10 +52,11 @@ void Manual(xBasisSettings& p, long n, float early, float late) {
     p.lateTau = late;
 }
 
-fs::path RepositoryRoot() {
-    if (const char* data = std::getenv("TOVARN_TEST_DATA"); data && *data)
-        return fs::path(data).lexically_normal().parent_path().parent_path();
-    return fs::path(__FILE__).parent_path().parent_path().parent_path();
+// A descriptor of the examples.
+xEMDesc Example(const char* name) {
+    xEMDesc d;
+    EXPECT_TRUE(d.Read(fs::path(TOVARN_EXAMPLES) / name)) << name;
+    return d;
 }
 
 // The oracle. The closed forms add, segment by segment, the decay's response
@@ -250,19 +250,14 @@ TEST(WaveBasisTD, ClosedFormsMatchANumericalConvolution) {
         const Comparison r = Compare(builder, c.d, 109);
         EXPECT_LT(r.worst, 1e-4) << c.name;
         EXPECT_GT(r.compared, 8) << c.name;
-        std::printf("[ convolution ] %-20s %3ld channels, worst relative error %.2e\n", c.name,
-                    r.compared, r.worst);
     }
     EXPECT_TRUE(platform.messages.empty());
 }
 
 TEST(WaveBasisTD, ExampleSystemsMatchANumericalConvolution) {
     xRecordingPlatform platform;
-    const fs::path root = RepositoryRoot();
-    for (const char* file :
-         {"examples/geotem-gsq823/GEOTEM.DSC", "examples/tempest-ausaem2020/TEMPEST.DSC"}) {
-        xEMDesc d;
-        ASSERT_TRUE(d.Read(root / file)) << file;
+    for (const char* file : {"geotem-gsq823/GEOTEM.DSC", "tempest-ausaem2020/TEMPEST.DSC"}) {
+        const xEMDesc d = Example(file);
         for (long id : {107L, 109L}) {
             if (!d.HasComponent(id)) continue;
             xBasisSettings p;
@@ -272,10 +267,6 @@ TEST(WaveBasisTD, ExampleSystemsMatchANumericalConvolution) {
             const Comparison r = Compare(builder, d, id);
             EXPECT_LT(r.beyond, 1e-4) << file << " " << id;
             EXPECT_GT(r.compared, 40) << file;
-            std::printf(
-                "[ convolution ] %s %ld: %3ld channels, worst relative error %.2e, "
-                "%.2e beyond the step allowance\n",
-                file, id, r.compared, r.worst, r.beyond);
         }
     }
     EXPECT_TRUE(platform.messages.empty());
@@ -554,8 +545,7 @@ TEST(WaveBasisTD, StrippingOfAnotherSystemAsksFirst) {
 
     // A descriptor that names its system: no question for its own stripping,
     // one for another's.
-    xEMDesc geotem;
-    ASSERT_TRUE(geotem.Read(RepositoryRoot() / "examples/geotem-gsq823/GEOTEM.DSC"));
+    const xEMDesc geotem = Example("geotem-gsq823/GEOTEM.DSC");
     ASSERT_EQ(geotem.KnownSystem(), xEMDesc::Geotem);
     for (int stripping : {1, 2}) {
         xRecordingPlatform asked;
@@ -607,9 +597,7 @@ TEST(WaveBasisTD, QuestemStrippingTakesTheFundamentalOff) {
 
 TEST(WaveBasisTD, BuildWritesTheChosenTausBackInTheirUnit) {
     xRecordingPlatform platform;
-    const fs::path root = RepositoryRoot();
-    xEMDesc d;
-    ASSERT_TRUE(d.Read(root / "examples/geotem-gsq823/GEOTEM.DSC"));
+    const xEMDesc d = Example("geotem-gsq823/GEOTEM.DSC");
     xBasisSettings p;
     p.unit = "mSec";
     p.numberOfTaus = 5;

@@ -25,7 +25,7 @@ class WaveBasisProcess : public xTempFolderTest {
     }
     void TearDown() override {
         xObject::ForceCloseDescriptor();
-        fs::remove_all(dir_);
+        xTempFolderTest::TearDown();
     }
     // A project on the system; its 702 parameters changed by edit.
     void Project(const xEMDesc& system, const std::function<void(xWavParams&)>& edit = nullptr) {

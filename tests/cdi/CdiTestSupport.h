@@ -16,6 +16,7 @@
 #include <cmath>
 #include <vector>
 
+#include "xArray.h"
 #include "xCndMath.h"
 #include "xEMDesc.h"
 
@@ -28,6 +29,19 @@ inline xEMDesc AxialDipole() {
     g.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
     g.SetPosition(xEMGDesc::Rx, 0.0f, 0.0f, -20.0f);
     return desc;
+}
+
+// A depth column from 0 in metres, and the flags of the components given.
+inline FloatArray DepthColumn(const std::vector<float>& values) {
+    FloatArray depths(0, long(values.size()) - 1);
+    for (long d = 0; d < depths.Length(); ++d) depths[d] = values[std::size_t(d)];
+    return depths;
+}
+
+inline LongArray ComponentFlags(const std::vector<long>& set) {
+    LongArray flags(100, 109);
+    for (long id : set) flags[id] = 1;
+    return flags;
 }
 
 inline double AxialLut(double z) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "CdiTestSupport.h"
 #include "TempFolder.h"
 #include "xGdfDefinition.h"
 #include "xMLineBlock.h"
@@ -151,12 +152,7 @@ class xCndReportsTest : public xTempFolderTest {
             file.SetPath(dir_ / "P.CND");
             file.SetOverwrite(true);
             ASSERT_EQ(file.Create(), 1);
-            FloatArray depths(0, 2);
-            depths[1] = 10.0f;
-            depths[2] = 20.0f;
-            LongArray flags(100, 109);
-            flags[109] = 1;
-            file.Init(depths, flags);
+            file.Init(cditest::DepthColumn({0, 10, 20}), cditest::ComponentFlags({109}));
             file.SetFlight(7);
             file.SetNoiseLevel(0.5f);
             ASSERT_TRUE(file.WriteHeader());

@@ -8,11 +8,14 @@
 #include <vector>
 
 #include "ByteBuilder.h"
+#include "CdiTestSupport.h"
 #include "TempFolder.h"
 #include "xMLineBlock.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
+using cditest::ComponentFlags;
+using cditest::DepthColumn;
 
 namespace {
 
@@ -67,18 +70,6 @@ Bytes LineBlock(long number, const std::vector<std::vector<float>>& rows,
     return b;
 }
 
-FloatArray DepthColumn(std::vector<float> values) {
-    FloatArray depths(0, long(values.size()) - 1);
-    for (long d = 0; d < depths.Length(); ++d) depths[d] = values[std::size_t(d)];
-    return depths;
-}
-
-LongArray ComponentFlags(const std::vector<long>& set) {
-    LongArray flags(100, 109);
-    for (long id : set) flags[id] = 1;
-    return flags;
-}
-
 class xMCondTest : public xTempFolderTest {
   protected:
     // A new file of the small layout, header written once.
@@ -110,27 +101,24 @@ TEST_F(xMCondTest, LayoutOfTheRecord) {
     EXPECT_EQ(cnd.Type(), "CND");
     ASSERT_EQ(cnd.RowLength(), R);
     EXPECT_EQ(cnd.Min().Length(), R);
-    EXPECT_EQ(cnd.LayerStart(101), 15);
-    EXPECT_EQ(cnd.LayerStart(109), 17);
-    EXPECT_EQ(cnd.LayerStart(0), 19);
-    EXPECT_EQ(cnd.LayerStart(105), 0);
     EXPECT_EQ(cnd.SectionCount(), 3);
-    EXPECT_EQ(cnd.SectionStart(0), 21);
-    EXPECT_EQ(cnd.SectionStart(1), 24);
-    EXPECT_EQ(cnd.SectionStart(2), 27);
-    EXPECT_EQ(cnd.SectionStart(3), 0);
+    // Where each part starts, counted by hand from the layout above; 0 for none.
+    for (auto [id, start] : {std::pair{101L, 15L}, {109L, 17L}, {0L, 19L}, {105L, 0L}})
+        EXPECT_EQ(cnd.LayerStart(id), start) << id;
+    for (auto [section, start] : {std::pair{0L, 21L}, {1L, 24L}, {2L, 27L}, {3L, 0L}})
+        EXPECT_EQ(cnd.SectionStart(section), start) << section;
     EXPECT_EQ(cnd.SectionSize(2), 3);
     EXPECT_EQ(cnd.SectionSize(-1), 0);
-    EXPECT_EQ(cnd.ItemTitle(13), "Est.Penetration");
-    EXPECT_EQ(cnd.ItemTitle(14), "Permittivity");
-    EXPECT_EQ(cnd.ItemTitle(18), "TzRz_Layer2");
-    EXPECT_EQ(cnd.ItemTitle(20), "Layer2");
-    EXPECT_EQ(cnd.ItemTitle(22), "DC(-10)");
-    EXPECT_EQ(cnd.ItemTitle(29), "CC(-20)");
-    // Weights by default, depths stored negative.
+    for (auto [item, title] : {std::pair{13L, "Est.Penetration"},
+                               {14L, "Permittivity"},
+                               {18L, "TzRz_Layer2"},
+                               {20L, "Layer2"},
+                               {22L, "DC(-10)"},
+                               {29L, "CC(-20)"}})
+        EXPECT_EQ(cnd.ItemTitle(item), title) << item;
+    // TxRx weighs nothing by default (the others' weights are in the header
+    // bytes below); depths are stored negative.
     EXPECT_EQ(cnd.Weights()[101], 0.0f);
-    EXPECT_EQ(cnd.Weights()[107], 1.0f);
-    EXPECT_EQ(cnd.Weights()[109], 1.0f);
     EXPECT_EQ(cnd.Depths()[2], -20.0f);
     EXPECT_EQ(cnd.RelativeDepth(2), -20.0f);
 }
@@ -284,28 +272,22 @@ TEST_F(xMCondTest, CrossFileRoundTripWithShiftedDepthsAndNullExtremes) {
     EXPECT_TRUE(platform_.messages.empty());
 }
 
+// Only the last step of the column counts: 99 m shifts it by the largest Z,
+// 100 m leaves it as it is; the relative depth holds either way.
 TEST_F(xMCondTest, DepthsShiftOnlyUnderACoarseLastStep) {
     xMLineBlock block;
     block.rows = 1;
     block.min.Resize(0, 8);
     block.max.Resize(0, 8);
     block.max[3] = 250.0f;
-
-    xMCond fine;
-    fine.Init(DepthColumn({0, 50, 149}), ComponentFlags({109}));
-    fine.AddLine(block);
-    EXPECT_TRUE(fine.ShiftDepthsByZmax());
-    EXPECT_EQ(fine.Depths()[0], 250.0f);
-    EXPECT_EQ(fine.Depths()[2], 101.0f);
-
-    // A last step of 100 m leaves the column negative; relative depth holds.
-    xMCond coarse;
-    coarse.Init(DepthColumn({0, 50, 150}), ComponentFlags({109}));
-    coarse.AddLine(block);
-    EXPECT_FALSE(coarse.ShiftDepthsByZmax());
-    EXPECT_EQ(coarse.Depths()[1], -50.0f);
-    EXPECT_EQ(coarse.Top(), 0.0f);
-    EXPECT_EQ(coarse.RelativeDepth(2), -150.0f);
+    for (auto [bottom, top] : {std::pair{149.0f, 250.0f}, {150.0f, 0.0f}}) {
+        xMCond cnd;
+        cnd.Init(DepthColumn({0, 50, bottom}), ComponentFlags({109}));
+        cnd.AddLine(block);
+        EXPECT_EQ(cnd.ShiftDepthsByZmax(), top != 0.0f) << bottom;
+        EXPECT_EQ(cnd.Top(), top) << bottom;
+        EXPECT_EQ(cnd.RelativeDepth(2), -bottom) << bottom;
+    }
 }
 
 TEST_F(xMCondTest, BrokenHeadersAreRefusedWithTheClassText) {

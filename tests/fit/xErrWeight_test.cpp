@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
-#include <sstream>
 
 #include "xEMDesc.h"
 #include "xRecordingPlatform.h"
@@ -142,6 +140,3 @@ TEST(xErrWeight, NoiseWeights) {
     EXPECT_EQ(zeros[1], 0.0f);
     EXPECT_EQ(zeros[2], 0.0f);
 }
-
-// The parameter block's form: count, then id and matrix with bounds per
-// component; counts outside 1..9 are passed over.

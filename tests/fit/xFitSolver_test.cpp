@@ -72,9 +72,6 @@ TEST(xFitSolver, DesignRowsWithAndWithoutThePrimaryColumn) {
                 EXPECT_FLOAT_EQ(t[r][k], expected) << "row " << r << " col " << k;
             }
         }
-        // The last smoothing row pairs taus 4 and 5.
-        EXPECT_FLOAT_EQ(t[fit.Rows()][4], kS);
-        EXPECT_FLOAT_EQ(t[fit.Rows()][5], -kS * kR);
     }
 }
 

@@ -5,11 +5,15 @@
 #include <cmath>
 #include <numbers>
 
+#include "HalfSpaceForms.h"
+
 namespace {
 
 using Complex = std::complex<double>;
-constexpr double kPi = std::numbers::pi;
-constexpr double kMu0 = 4e-7 * kPi;
+using halfspace::SurfaceHz;
+using halfspace::SurfaceStepOff;
+constexpr double kPi = halfspace::Pi;
+constexpr double kMu0 = halfspace::Mu0;
 
 xLayeredEarth HalfSpace(double sigma) {
     return {{sigma}, {}};
@@ -21,25 +25,8 @@ std::vector<double> LogSpaced(double lo, double hi, int n) {
     return v;
 }
 
-// Total Hz of a unit vertical dipole on the surface of a half-space, receiver
-// on the surface at offset r (Wait's closed form).
-Complex SurfaceHz(double sigma, double omega, double r) {
-    const Complex k2(0.0, -omega * kMu0 * sigma);
-    const Complex k = std::sqrt(k2);  // principal root: Im k < 0, the e^{iwt} choice
-    const Complex ikr(0.0, 1.0);
-    const Complex x = ikr * k * r;
-    return (9.0 - (9.0 + 9.0 * x - 4.0 * k2 * r * r - ikr * k2 * k * r * r * r) * std::exp(-x)) /
-           (2.0 * kPi * k2 * std::pow(r, 5));
-}
-
-// Step-off hz(t) on the surface of a half-space, and the impulse response
-// -dhz/dt (the published rate expression is of the switch-on, hence its sign).
-double SurfaceStepOff(double sigma, double r, double t) {
-    const double th = std::sqrt(kMu0 * sigma / (4.0 * t)), x = th * r;
-    return ((4.5 / (x * x) - 1.0) * std::erf(x) -
-            (9.0 / x + 4.0 * x) * std::exp(-x * x) / std::sqrt(kPi)) /
-           (4.0 * kPi * r * r * r);
-}
+// The impulse response -dhz/dt of the step-off (the published rate
+// expression is of the switch-on, hence its sign).
 double SurfaceStepOffRate(double sigma, double r, double t) {
     const double th = std::sqrt(kMu0 * sigma / (4.0 * t)), x = th * r;
     return -(9.0 * std::erf(x) - 2.0 * x / std::sqrt(kPi) *
@@ -124,28 +111,23 @@ TEST(LayeredEarthTest, ImageOfPerfectConductorAndFreeSpace) {
 TEST(LayeredEarthTest, LayersThatAreReallyOneHalfSpace) {
     const std::vector<double> omegas = LogSpaced(10.0, 1e6, 6);
     const xDipoleGeometry geometry{30.0, 12.0, 5.0, 2.0};
-    const auto ref = SecondaryFieldFD(HalfSpace(0.05), geometry, omegas);
-    const auto compare = [&](const std::vector<xComplexField>& got, double rel, const char* what) {
+    const auto compare = [&](const std::vector<xComplexField>& got,
+                             const std::vector<xComplexField>& ref, double rel, const char* what) {
         for (size_t i = 0; i < omegas.size(); ++i)
             for (int c = 0; c < 3; ++c)
                 EXPECT_LE(std::abs(got[i][c] - ref[i][c]), rel * std::abs(ref[i][2]))
-                    << what << " " << c;
+                    << what << " " << i << " " << c;
     };
-    // Two equal layers: the recursion must return the half-space admittance.
-    compare(SecondaryFieldFD({{0.05, 0.05}, {20.0}}, geometry, omegas), 1e-12,
-            "equal");  // rounding
-    // A micrometre of anything on top changes nothing.
-    compare(SecondaryFieldFD({{0.5, 0.05}, {1e-6}}, geometry, omegas), 1e-4, "thin");  // rel. 1e-4
+    const auto half = SecondaryFieldFD(HalfSpace(0.05), geometry, omegas);
+    // Two equal layers: the recursion must return the half-space admittance
+    // (rounding only); a micrometre of anything on top changes nothing.
+    compare(SecondaryFieldFD({{0.05, 0.05}, {20.0}}, geometry, omegas), half, 1e-12, "equal");
+    compare(SecondaryFieldFD({{0.5, 0.05}, {1e-6}}, geometry, omegas), half, 1e-4, "thin");
     // A resistive top layer only lifts the pair: the same as raising it by its thickness.
     xDipoleGeometry raised = geometry;
     raised.txHeight += 20.0;
-    const auto lifted = SecondaryFieldFD(HalfSpace(0.05), raised, omegas);
-    const auto resistive = SecondaryFieldFD({{1e-9, 1e-9, 0.05}, {5.0, 15.0}}, geometry, omegas);
-    for (size_t i = 0; i < omegas.size(); ++i)
-        for (int c = 0; c < 3; ++c)
-            EXPECT_LE(std::abs(resistive[i][c] - lifted[i][c]),
-                      1e-5 * std::abs(lifted[i][2]))  // rel. 1e-5
-                << i << " " << c;
+    compare(SecondaryFieldFD({{1e-9, 1e-9, 0.05}, {5.0, 15.0}}, geometry, omegas),
+            SecondaryFieldFD(HalfSpace(0.05), raised, omegas), 1e-5, "resistive");
 }
 
 TEST(LayeredEarthTest, StepOffOnHalfSpaceSurfaceMatchesClosedForm) {

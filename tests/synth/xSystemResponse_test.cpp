@@ -6,13 +6,14 @@
 #include <complex>
 #include <numbers>
 
+#include "HalfSpaceForms.h"
 #include "xEMDesc.h"
 #include "xRecordingPlatform.h"
 
 namespace {
 
-constexpr double Pi = std::numbers::pi;
-constexpr double Mu0 = 4.0e-7 * Pi;
+using halfspace::Mu0;
+using halfspace::Pi;
 
 // One TzRz component with the receiver at an offset from a dipole transmitter.
 xEMDesc OneComponent(float dx, float dz, const std::string& unit) {
@@ -56,14 +57,6 @@ xEMDesc TimeDomainSystem(const std::string& unit, float dz = 0.0f) {
     return d;
 }
 
-// Step-off Hz on the surface of a half-space, unit moment (the closed form).
-double StepOffHz(double sigma, double r, double t) {
-    const double theta = std::sqrt(Mu0 * sigma / (4.0 * t)), x = theta * r;
-    return 1.0 / (4.0 * Pi * r * r * r) *
-           ((9.0 / (2.0 * x * x) - 1.0) * std::erf(x) -
-            (9.0 / x + 4.0 * x) * std::exp(-x * x) / std::sqrt(Pi));
-}
-
 // The field of the bipolar train by brute force: each ramp's slope times the
 // closed-form step response, integrated by the midpoint rule on a fine grid.
 double TrainHz(double sigma, double r, double t) {
@@ -75,7 +68,7 @@ double TrainHz(double sigma, double r, double t) {
         double sum = 0.0;
         for (int k = 0; k < n; ++k) {
             const double tau = from + (end - from) * (k + 0.5) / n;
-            sum += StepOffHz(sigma, r, x - tau);
+            sum += halfspace::SurfaceStepOff(sigma, r, x - tau);
         }
         return -slope * sum * (end - from) / n;
     };
@@ -93,13 +86,14 @@ double TrainHz(double sigma, double r, double t) {
 TEST(SystemResponse, WindowsAverageTheBipolarTrainOverAHalfSpace) {
     xRecordingPlatform platform;
     const double sigma = 0.1, r = 100.0;
+    const xEMDesc system = TimeDomainSystem("nV/amp/m^2");
     xSystemResponse response;
-    ASSERT_TRUE(response.SetSystem(TimeDomainSystem("nV/amp/m^2"))) << response.Problem();
+    ASSERT_TRUE(response.SetSystem(system)) << response.Problem();
     const auto values = response.Sounding({{sigma}, {}}, 0.0).at(109);
-    const double edges[4][2] = {{0.0101, 0.0102}, {0.0105, 0.011}, {0.012, 0.014}, {0.015, 0.019}};
+    const FloatMatrix& windows = system.Components().at(109).wave.windows;
     ASSERT_EQ(values.size(), 4u);
     for (int w = 0; w < 4; ++w) {
-        const double s = double(float(edges[w][0])), e = double(float(edges[w][1]));
+        const double s = windows[w][0], e = windows[w][1];
         const double expected =
             -(TrainHz(sigma, r, e) - TrainHz(sigma, r, s)) / (e - s) * Mu0 * 1e9;
         // Spline and quadrature of the kernel against brute force: 0.5 %.
@@ -141,14 +135,7 @@ TEST(SystemResponse, FrequencyDomainPpmAgainstTheSurfaceHalfSpace) {
     ASSERT_EQ(values.size(), 4u);
     for (int k = 0; k < 2; ++k) {
         const double omega = 2.0 * Pi * (k == 0 ? 900.0 : 7200.0);
-        const std::complex<double> i(0.0, 1.0);
-        const std::complex<double> kk = (1.0 - i) * std::sqrt(omega * Mu0 * sigma / 2.0);
-        // Wait's closed form, written as W&H give it: 9 - (9 + 9ikr - 4k^2r^2 - ik^3r^3)e^{-ikr}.
-        const std::complex<double> k2 = kk * kk;
-        const std::complex<double> hz =
-            1.0 / (2.0 * Pi * k2 * std::pow(r, 5)) *
-            (9.0 - (9.0 + 9.0 * i * kk * r - 4.0 * k2 * r * r - i * k2 * kk * r * r * r) *
-                       std::exp(-i * kk * r));
+        const std::complex<double> hz = halfspace::SurfaceHz(sigma, omega, r);
         const double primary = -1.0 / (4.0 * Pi * r * r * r);
         const std::complex<double> ppm = (hz - primary) / primary * 1e6;
         // The kernel's surface Hankel sums against the closed form: 0.1 %.
