@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <optional>
 #include <sstream>
+#include <tuple>
 
 #include "ByteBuilder.h"
 #include "ProjectFolder.h"
@@ -499,65 +501,51 @@ TEST_F(ParamsTest, InverterValuesAreReadOnlyFromFilesAbove312) {
     }
 }
 
+// Labels, shown values and refused values as the dialogs have them.
 TEST_F(ParamsTest, FieldsShowAndRefuseAsTheDialogsDo) {
-    auto fieldsOf = [](xPrsCont& params) {
+    xCnvParams cnv;
+    xWavParams wav;
+    xFitParams fit;
+    xCDIParams cdi;
+    xAPCont picker;
+    xInvParams inverter;
+    const auto field = [](xPrsCont& params, const std::string& name) {
         xParamFields fields;
         params.Fields(fields);
-        return fields;
+        const xParamField* found = fields.Find(name);
+        return found ? std::optional<xParamField>(*found) : std::nullopt;
     };
-    auto refused = [](const xParamFields& fields, const std::string& name,
-                      const std::string& value) {
-        const xParamField* field = fields.Find(name);
-        return field && !field->assign(value);
-    };
-
-    xCnvParams cnv;
-    xParamFields f = fieldsOf(cnv);
-    EXPECT_EQ(cnv.Title(), "ASCII->BIN/");
-    EXPECT_EQ(f.Find("ErrorOutput")->show(), "File - <Proj.err>");
-    EXPECT_EQ(f.Find("Smoothing")->show(), "Off");
-    EXPECT_TRUE(refused(f, "FileCount", "3"));
-    EXPECT_TRUE(refused(f, "Files", "a.xyz,,b.xyz"));
-    EXPECT_TRUE(refused(f, "Smoothing", "3"));
+    using Row = std::tuple<xPrsCont*, std::string, std::string>;
+    for (const auto& [params, name, label] :
+         {Row{&fit, "Threshold", "ThreshHold(norm):"}, Row{&picker, "Averaging", "Avaraging (m):"},
+          Row{&picker, "AmplitudeThreshold", "Amplitude treshold(%):"}})
+        EXPECT_EQ(field(*params, name)->label, label);
+    for (const auto& [params, name, shown] :
+         {Row{&cnv, "ErrorOutput", "File - <Proj.err>"}, Row{&cnv, "Smoothing", "Off"},
+          Row{&wav, "AutomaticSelection", "AUTOMATIC"}, Row{&fit, "ChannelOrTau", "0"},
+          Row{&picker, "Selection", "0x0FFF0400"}})
+        EXPECT_EQ(field(*params, name)->show(), shown) << name;
     cnv.smoothing = 1;
-    EXPECT_EQ(f.Find("Smoothing")->show(), "On");
-
-    xWavParams wav;
-    f = fieldsOf(wav);
-    EXPECT_EQ(f.Find("AutomaticSelection")->show(), "AUTOMATIC");
-    EXPECT_TRUE(refused(f, "NumberOfTaus", "13"));
-    EXPECT_TRUE(platform.Saw("error",
-                             "Number of taus must be even and positive...please try "
-                             "again."));
-    EXPECT_TRUE(refused(f, "Unit", "ms"));
-
-    xFitParams fit;
-    f = fieldsOf(fit);
-    EXPECT_EQ(f.Find("Threshold")->label, "ThreshHold(norm):");
-    EXPECT_EQ(f.Find("ChannelOrTau")->show(), "0");
-    EXPECT_TRUE(refused(f, "Algorithm", "1"));
-    EXPECT_TRUE(refused(f, "Smoothing", "0.6"));
+    EXPECT_EQ(field(cnv, "Smoothing")->show(), "On");
+    EXPECT_EQ(cnv.Title(), "ASCII->BIN/");
 
     // A new count spaces the conductivities afresh between the same ends.
-    xCDIParams cdi;
-    f = fieldsOf(cdi);
-    ASSERT_TRUE(f.Find("CondCount")->assign("3"));
+    ASSERT_TRUE(field(cdi, "CondCount")->assign("3"));
     ASSERT_EQ(cdi.conductivities.Length(), 3);
     EXPECT_NEAR(cdi.conductivities[2], std::sqrt(1000.0), 1e-3);
     EXPECT_EQ(cdi.conductivities[3], 1000.0f);
-    EXPECT_TRUE(refused(f, "CondCount", "251"));
-    EXPECT_TRUE(refused(f, "Conductivities", "1, -10"));
-    EXPECT_TRUE(refused(f, "ComponentWeights", "1, 2"));
 
-    xAPCont picker;
-    f = fieldsOf(picker);
-    EXPECT_EQ(f.Find("Averaging")->label, "Avaraging (m):");
-    EXPECT_EQ(f.Find("AmplitudeThreshold")->label, "Amplitude treshold(%):");
-    EXPECT_EQ(f.Find("Selection")->show(), "0x0FFF0400");
-
-    xInvParams inverter;
-    f = fieldsOf(inverter);
-    EXPECT_EQ(f.Find("Selection"), nullptr);  // not stored for the inverter
-    EXPECT_TRUE(refused(f, "BodyKinds", ""));
-    EXPECT_TRUE(refused(f, "BodyKinds", "99"));
+    for (const auto& [params, name, value] :
+         {Row{&cnv, "FileCount", "3"}, Row{&cnv, "Files", "a.xyz,,b.xyz"},
+          Row{&cnv, "Smoothing", "3"}, Row{&wav, "NumberOfTaus", "13"}, Row{&wav, "Unit", "ms"},
+          Row{&fit, "Algorithm", "1"}, Row{&fit, "Smoothing", "0.6"}, Row{&cdi, "CondCount", "251"},
+          Row{&cdi, "Conductivities", "1, -10"}, Row{&cdi, "ComponentWeights", "1, 2"},
+          Row{&inverter, "BodyKinds", ""}, Row{&inverter, "BodyKinds", "99"}}) {
+        const auto found = field(*params, name);
+        ASSERT_TRUE(found) << name;
+        EXPECT_FALSE(found->assign(value)) << name << " = " << value;
+    }
+    EXPECT_TRUE(
+        platform.Saw("error", "Number of taus must be even and positive...please try again."));
+    EXPECT_FALSE(field(inverter, "Selection"));  // not stored for the inverter
 }
