@@ -286,12 +286,20 @@ TEST_F(xObjectTest, OwnedParametersDieAdoptedOnesDoNot) {
     EXPECT_FALSE(adoptedGone);
 }
 
-TEST_F(xObjectTest, InputIsOpenedOrAskedForOrTheProcessQuits) {
-    xTestProcess process;
+// A process whose parameters take the names of the files picked.
+class xFileProcessTest : public xObjectTest {
+  protected:
+    void SetUp() override {
+        xObjectTest::SetUp();
+        process.SetParams(&params);  // loads them, asking for a parameter file
+        platform_.messages.clear();
+    }
     bool gone = false;
-    CountedParams params(gone);
-    process.SetParams(&params);
-    platform_.messages.clear();
+    CountedParams params{gone};
+    xTestProcess process;
+};
+
+TEST_F(xFileProcessTest, InputIsOpenedOrAskedForOrTheProcessQuits) {
     xDoc file;
     file.SetType("AMP");
 
@@ -316,12 +324,7 @@ TEST_F(xObjectTest, InputIsOpenedOrAskedForOrTheProcessQuits) {
     EXPECT_TRUE(process.IsTerminated());
 }
 
-TEST_F(xObjectTest, OutputThatCannotBeCreatedOffersTheSaveBox) {
-    xTestProcess process;
-    bool gone = false;
-    CountedParams params(gone);
-    process.SetParams(&params);
-    platform_.messages.clear();
+TEST_F(xFileProcessTest, OutputThatCannotBeCreatedOffersTheSaveBox) {
     xDoc file;
     file.SetType("CND");
 

@@ -58,6 +58,13 @@ class ParFileTest : public xProjectFolderTest {
     fs::path Par() const { return dir_ / "Proj.PAR"; }
     void WritePar(const std::string& bytes) const { Put("Proj.PAR", bytes); }
     std::string ReadPar() const { return Slurp(Par()); }
+    // The header as the checker takes it, the file closed again.
+    par::Header CheckedHeader() {
+        std::fstream file = Open();
+        par::Header header;
+        EXPECT_TRUE(par::CheckHeader(file, header));
+        return header;
+    }
 
     std::string Today() const {
         std::time_t now = std::time(nullptr);
@@ -88,9 +95,7 @@ TEST_F(ParFileTest, NewHeaderFieldByFieldWithBlankOrZeroPaddedPath) {
     EXPECT_EQ(out.str(), CurrentHeader());
     EXPECT_EQ(par::CreationText("MixedCase", "12/31/99"), "Project: MIXEDCASE      Date: 12/31/99");
 
-    std::fstream file = Open();
-    par::Header header;
-    ASSERT_TRUE(par::CheckHeader(file, header));
+    const par::Header header = CheckedHeader();
     EXPECT_EQ(header.projectName, "Proj");
     EXPECT_EQ(header.descriptorPath, path);
     EXPECT_EQ(header.firstSection, 1329);
@@ -242,14 +247,10 @@ TEST_F(ParFileTest, OldLayoutIsMovedBehindANewHeaderWithOrWithoutTheOffsetCorrec
     ASSERT_EQ(OldHeader().size(), 560u);
 
     WritePar(old);
-    {
-        std::fstream file = Open();
-        par::Header header;
-        ASSERT_TRUE(par::CheckHeader(file, header));
-        EXPECT_EQ(header.firstSection, 1329);
-        EXPECT_EQ(header.descriptorPath, "/old/SYS.DSC");
-        EXPECT_FLOAT_EQ(header.version, 3.04f);
-    }
+    const par::Header header = CheckedHeader();
+    EXPECT_EQ(header.firstSection, 1329);
+    EXPECT_EQ(header.descriptorPath, "/old/SYS.DSC");
+    EXPECT_FLOAT_EQ(header.version, 3.04f);
     std::string moved = ReadPar();
     ASSERT_EQ(moved.size(), 1329u + 10000u);
     EXPECT_EQ(moved[4], '1');
@@ -275,12 +276,7 @@ TEST_F(ParFileTest, OldLayoutIsMovedBehindANewHeaderWithOrWithoutTheOffsetCorrec
     EXPECT_EQ(converted.substr(1337, 4992), body.substr(8, 4992));
 
     // Already moved: read as it stands, sections behind the new-size header.
-    {
-        std::fstream file = Open();
-        par::Header header;
-        ASSERT_TRUE(par::CheckHeader(file, header));
-        EXPECT_EQ(header.firstSection, 1329);
-    }
+    EXPECT_EQ(CheckedHeader().firstSection, 1329);
     EXPECT_EQ(ReadPar(), converted);
     xPrsCont first(711), second(709);
     EXPECT_EQ(first.Load(), 1);
