@@ -190,14 +190,11 @@ TEST_F(IniFileTest, SectionOutOfOrderKeepsItsDefaults) {
 TEST_F(IniFileTest, EmptyFileWarnsForEverySection) {
     Put("");
     xIniFile ini(dir_);
-    EXPECT_EQ(platform_.Texts("warning"),
-              (std::vector<std::string>{
-                  kIncorrect + "[EDITOR]." + NotFound(1, "[EDITOR]"),
-                  kIncorrect + "[PROJECTS]." + NotFound(1, "[PROJECTS]"),
-                  kIncorrect + "[CDI]." + NotFound(1, "[CDI]"),
-                  kIncorrect + "[SYSTEM]." + NotFound(1, "[SYSTEM]"),
-                  kIncorrect + "[APPROX]." + NotFound(1, "[APPROX]"),
-                  kIncorrect + "[DYNAMIC CONTROLS]." + NotFound(1, "[DYNAMIC CONTROLS]")}));
+    std::vector<std::string> expected;
+    for (std::string section :
+         {"[EDITOR]", "[PROJECTS]", "[CDI]", "[SYSTEM]", "[APPROX]", "[DYNAMIC CONTROLS]"})
+        expected.push_back(kIncorrect + section + "." + NotFound(1, section));
+    EXPECT_EQ(platform_.Texts("warning"), expected);
     EXPECT_TRUE(ini.Write());
     EXPECT_EQ(Written(), kDefaultText);
 }

@@ -132,14 +132,10 @@ TEST_F(xObjectTest, AdvanceYieldsEveryTimeAndClampsToTheRange) {
     xTestProcess process;
     process.SetRange(10);
     const long yields = platform_.yields;
-    process.Advance(4);
-    EXPECT_EQ(process.Position(), 4);
-    process.Advance(25);
-    EXPECT_EQ(process.Position(), 10);
-    process.Advance();
-    EXPECT_EQ(process.Position(), 10);
-    process.Advance(-30);
-    EXPECT_EQ(process.Position(), 0);
+    for (auto [step, position] : {std::pair{4, 4}, {25, 10}, {1, 10}, {-30, 0}}) {
+        process.Advance(step);
+        EXPECT_EQ(process.Position(), position) << step;
+    }
     EXPECT_EQ(platform_.yields, yields + 4);
     // Without a progress box nothing is drawn, but the yields happened.
     EXPECT_TRUE(platform_.progress.empty());
