@@ -59,7 +59,8 @@ class xObjectTest : public xProjectFolderTest {
         xProjectFolderTest::TearDown();
     }
 
-    void Put(const std::string& name) const { xProjectFolderTest::Put(name, "x"); }
+    using xProjectFolderTest::Put;
+    void Put(const std::string& name) const { Put(name, "x"); }
     void Age(const std::string& name, int secondsAgo) {
         fs::last_write_time(dir_ / name,
                             fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
@@ -328,7 +329,7 @@ TEST_F(xFileProcessTest, OutputThatCannotBeCreatedOffersTheSaveBox) {
     EXPECT_EQ(process.OpenOutput(file, nowhere, "Save CND", 0), 0);
     EXPECT_TRUE(platform_.messages.empty());
 
-    xProjectFolderTest::Put("picked.CND", "old");
+    Put("picked.CND", "old");
     platform_.files = {dir_ / "picked.CND"};
     EXPECT_EQ(process.OpenOutput(file, nowhere, "Save CND", 1), 1);
     EXPECT_EQ(params.outputFile, (dir_ / "picked.CND").string());
