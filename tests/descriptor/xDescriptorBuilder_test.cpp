@@ -83,6 +83,40 @@ void ExpectRows(const FloatMatrix& samples, const std::vector<std::pair<float, f
     }
 }
 
+// A copy of the options with one change.
+template <class Options, class Change>
+Options Changed(Options options, Change change) {
+    change(options);
+    return options;
+}
+
+// Written and read back, a descriptor has the same system, components and
+// format, and writes the same text again.
+void ExpectReadsBack(const xEMDesc& built) {
+    std::stringstream file;
+    built.Write(file);
+    xEMDesc read;
+    ASSERT_TRUE(read.Read(file));
+    EXPECT_EQ(read.systemDesc.name, built.systemDesc.name);
+    EXPECT_EQ(read.systemDesc.timeUnit, built.systemDesc.timeUnit);
+    EXPECT_EQ(read.systemDesc.nominalHalfPeriod, built.systemDesc.nominalHalfPeriod);
+    EXPECT_EQ(read.systemDesc.normalization, built.systemDesc.normalization);
+    EXPECT_EQ(read.IsFrequencyDomain(), built.IsFrequencyDomain());
+    ASSERT_EQ(read.Components().size(), built.Components().size());
+    for (const auto& [id, component] : built.Components()) {
+        const xEMCompDesc& back = read.Components().at(id);
+        EXPECT_EQ(back.wave, component.wave) << id;
+        EXPECT_EQ(back.geometry.GetPosition(xEMGDesc::Rx),
+                  component.geometry.GetPosition(xEMGDesc::Rx));
+        EXPECT_EQ(back.geometry.receiver.UsedAxes(), component.geometry.receiver.UsedAxes());
+    }
+    EXPECT_EQ(read.formatDesc, built.formatDesc);
+    EXPECT_EQ(read.GetClassification(), built.GetClassification());
+    std::ostringstream again;
+    read.Write(again);
+    EXPECT_EQ(again.str(), file.str());
+}
+
 TEST(DescriptorBuilder, TimesStartAtTheHalfPeriodAndChannelsFollowTheLayout) {
     xRecordingPlatform platform;
     xEMDesc d;
@@ -168,59 +202,34 @@ TEST(DescriptorBuilder, WritesAndReadsBackIdentically) {
     xRecordingPlatform platform;
     xEMDesc built;
     ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), built));
-    std::stringstream file;
-    built.Write(file);
-    xEMDesc read;
-    ASSERT_TRUE(read.Read(file));
+    ExpectReadsBack(built);
     EXPECT_TRUE(platform.messages.empty());
-
-    EXPECT_EQ(read.systemDesc.name, built.systemDesc.name);
-    EXPECT_EQ(read.systemDesc.timeUnit, "microsec");
-    EXPECT_EQ(read.systemDesc.nominalHalfPeriod, built.systemDesc.nominalHalfPeriod);
-    EXPECT_EQ(read.systemDesc.normalization, built.systemDesc.normalization);
-    ASSERT_EQ(read.Components().size(), 2u);
-    for (const auto& [id, component] : built.Components()) {
-        EXPECT_EQ(read.Components().at(id).wave, component.wave) << id;
-        EXPECT_EQ(read.Components().at(id).geometry.GetPosition(xEMGDesc::Rx),
-                  component.geometry.GetPosition(xEMGDesc::Rx));
-    }
-    EXPECT_EQ(read.formatDesc, built.formatDesc);
-    std::ostringstream again;
-    read.Write(again);
-    EXPECT_EQ(again.str(), file.str());
 }
 
+// Each fault of the options is refused with the one error that names it.
 TEST(DescriptorBuilder, RefusesMissingColumnsAndChannelCountsThatDisagree) {
-    xRecordingPlatform platform;
-    xEMDesc d;
-    xDescriptorOptions o = Options();
-    o.items[4].second = "Elevation";
-    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
-    EXPECT_EQ(
-        platform.Texts("error"),
-        std::vector<std::string>{
-            "The layout ramp.dfn has no column \"Elevation\" (given for the item \"z_topo\")."});
-
-    platform.messages.clear();
-    o = Options();
-    o.channels = {{"Z", "EMZ_short"}};
-    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
-    EXPECT_EQ(platform.Texts("error"),
-              std::vector<std::string>{
-                  "The column \"EMZ_short\" holds 2 channels but the system file has 3 windows."});
-
-    platform.messages.clear();
-    o = Options();
-    o.channels = {{"Z", "EMY"}};
-    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
-    EXPECT_TRUE(platform.Saw(
-        "error", "The layout ramp.dfn has no column \"EMY\" (given for the channels of Z)."));
-
-    platform.messages.clear();
-    o = Options();
-    o.items.erase(o.items.begin() + 5);
-    EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
-    EXPECT_TRUE(platform.Saw("error", "No column is given for the item \"altitude\"."));
+    const std::vector<std::pair<xDescriptorOptions, std::string>> cases = {
+        {Changed(Options(), [](auto& o) { o.items[4].second = "Elevation"; }),
+         "The layout ramp.dfn has no column \"Elevation\" (given for the item \"z_topo\")."},
+        {Changed(Options(),
+                 [](auto& o) {
+                     o.channels = {{"Z", "EMZ_short"}};
+                 }),
+         "The column \"EMZ_short\" holds 2 channels but the system file has 3 windows."},
+        {Changed(Options(),
+                 [](auto& o) {
+                     o.channels = {{"Z", "EMY"}};
+                 }),
+         "The layout ramp.dfn has no column \"EMY\" (given for the channels of Z)."},
+        {Changed(Options(), [](auto& o) { o.items.erase(o.items.begin() + 5); }),
+         "No column is given for the item \"altitude\"."},
+    };
+    for (const auto& [o, message] : cases) {
+        xRecordingPlatform platform;
+        xEMDesc d;
+        EXPECT_FALSE(xDescriptorBuilder::Build(System(), Layout(), o, d));
+        EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{message});
+    }
 }
 
 TEST(DescriptorBuilder, BundledGeotemHasSixteenShiftedWindowsForXAndZ) {
@@ -350,51 +359,26 @@ TEST(DescriptorBuilder, FrequencyDomainPairsDipolesAndMapsInPhaseAndQuadrature) 
     EXPECT_EQ(channels[107], 0);
     EXPECT_EQ(d.GetNumberOfChannels(109), 2);
 
-    std::stringstream file;
-    d.Write(file);
-    xEMDesc read;
-    ASSERT_TRUE(read.Read(file));
+    ExpectReadsBack(d);
     EXPECT_TRUE(platform.messages.empty());
-    EXPECT_TRUE(read.IsFrequencyDomain());
-    EXPECT_EQ(read.systemDesc.normalization, "component");
-    for (const auto& [id, component] : d.Components()) {
-        const xEMCompDesc& back = read.Components().at(id);
-        EXPECT_EQ(back.wave.frequencies, component.wave.frequencies) << id;
-        EXPECT_EQ(back.wave.weights, component.wave.weights) << id;
-        EXPECT_EQ(back.geometry.GetPosition(xEMGDesc::Rx),
-                  component.geometry.GetPosition(xEMGDesc::Rx));
-        EXPECT_EQ(back.geometry.receiver.UsedAxes(), component.geometry.receiver.UsedAxes());
-    }
-    EXPECT_EQ(read.formatDesc, d.formatDesc);
-    EXPECT_EQ(read.GetClassification(), channels);
-    std::ostringstream again;
-    read.Write(again);
-    EXPECT_EQ(again.str(), file.str());
 }
 
 TEST(DescriptorBuilder, FrequencyDomainRefusesMissingColumnsAndUnpairedFrequencies) {
-    xRecordingPlatform platform;
-    xEMDesc d;
-    xFdDescriptorOptions o = FdOptions();
-    o.components[0].quadrature[1] = "CPQ40k";
-    EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
-    EXPECT_EQ(platform.Texts("error"),
-              std::vector<std::string>{"The layout fd.hdr has no column \"CPQ40k\" (given for "
-                                       "the quadrature at 7970 Hz of TzRz)."});
-
-    platform.messages.clear();
-    o = FdOptions();
-    o.components[1].inPhase.clear();
-    EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
-    EXPECT_TRUE(platform.Saw(
-        "error", "The component TxRx needs one in-phase and one quadrature column per frequency."));
-
-    platform.messages.clear();
-    o = FdOptions();
-    o.items[4].second = "Elevation";
-    EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
-    EXPECT_TRUE(platform.Saw(
-        "error", "The layout fd.hdr has no column \"Elevation\" (given for the item \"z_topo\")."));
+    const std::vector<std::pair<xFdDescriptorOptions, std::string>> cases = {
+        {Changed(FdOptions(), [](auto& o) { o.components[0].quadrature[1] = "CPQ40k"; }),
+         "The layout fd.hdr has no column \"CPQ40k\" (given for the quadrature at 7970 Hz of "
+         "TzRz)."},
+        {Changed(FdOptions(), [](auto& o) { o.components[1].inPhase.clear(); }),
+         "The component TxRx needs one in-phase and one quadrature column per frequency."},
+        {Changed(FdOptions(), [](auto& o) { o.items[4].second = "Elevation"; }),
+         "The layout fd.hdr has no column \"Elevation\" (given for the item \"z_topo\")."},
+    };
+    for (const auto& [o, message] : cases) {
+        xRecordingPlatform platform;
+        xEMDesc d;
+        EXPECT_FALSE(xDescriptorBuilder::BuildFrequencyDomain(FdLayout(), o, d));
+        EXPECT_EQ(platform.Texts("error"), std::vector<std::string>{message});
+    }
 
     EXPECT_EQ(xDescriptorBuilder::ComponentOfCoilPair("x"), 101);
     EXPECT_EQ(xDescriptorBuilder::ComponentOfCoilPair("Z"), 109);

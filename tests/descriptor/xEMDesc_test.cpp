@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <sstream>
 
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace {
@@ -304,19 +304,18 @@ TEST(EMDesc, BrokenFilesSayWhere) {
               std::vector<std::string>{message + "system.DSC: the file cannot be opened"});
 }
 
-TEST(EMDesc, OldSystemFilesMustAllExist) {
+class EMDescFiles : public xTempFolderTest {};
+
+TEST_F(EMDescFiles, OldSystemFilesMustAllExist) {
     xRecordingPlatform platform;
-    const auto dir = std::filesystem::temp_directory_path() / "tovarn_emdesc_sysfiles";
-    std::filesystem::create_directories(dir);
-    for (const char* ext : {".EMF", ".EMG"}) std::ofstream(dir / (std::string("survey_z") + ext));
-    EXPECT_FALSE(CheckSystemFiles(dir, "survey", "_z"));
-    std::ofstream(dir / "survey_z.EMW");
-    EXPECT_TRUE(CheckSystemFiles(dir, "survey", "_z"));
+    for (const char* ext : {".EMF", ".EMG"}) Put(std::string("survey_z") + ext, "");
+    EXPECT_FALSE(CheckSystemFiles(dir_, "survey", "_z"));
+    Put("survey_z.EMW", "");
+    EXPECT_TRUE(CheckSystemFiles(dir_, "survey", "_z"));
     EXPECT_EQ(
         platform.Texts("error"),
         std::vector<std::string>{
             "Cannot find one or more of the system files for a _z orientation for the project "
             "SURVEY.  You will have to use the Tovarn Editor to create them before running a "
             "process that requires them."});
-    std::filesystem::remove_all(dir);
 }

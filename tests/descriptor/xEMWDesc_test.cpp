@@ -105,6 +105,16 @@ std::string Written(const xEMWDesc& block, bool frequencyDomain) {
     return out.str();
 }
 
+// Reads a waveform block that the next block follows, whose first line must be
+// left unread.
+bool ReadBlockBefore(const std::string& text, xEMWDesc& wave, long version, bool frequencyDomain) {
+    std::istringstream file(text + kNext);
+    xDscReader in(file);
+    const bool ok = wave.Read(in, version, frequencyDomain);
+    EXPECT_EQ(in.Line(), "TRANSMITTER GEOMETRY");
+    return ok;
+}
+
 // Every whole-line prefix of a block, the empty one included, but not the block.
 std::vector<std::string> LinePrefixes(const std::string& text) {
     std::vector<std::string> prefixes{""};
@@ -180,11 +190,8 @@ TEST(EMWDesc, OldFilesHaveNoWeightsAndNoFrequencyScaling) {
                                 "    0.100000     0.300000\n"
                                 "    0.300000     0.900000\n" +
                                 kSeparator + "\n";
-    std::istringstream timeFile(oldTime + kNext);
-    xDscReader timeIn(timeFile);
     xEMWDesc wave;
-    ASSERT_TRUE(wave.Read(timeIn, 4, false));
-    EXPECT_EQ(timeIn.Line(), "TRANSMITTER GEOMETRY");
+    ASSERT_TRUE(ReadBlockBefore(oldTime, wave, 4, false));
     ASSERT_EQ(wave.GetWeights().Length(), 2);
     EXPECT_EQ(wave.GetWeights()[1], 1.0f);
     EXPECT_FLOAT_EQ(wave.GetWindows()[1][1], 0.9f);
@@ -197,23 +204,17 @@ TEST(EMWDesc, OldFilesHaveNoWeightsAndNoFrequencyScaling) {
     const std::string scaling = "AMPLITUDE SCALING\n0.500000 2.000000\n";
 
     // Version 4: scaling yes, weights no.
-    std::istringstream v4File(frequencies + scaling + kSeparator + "\n" + kNext);
-    xDscReader v4In(v4File);
     xEMWDesc v4;
-    ASSERT_TRUE(v4.Read(v4In, 4, true));
-    EXPECT_EQ(v4In.Line(), "TRANSMITTER GEOMETRY");
+    ASSERT_TRUE(ReadBlockBefore(frequencies + scaling + kSeparator + "\n", v4, 4, true));
     EXPECT_FLOAT_EQ(v4.GetFrequencies()[1][0], 7200.0f);
     EXPECT_EQ(v4.GetWeights()[1], 1.0f);
     EXPECT_FLOAT_EQ(v4.scaleReal, 0.5f);
 
     // Version 3: neither, and the scaling keeps what it had.
-    std::istringstream v3File(frequencies + kSeparator + "\n" + kNext);
-    xDscReader v3In(v3File);
     xEMWDesc v3;
     v3.scaleReal = 3.0f;
     v3.scaleNominal = 4.0f;
-    ASSERT_TRUE(v3.Read(v3In, 3, true));
-    EXPECT_EQ(v3In.Line(), "TRANSMITTER GEOMETRY");
+    ASSERT_TRUE(ReadBlockBefore(frequencies + kSeparator + "\n", v3, 3, true));
     EXPECT_EQ(v3.GetWeights()[0], 1.0f);
     EXPECT_EQ(v3.scaleReal, 3.0f);
     EXPECT_EQ(v3.scaleNominal, 4.0f);
@@ -285,15 +286,14 @@ TEST(EMWDesc, HeaderWithoutNormalizationIsUpdated) {
 }
 
 TEST(EMWDesc, TimeScaling) {
+    // A month is thirty weeks, not a calendar month; unknown units are seconds.
     const std::vector<std::pair<std::string, double>> units{
-        {"nSec", 1e-9},   {"microsec", 1e-6}, {"mSec", 1e-3},
-        {"sec", 1.0},     {"min", 60.0},      {"hour", 3600.0},
-        {"day", 86400.0}, {"week", 604800.0}, {"month", 18144000.0}};
+        {"nSec", 1e-9},    {"microsec", 1e-6}, {"mSec", 1e-3},
+        {"sec", 1.0},      {"min", 60.0},      {"hour", 3600.0},
+        {"day", 86400.0},  {"week", 604800.0}, {"month", 30 * 604800.0},
+        {"fortnight", 1.0}};
     for (const auto& [name, seconds] : units)
         EXPECT_EQ(xEMSDesc::SecondsPer(name), seconds) << name;
-    // Thirty weeks, not a calendar month.
-    EXPECT_EQ(xEMSDesc::SecondsPer("month"), 30 * xEMSDesc::SecondsPer("week"));
-    EXPECT_EQ(xEMSDesc::SecondsPer("fortnight"), 1.0);
 
     xEMSDesc header;
     header.realHalfPeriod = 20.0f;

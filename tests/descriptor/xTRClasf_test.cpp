@@ -58,14 +58,6 @@ TEST(Components, OutsideTheTable) {
     EXPECT_EQ(AxisFromName("Y"), 0);
 }
 
-TEST(TRClasf, NewOneSelectsOnlyTzRz) {
-    xTRClasf c;
-    EXPECT_EQ(c.Low(), 100);
-    EXPECT_EQ(c.High(), 109);
-    EXPECT_EQ(IdsOf(c), std::vector<long>{109});
-    EXPECT_EQ(c.Sum(), 1);
-}
-
 TEST(TRClasf, FromAnotherArrayByPositionOrWarns) {
     xRecordingPlatform platform;
     LongArray ten(10);  // 0..9: the source's bounds do not matter
@@ -107,8 +99,11 @@ TEST(TRClasf, AxesPresentAndTheirWarnings) {
                                         "xTRClasf::HasTxComponent()  Unknown component."}));
 }
 
+// A new one selects TzRz alone.
 TEST(TRClasf, IteratorWalksNonZeroIdsAscending) {
     xTRClasf c;
+    EXPECT_EQ(IdsOf(c), std::vector<long>{109});
+    EXPECT_EQ(c.Sum(), 1);
     c[109] = 0;
     EXPECT_TRUE(IdsOf(c).empty());
     c[109] = 2;

@@ -3,8 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
-
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -13,30 +12,12 @@ namespace {
 
 const std::vector<std::string> kNoYesCancel = {"No", "Yes", "Cancel"};
 
-class xDocTest : public ::testing::Test {
+class xDocTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_doc_" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
-    fs::path Put(const std::string& name, const std::string& bytes) {
-        std::ofstream(dir_ / name, std::ios::binary) << bytes;
-        return dir_ / name;
-    }
-    static std::string ReadAll(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
     std::string OverwriteQuestion(const std::string& name) const {
         return (dir_ / name).string() + " already exists. Do you want to overwrite it?";
     }
 
-    fs::path dir_;
     xRecordingPlatform platform_;
 };
 
@@ -85,7 +66,7 @@ TEST_F(xDocTest, OpenReadsAndWritesAnExistingFileAndWarnsOfAMissingOne) {
     ASSERT_EQ(doc.ResetOutput(), 1);
     ASSERT_EQ(doc.Write("XY", 2), 1);
     doc.Close();
-    EXPECT_EQ(ReadAll(dir_ / "data.BIN"), "XYcdef");  // opened in place, not truncated
+    EXPECT_EQ(Slurp(dir_ / "data.BIN"), "XYcdef");  // opened in place, not truncated
 }
 
 // Permissions do not bind root, so the check runs in a child that gives up its
@@ -103,7 +84,7 @@ TEST_F(xDocTest, UnwritableFileOpensReadOnlyAndRefusesWrites) {
                       platform.Texts("error") ==
                           std::vector<std::string>(2, "Attempt to write to read only file.");
             doc.Close();
-            std::_Exit(ok && ReadAll(path) == "1234" ? 0 : 1);
+            std::_Exit(ok && Slurp(path) == "1234" ? 0 : 1);
         },
         ::testing::ExitedWithCode(0), "");
 }
@@ -116,7 +97,7 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         platform_.answers = {1};
         ASSERT_EQ(doc.Create(), 1);
         doc.Close();
-        EXPECT_EQ(ReadAll(old), "");
+        EXPECT_EQ(Slurp(old), "");
         EXPECT_EQ(platform_.messages,
                   (std::vector<xRecordedMessage>{{"question", OverwriteQuestion("old.AMP")}}));
     }
@@ -128,7 +109,7 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         platform_.answers = {2};
         EXPECT_EQ(doc.Create(), 0);
         EXPECT_FALSE(doc.IsOpen());
-        EXPECT_EQ(ReadAll(old), "keep");
+        EXPECT_EQ(Slurp(old), "keep");
     }
     platform_.messages.clear();
     {
@@ -140,7 +121,7 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         doc.Close();
         EXPECT_EQ(doc.Path(), dir_ / "elsewhere.AMP");
         EXPECT_TRUE(fs::exists(dir_ / "elsewhere.AMP"));
-        EXPECT_EQ(ReadAll(old), "keep");
+        EXPECT_EQ(Slurp(old), "keep");
         EXPECT_EQ(platform_.messages,
                   (std::vector<xRecordedMessage>{{"question", OverwriteQuestion("old.AMP")},
                                                  {"filebox", "Save As :"}}));
@@ -152,7 +133,7 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         doc.SetOverwrite(true);
         ASSERT_EQ(doc.Create(), 1);
         doc.Close();
-        EXPECT_EQ(ReadAll(old), "");
+        EXPECT_EQ(Slurp(old), "");
         EXPECT_TRUE(platform_.messages.empty());
     }
 }

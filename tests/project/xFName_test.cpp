@@ -2,77 +2,59 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "xRecordingPlatform.h"
 
-TEST(FName, SetNameTakesBaseAndExtensionOnly) {
+// Each setter on "survey.EMW" and the name it leaves, written out by hand.
+TEST(FName, SettersRebuildTheName) {
+    xRecordingPlatform platform;
+    using Change = std::function<void(xFName&)>;
+    const std::vector<std::pair<Change, std::string>> cases = {
+        // The whole name is replaced, and an orientation does not survive it.
+        {[](xFName& n) { n.SetOrientation("_z"), n.SetName("line_x.EMG"); }, "line.EMG"},
+        {[](xFName& n) { n.SetName(".AMP"); }, ".AMP"},
+        // Too short to be a name: ignored.
+        {[](xFName& n) { n.SetName("abc"), n.SetName("a.b"), n.SetName(""); }, "survey.EMW"},
+        {[](xFName& n) { n.SetOrientation(""); }, "survey.EMW"},
+        {[](xFName& n) { n.SetOrientation("_z"), n.SetOrientation("_x"); }, "survey_x.EMW"},
+        {[](xFName& n) { n.SetOrientation("_z"), n.SetOrientation(""); }, "survey.EMW"},
+        // The check of the four letters is switched off: anything goes in.
+        {[](xFName& n) { n.SetOrientation("_long"); }, "survey_long.EMW"},
+        {[](xFName& n) { n.SetOrientation("_z"), n.SetExtension("DSC"); }, "survey_z.DSC"},
+        // A new base keeps of the old name only its dot and extension.
+        {[](xFName& n) { n.SetOrientation("_z"), n.SetBase("line"); }, "line.EMW"},
+        {[](xFName& n) { n.assign("survey"), n.SetExtension("BIN"); }, "survey.BIN"},
+    };
+    for (const auto& [change, expected] : cases) {
+        xFName name("survey.EMW");
+        change(name);
+        EXPECT_EQ(name, expected);
+    }
+    EXPECT_TRUE(platform.messages.empty());
+    EXPECT_FALSE(xFName::IsLegalOrientation("_long"));
+
     xFName name("survey.EMW");
-    EXPECT_EQ(name.GetBase(), "survey");
+    name.SetOrientation("_z");
+    EXPECT_EQ(name.GetBase(), "survey_z");
     EXPECT_EQ(name.GetOrientationAndExtension(), ".EMW");
     EXPECT_EQ(name.GetExtension(), "EMW");
-
-    // The whole name is replaced, and an orientation does not survive it.
-    name.SetOrientation("_z");
-    name.SetName("line_x.EMG");
-    EXPECT_EQ(name, "line.EMG");
     name.SetName(".AMP");
-    EXPECT_EQ(name, ".AMP");
     EXPECT_EQ(name.GetBase(), "");
 }
 
-TEST(FName, ShortNamesAreIgnoredAndMalformedOnesFatal) {
+// A refused value is fatal and leaves the name as it was.
+TEST(FName, MalformedNamesAndExtensionsAreFatal) {
     xRecordingPlatform platform;
     xFName name("survey.EMW");
-    for (const char* text : {"abc", "a.b", ""}) name.SetName(text);
-    EXPECT_EQ(name, "survey.EMW");
-
     for (const char* text : {"abcd", "survey.EMWX", "survey.EM"})
         EXPECT_THROW(name.SetName(text), xFatalError) << text;
-    EXPECT_EQ(
-        platform.Texts("fatal"),
-        std::vector<std::string>(3, "xFName :: Illegal file name supplied (incorrect format)."));
+    for (const char* text : {"EM", "EMWX"}) EXPECT_THROW(name.SetExtension(text), xFatalError);
     EXPECT_EQ(name, "survey.EMW");
-}
-
-TEST(FName, OrientationGoesBeforeTheDot) {
-    xRecordingPlatform platform;
-    xFName name("survey.EMW");
-    name.SetOrientation("");
-    EXPECT_EQ(name, "survey.EMW");
-    name.SetOrientation("_z");
-    EXPECT_EQ(name, "survey_z.EMW");
-    EXPECT_EQ(name.GetBase(), "survey_z");
-    name.SetOrientation("_x");
-    EXPECT_EQ(name, "survey_x.EMW");
-    name.SetOrientation("");
-    EXPECT_EQ(name, "survey.EMW");
-
-    // The check of the four letters is switched off: anything goes in.
-    name.SetOrientation("_long");
-    EXPECT_EQ(name, "survey_long.EMW");
-    EXPECT_TRUE(platform.messages.empty());
-    EXPECT_FALSE(xFName::IsLegalOrientation("_long"));
-}
-
-TEST(FName, BaseAndExtension) {
-    xRecordingPlatform platform;
-    xFName name("survey.EMW");
-    name.SetOrientation("_z");
-    name.SetExtension("DSC");
-    EXPECT_EQ(name, "survey_z.DSC");
-    name.SetBase("line");  // keeps only the last four
-    EXPECT_EQ(name, "line.DSC");
-
-    EXPECT_THROW(name.SetExtension("EM"), xFatalError);
-    EXPECT_THROW(name.SetExtension("EMWX"), xFatalError);
-    EXPECT_EQ(platform.Texts("fatal"),
-              std::vector<std::string>(
-                  2, "xFName :: Attempt to set illegal extension (not equal to 3 chars)."));
-    EXPECT_EQ(name, "line.DSC");
-
-    xFName bare;
-    bare.assign("survey");
-    bare.SetExtension("BIN");
-    EXPECT_EQ(bare, "survey.BIN");
+    std::vector<std::string> expected(3,
+                                      "xFName :: Illegal file name supplied (incorrect format).");
+    expected.resize(5, "xFName :: Attempt to set illegal extension (not equal to 3 chars).");
+    EXPECT_EQ(platform.Texts("fatal"), expected);
 }
 
 TEST(FName, PartsOfShortNames) {

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -95,27 +94,12 @@ std::string Replace(std::string text, const std::string& from, const std::string
 
 const std::string kIncorrect = "WARNING: Initialization file is incorrect in ";
 
-class IniFileTest : public ::testing::Test {
+class IniFileTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_ini_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     fs::path IniPath() const { return dir_ / "Tovarn.INI"; }
-    void Put(const std::string& text) const {
-        std::ofstream out(IniPath(), std::ios::binary | std::ios::trunc);
-        out << text;
-    }
-    std::string Written() const {
-        std::ifstream in(IniPath(), std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
+    void Put(const std::string& text) const { xTempFolderTest::Put("Tovarn.INI", text); }
+    std::string Written() const { return Slurp(IniPath()); }
 
-    fs::path dir_;
     xRecordingPlatform platform_;
 };
 
@@ -206,14 +190,11 @@ TEST_F(IniFileTest, SectionOutOfOrderKeepsItsDefaults) {
 TEST_F(IniFileTest, EmptyFileWarnsForEverySection) {
     Put("");
     xIniFile ini(dir_);
-    EXPECT_EQ(platform_.Texts("warning"),
-              (std::vector<std::string>{
-                  kIncorrect + "[EDITOR]." + NotFound(1, "[EDITOR]"),
-                  kIncorrect + "[PROJECTS]." + NotFound(1, "[PROJECTS]"),
-                  kIncorrect + "[CDI]." + NotFound(1, "[CDI]"),
-                  kIncorrect + "[SYSTEM]." + NotFound(1, "[SYSTEM]"),
-                  kIncorrect + "[APPROX]." + NotFound(1, "[APPROX]"),
-                  kIncorrect + "[DYNAMIC CONTROLS]." + NotFound(1, "[DYNAMIC CONTROLS]")}));
+    std::vector<std::string> expected;
+    for (std::string section :
+         {"[EDITOR]", "[PROJECTS]", "[CDI]", "[SYSTEM]", "[APPROX]", "[DYNAMIC CONTROLS]"})
+        expected.push_back(kIncorrect + section + "." + NotFound(1, section));
+    EXPECT_EQ(platform_.Texts("warning"), expected);
     EXPECT_TRUE(ini.Write());
     EXPECT_EQ(Written(), kDefaultText);
 }
@@ -378,6 +359,3 @@ TEST_F(IniFileTest, WriteFailureIsSilentAtTheEnd) {
     EXPECT_FALSE(fs::exists(nowhere));
     EXPECT_TRUE(platform_.messages.empty());
 }
-
-// Any broken file: no crash, only the file's own warnings, and what is written
-// afterwards reads back without a word and writes itself again unchanged.

@@ -2,12 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
+#include "ProjectFolder.h"
 #include "xDoc.h"
 #include "xLineObject.h"
 #include "xProcessState.h"
-#include "xProjectContext.h"
 #include "xPrsCont.h"
 #include "xRecordingPlatform.h"
 
@@ -53,30 +51,16 @@ class CountedParams : public xPrsCont {
     bool& gone_;
 };
 
-class xObjectTest : public ::testing::Test {
+class xObjectTest : public xProjectFolderTest {
   protected:
-    void SetUp() override {
-        saved_ = ProjectContext();
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_obj_" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-        xProjectContext& context = ProjectContext();
-        context = xProjectContext{};
-        context.SetParFile(dir_ / "survey.PAR");
-        context.SetDescriptorPath(dir_ / "system.DSC");
-    }
     void TearDown() override {
         xObject::ForceCloseDescriptor();
         SetDescriptorMaker(nullptr);
-        ProjectContext() = saved_;
-        fs::remove_all(dir_);
+        xProjectFolderTest::TearDown();
     }
 
-    void Put(const std::string& name, const std::string& bytes = "x") {
-        std::ofstream(dir_ / name, std::ios::binary) << bytes;
-    }
+    using xProjectFolderTest::Put;
+    void Put(const std::string& name) const { Put(name, "x"); }
     void Age(const std::string& name, int secondsAgo) {
         fs::last_write_time(dir_ / name,
                             fs::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
@@ -85,8 +69,6 @@ class xObjectTest : public ::testing::Test {
         SetDescriptorMaker([this] { return std::make_unique<xFakeDescriptor>(log_); });
     }
 
-    fs::path dir_;
-    xProjectContext saved_;
     DescriptorLog log_;
     xRecordingPlatform platform_;
 };
@@ -151,14 +133,10 @@ TEST_F(xObjectTest, AdvanceYieldsEveryTimeAndClampsToTheRange) {
     xTestProcess process;
     process.SetRange(10);
     const long yields = platform_.yields;
-    process.Advance(4);
-    EXPECT_EQ(process.Position(), 4);
-    process.Advance(25);
-    EXPECT_EQ(process.Position(), 10);
-    process.Advance();
-    EXPECT_EQ(process.Position(), 10);
-    process.Advance(-30);
-    EXPECT_EQ(process.Position(), 0);
+    for (auto [step, position] : {std::pair{4, 4}, {25, 10}, {1, 10}, {-30, 0}}) {
+        process.Advance(step);
+        EXPECT_EQ(process.Position(), position) << step;
+    }
     EXPECT_EQ(platform_.yields, yields + 4);
     // Without a progress box nothing is drawn, but the yields happened.
     EXPECT_TRUE(platform_.progress.empty());
@@ -166,13 +144,13 @@ TEST_F(xObjectTest, AdvanceYieldsEveryTimeAndClampsToTheRange) {
 }
 
 TEST_F(xObjectTest, DescriptorIsSharedByReference) {
-    Put("system.DSC");
+    Put("SYS.DSC");
     UseFakeDescriptors();
     FrequencyDomain = 0;
     ASSERT_EQ(xObject::OpenDescriptor(), 1);
     ASSERT_EQ(xObject::OpenDescriptor(), 1);
     EXPECT_EQ(log_.alive, 1);
-    EXPECT_EQ(log_.read, std::vector<fs::path>{dir_ / "system.DSC"});
+    EXPECT_EQ(log_.read, std::vector<fs::path>{dir_ / "SYS.DSC"});
     EXPECT_EQ(FrequencyDomain, 1);
     EXPECT_EQ(xObject::DescriptorReferences(), 2);
 
@@ -184,11 +162,8 @@ TEST_F(xObjectTest, DescriptorIsSharedByReference) {
     EXPECT_EQ(log_.alive, 0);
     EXPECT_EQ(xObject::CloseDescriptor(), -1);
     EXPECT_TRUE(platform_.messages.empty());
-}
 
-TEST_F(xObjectTest, ForceCloseDestroysAtAnyCount) {
-    Put("system.DSC");
-    UseFakeDescriptors();
+    // A forced close destroys it at any count.
     ASSERT_EQ(xObject::OpenDescriptor(), 1);
     ASSERT_EQ(xObject::OpenDescriptor(), 1);
     xObject::ForceCloseDescriptor();
@@ -198,12 +173,12 @@ TEST_F(xObjectTest, ForceCloseDestroysAtAnyCount) {
     // The next open reads the file afresh.
     log_.frequencyDomain = false;
     ASSERT_EQ(xObject::OpenDescriptor(), 1);
-    EXPECT_EQ(log_.read.size(), 2u);
+    EXPECT_EQ(log_.read.size(), 3u);
     EXPECT_EQ(FrequencyDomain, 0);
 }
 
 TEST_F(xObjectTest, DescriptorThatCannotBeOpened) {
-    Put("system.DSC");
+    Put("SYS.DSC");
     {
         SCOPED_TRACE("no maker");
         EXPECT_EQ(xObject::OpenDescriptor(), 0);
@@ -221,7 +196,7 @@ TEST_F(xObjectTest, DescriptorThatCannotBeOpened) {
         EXPECT_EQ(xObject::CloseDescriptor(), -1);
     }
     log_.readSucceeds = true;
-    fs::remove(dir_ / "system.DSC");
+    fs::remove(dir_ / "SYS.DSC");
     {
         SCOPED_TRACE("a missing file and a refused box");
         EXPECT_EQ(xObject::OpenDescriptor(), 0);
@@ -239,22 +214,18 @@ TEST_F(xObjectTest, DescriptorThatCannotBeOpened) {
     }
 }
 
-TEST_F(xObjectTest, NamedInputWithoutAutoFilesIsNotLookedFor) {
-    // The project directory does not exist: any search would find nothing.
-    ProjectContext().projectDir = dir_ / "nowhere";
+TEST_F(xObjectTest, InputIsTheNamedFileOrWithAutoFilesTheLatestWhichMustExist) {
     ProjectContext().latestCreatedFile = "survey.AMP";
     xTestProcess process;
     std::string input = "mine.AMP";
+    // Not looked for: the project directory does not exist, so a search would fail.
+    ProjectContext().projectDir = dir_ / "nowhere";
     EXPECT_EQ(process.CheckInput(input, "CDI"), 1);
     EXPECT_EQ(input, "mine.AMP");
     EXPECT_TRUE(platform_.messages.empty());
-}
 
-TEST_F(xObjectTest, AutoFilesInputIsTheLatestFileAndMustExist) {
+    ProjectContext().projectDir = dir_;
     ProjectContext().autoFiles = 1;
-    ProjectContext().latestCreatedFile = "survey.AMP";
-    xTestProcess process;
-    std::string input = "mine.AMP";
     EXPECT_EQ(process.CheckInput(input, "CDI"), 0);
     EXPECT_EQ(input, "survey.AMP");
     EXPECT_EQ(platform_.messages,
@@ -312,12 +283,20 @@ TEST_F(xObjectTest, OwnedParametersDieAdoptedOnesDoNot) {
     EXPECT_FALSE(adoptedGone);
 }
 
-TEST_F(xObjectTest, InputIsOpenedOrAskedForOrTheProcessQuits) {
-    xTestProcess process;
+// A process whose parameters take the names of the files picked.
+class xFileProcessTest : public xObjectTest {
+  protected:
+    void SetUp() override {
+        xObjectTest::SetUp();
+        process.SetParams(&params);  // loads them, asking for a parameter file
+        platform_.messages.clear();
+    }
     bool gone = false;
-    CountedParams params(gone);
-    process.SetParams(&params);
-    platform_.messages.clear();
+    CountedParams params{gone};
+    xTestProcess process;
+};
+
+TEST_F(xFileProcessTest, InputIsOpenedOrAskedForOrTheProcessQuits) {
     xDoc file;
     file.SetType("AMP");
 
@@ -342,12 +321,7 @@ TEST_F(xObjectTest, InputIsOpenedOrAskedForOrTheProcessQuits) {
     EXPECT_TRUE(process.IsTerminated());
 }
 
-TEST_F(xObjectTest, OutputThatCannotBeCreatedOffersTheSaveBox) {
-    xTestProcess process;
-    bool gone = false;
-    CountedParams params(gone);
-    process.SetParams(&params);
-    platform_.messages.clear();
+TEST_F(xFileProcessTest, OutputThatCannotBeCreatedOffersTheSaveBox) {
     xDoc file;
     file.SetType("CND");
 

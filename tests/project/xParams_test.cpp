@@ -1,18 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <bit>
 #include <cmath>
-#include <fstream>
+#include <optional>
+#include <sstream>
+#include <tuple>
 
 #include "ByteBuilder.h"
+#include "ProjectFolder.h"
 #include "xAPCont.h"
 #include "xCDIParams.h"
 #include "xCnvParams.h"
 #include "xFitParams.h"
 #include "xInvParams.h"
-#include "xProjectContext.h"
 #include "xRecordingPlatform.h"
 #include "xWavParams.h"
 
@@ -22,10 +21,10 @@ namespace {
 
 constexpr std::int32_t kBase = 0x03000000;
 
-// The base block with its defaults but for the output name.
-Bytes BaseBlock(std::int32_t tag, const std::string& output) {
+// The base block with its defaults but for the file names.
+Bytes BaseBlock(std::int32_t tag, const std::string& output, const std::string& input = "") {
     Bytes block = Bytes().I32(tag).I16(1).I32(50000).I16(1).I32(0).F32(1.0f).I16(1).I32(0);
-    return block.Text("").Text(output).Text("FID").I32(0).F32(10000.0f).I32(3).I16(0);
+    return block.Text(input).Text(output).Text("FID").I32(0).F32(10000.0f).I32(3).I16(0);
 }
 
 // -1 when equal, else the first offset where they part.
@@ -36,41 +35,28 @@ long FirstDifference(const std::string& a, const std::string& b) {
     return a.size() == b.size() ? -1 : long(n);
 }
 
-// Sets fields by name as `tovarn set` does; every value must be taken.
-void Set(xPrsCont& params, const std::vector<std::pair<std::string, std::string>>& values) {
+// Sets fields by name as `tovarn set` does, from "Name=value; Name=value";
+// every value must be taken.
+void Set(xPrsCont& params, const std::string& assignments) {
     xParamFields fields;
     params.Fields(fields);
-    for (const auto& [name, value] : values) {
+    std::istringstream in(assignments);
+    for (std::string item; std::getline(in >> std::ws, item, ';');) {
+        const std::string name = item.substr(0, item.find('='));
         const xParamField* field = fields.Find(name);
         ASSERT_NE(field, nullptr) << name;
-        EXPECT_TRUE(field->assign(value)) << name << " = " << value;
+        EXPECT_TRUE(field->assign(item.substr(name.size() + 1))) << item;
     }
 }
 
-class ParamsTest : public ::testing::Test {
+class ParamsTest : public xProjectFolderTest {
   protected:
-    void SetUp() override {
-        const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-        dir = fs::temp_directory_path() /
-              ("tovarn_params_" + std::string(info->name()) + std::to_string(::getpid()));
-        fs::remove_all(dir);
-        fs::create_directories(dir);
-        ProjectContext() = xProjectContext{};
-        ProjectContext().SetParFile(dir / "Proj.PAR");
-        ProjectContext().SetDescriptorPath(dir / "SYS.DSC");
-    }
-    void TearDown() override {
-        ProjectContext() = xProjectContext{};
-        fs::remove_all(dir);
-    }
-
     // Saves into a new file and answers its one section.
     std::string SavedSection(xPrsCont& params) {
-        fs::remove(dir / "Proj.PAR");
+        fs::remove(dir_ / "Proj.PAR");
         EXPECT_EQ(params.Load(), 0);
         EXPECT_EQ(params.Save(), 1);
-        std::ifstream in(dir / "Proj.PAR", std::ios::binary);
-        const std::string bytes(std::istreambuf_iterator<char>(in), {});
+        const std::string bytes = Slurp(dir_ / "Proj.PAR");
         EXPECT_EQ(bytes.size(), 1329u + 5000u);
         return bytes.size() < 1329 ? "" : bytes.substr(1329);
     }
@@ -96,11 +82,10 @@ class ParamsTest : public ::testing::Test {
             section.resize(5000, 0x55);
             file += section;
         }
-        std::ofstream(dir / "Proj.PAR", std::ios::binary | std::ios::trunc) << file;
+        Put("Proj.PAR", file);
     }
 
     xRecordingPlatform platform;
-    fs::path dir;
 };
 
 Bytes CnvFixed(int warn, float maxD, float maxFid, int output, int manual) {
@@ -124,19 +109,11 @@ TEST_F(ParamsTest, CnvSectionBytesAndRoundTrip) {
         BaseBlock(701 | kBase, "Proj.BIN").Raw(CnvFixed(1, 20.0f, 2.0f, 1, 0)).I32(0).I32(0));
 
     xCnvParams changed;
-    Set(changed, {{"WarnX", "0"},
-                  {"WarnZ", "0"},
-                  {"MaxDx", "5.5"},
-                  {"MaxDz", "5.5"},
-                  {"MaxDFid", "0.25"},
-                  {"ErrorOutput", "2"},
-                  {"ManualLines", "1"},
-                  {"Files", "a.xyz, dir/b.xyz"},
-                  {"Smoothing", "2"},
-                  {"InputFile", "in.txt"}});
+    Set(changed,
+        "WarnX=0; WarnZ=0; MaxDx=5.5; MaxDz=5.5; MaxDFid=0.25; ErrorOutput=2; ManualLines=1; "
+        "Files=a.xyz, dir/b.xyz; Smoothing=2; InputFile=in.txt");
     changed.files.push_back(std::string(120, 'n'));
-    Bytes block = Bytes().I32(701 | kBase).I16(1).I32(50000).I16(1).I32(0).F32(1.0f).I16(1).I32(0);
-    block.Text("in.txt").Text("Proj.BIN").Text("FID").I32(0).F32(10000.0f).I32(3).I16(0);
+    Bytes block = BaseBlock(701 | kBase, "Proj.BIN", "in.txt");
     block.Raw(CnvFixed(0, 5.5f, 0.25f, 2, 1)).I32(3).Text("a.xyz").Text("dir/b.xyz");
     block.Text(std::string(99, 'n')).I32(2);  // names keep 99 characters
     const std::string section = ExpectSection(changed, block);
@@ -194,19 +171,10 @@ TEST_F(ParamsTest, WavSectionBytesAndRoundTrip) {
     ExpectSection(defaults, block.Text("sec").I16(0).I32(0).I16(0));
 
     xWavParams changed;
-    Set(changed, {{"NumberOfTaus", "16"},
-                  {"EarlyTau", "0.1"},
-                  {"LateTau", "3.5"},
-                  {"EigenvectorsToDisplay", "4"},
-                  {"BasisValid", "1"},
-                  {"AutomaticSelection", "USER"},
-                  {"SelectionWasAutomatic", "1"},
-                  {"EarlyRelativeError", "5"},
-                  {"LateRelativeError", "7"},
-                  {"Unit", "mSec"},
-                  {"Stripping", "Questem"},
-                  {"ApproximationType", "2"},
-                  {"UseHalfPeriod", "1"}});
+    Set(changed,
+        "NumberOfTaus=16; EarlyTau=0.1; LateTau=3.5; EigenvectorsToDisplay=4; BasisValid=1; "
+        "AutomaticSelection=USER; SelectionWasAutomatic=1; EarlyRelativeError=5; "
+        "LateRelativeError=7; Unit=mSec; Stripping=Questem; ApproximationType=2; UseHalfPeriod=1");
     block = BaseBlock(702 | 0x70000 | kBase, "Proj.AOT");
     block.I32(16).F32(0.1f).F32(3.5f).I32(4).I16(1).I16(0).I16(1).I32(5).I32(7);
     const std::string section = ExpectSection(changed, block.Text("mSec").I16(3).I32(2).I16(1));
@@ -252,21 +220,11 @@ TEST_F(ParamsTest, FitSectionBytesAndRoundTrip) {
     ExpectSection(defaults, block.F32(0.2f).I16(0).F32(0.0f).F32(0.0f).F32(0.0f).F32(0.1f).I32(1));
 
     xFitParams changed;
-    Set(changed, {{"Threshold", "0.01"},
-                  {"Normalization", "2"},
-                  {"Algorithm", "34"},
-                  {"SelectLines", "0"},
-                  {"PrimaryFit", "1"},
-                  {"ErrorWeighting", "User Defined"},
-                  {"WeightParameter", "0.5"},
-                  {"SaveInAscii", "1"},
-                  {"Smoothing", "0.3"},
-                  {"CalculateBackground", "1"},
-                  {"ForceToSurface", "2"},
-                  {"MinLength", "0.125"},
-                  {"PowerLaw", "1.5"},
-                  {"PrimaryPercentage", "0.3"},
-                  {"ChannelOrTau", "3"}});
+    Set(changed,
+        "Threshold=0.01; Normalization=2; Algorithm=34; SelectLines=0; PrimaryFit=1; "
+        "ErrorWeighting=User Defined; WeightParameter=0.5; SaveInAscii=1; Smoothing=0.3; "
+        "CalculateBackground=1; ForceToSurface=2; MinLength=0.125; PowerLaw=1.5; "
+        "PrimaryPercentage=0.3; ChannelOrTau=3");
     changed.weights[109] = Row(1, {1.0f, -0.5f});
     changed.weights[101] = Row(1, {0.25f, 0.5f, 0.75f});
     block = BaseBlock(703 | 0x7F0000 | kBase, "Proj.AMP");
@@ -283,6 +241,16 @@ TEST_F(ParamsTest, FitSectionBytesAndRoundTrip) {
     read.primaryPercentage = 0.3f;
     EXPECT_EQ(SavedSection(read), section);
 }
+
+namespace {
+
+// Up to the weight parameter 2.5.
+Bytes FitHead(std::int32_t version) {
+    Bytes block = BaseBlock(703 | version | kBase, "x.AMP");
+    return block.F32(0.5f).I32(2).I32(0x02).I16(0).I16(1).I32(3).F32(2.5f);
+}
+
+}  // namespace
 
 TEST_F(ParamsTest, FitVersionCasesOfAsciiWeightsAndSmoothing) {
     enum Weights { None, Old, Current };
@@ -308,8 +276,7 @@ TEST_F(ParamsTest, FitVersionCasesOfAsciiWeightsAndSmoothing) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.version);
-        Bytes block = BaseBlock(703 | c.version | kBase, "x.AMP");
-        block.F32(0.5f).I32(2).I32(0x02).I16(0).I16(1).I32(3).F32(2.5f);
+        Bytes block = FitHead(c.version);
         if (c.ascii) block.I16(1);
         // The older form: component 103, an array with bounds 1..2.
         if (c.weights == Old) block.I32(1).I32(103).I32(1).I32(2).F32(0.5f).F32(0.75f);
@@ -342,15 +309,7 @@ TEST_F(ParamsTest, FitVersionCasesOfAsciiWeightsAndSmoothing) {
 }
 
 TEST_F(ParamsTest, FitTableCountsOutOfRangeAndAbsurdBoundsArePassedOver) {
-    const Bytes head = BaseBlock(703 | 0x7F0000 | kBase, "x.AMP")
-                           .F32(0.5f)
-                           .I32(2)
-                           .I32(0x02)
-                           .I16(0)
-                           .I16(1)
-                           .I32(3)
-                           .F32(2.5f)
-                           .I16(1);
+    const Bytes head = FitHead(0x7F0000).I16(1);
     for (std::int32_t count : {0, 10, -1}) {
         SCOPED_TRACE(count);
         Bytes block = head;
@@ -401,18 +360,11 @@ TEST_F(ParamsTest, CdiSectionBytesAndRoundTrip) {
     EXPECT_EQ(defaults.conductivities[250], 1000.0f);
 
     xCDIParams changed;
-    Set(changed, {{"MaxAltitude", "250"},
-                  {"Mode", "3"},
-                  {"Predict", "0"},
-                  {"Conductivities", "2, 20, 200"},
-                  {"ComponentWeights", "0, 0.5, 0, 0, 0, 0, 0, 1, 0, 1"},
-                  {"CrossComponents", "0, 0, 0, 0, 1, 0, 0, 0, 0"},
-                  {"LogDepths", "1"},
-                  {"UserPattern", "pattern"},
-                  {"CdiType", "1"},
-                  {"AirMode", "1"},
-                  {"LayerLines", "3"},
-                  {"ShowAltitude", "1"}});
+    Set(changed,
+        "MaxAltitude=250; Mode=3; Predict=0; Conductivities=2, 20, 200; "
+        "ComponentWeights=0, 0.5, 0, 0, 0, 0, 0, 1, 0, 1; "
+        "CrossComponents=0, 0, 0, 0, 1, 0, 0, 0, 0; LogDepths=1; UserPattern=pattern; CdiType=1; "
+        "AirMode=1; LayerLines=3; ShowAltitude=1");
     block = BaseBlock(704 | 0xC0000 | kBase, "Proj.CND");
     block.I32(250).I32(300).I32(10).I16(1).I32(1).I32(1).F32(1.0f).I16(3).I16(0).I16(0).I16(0);
     block.I32(11).I32(1).I32(3).I32(3).F32(2.0f).F32(20.0f).F32(200.0f).I32(100).I32(109);
@@ -506,8 +458,7 @@ TEST_F(ParamsTest, CdiOddModesStandAndAbsurdCountsStopTheReading) {
 TEST_F(ParamsTest, PickerAndInverterSectionBytesAndRoundTrip) {
     xAPCont picker;
     ExpectSection(picker, BaseBlock(705 | kBase, "Proj.ANM").I32(0x0FFF0400).F32(1000).F32(5));
-    Set(picker,
-        {{"Selection", "0x0FFF0100"}, {"Averaging", "250"}, {"AmplitudeThreshold", "12.5"}});
+    Set(picker, "Selection=0x0FFF0100; Averaging=250; AmplitudeThreshold=12.5");
     const std::string pickerSection = ExpectSection(
         picker, BaseBlock(705 | kBase, "Proj.ANM").I32(0x0FFF0100).F32(250).F32(12.5f));
     xAPCont readPicker;
@@ -521,15 +472,9 @@ TEST_F(ParamsTest, PickerAndInverterSectionBytesAndRoundTrip) {
     block.I32(-1).I32(-1).I32(0).I32(25).F32(1.0f).F32(50.0f).F32(1000.0f).F32(100.0f);
     ExpectSection(inverter, block.I32(1).I32(101));
 
-    Set(inverter, {{"FirstTau", "2"},
-                   {"LastTau", "7"},
-                   {"InvertOn", "1"},
-                   {"MaxIterations", "40"},
-                   {"Tolerance", "2.5"},
-                   {"RemoveAbove", "30"},
-                   {"PickSpacing", "500"},
-                   {"MinAmplitude", "10"},
-                   {"BodyKinds", "103, 110"}});
+    Set(inverter,
+        "FirstTau=2; LastTau=7; InvertOn=1; MaxIterations=40; Tolerance=2.5; RemoveAbove=30; "
+        "PickSpacing=500; MinAmplitude=10; BodyKinds=103, 110");
     block = BaseBlock(706 | kBase, "Proj.ANM");
     block.I32(2).I32(7).I32(1).I32(40).F32(2.5f).F32(30.0f).F32(500.0f).F32(10.0f);
     const std::string section = ExpectSection(inverter, block.I32(2).I32(103).I32(110));
@@ -556,65 +501,51 @@ TEST_F(ParamsTest, InverterValuesAreReadOnlyFromFilesAbove312) {
     }
 }
 
+// Labels, shown values and refused values as the dialogs have them.
 TEST_F(ParamsTest, FieldsShowAndRefuseAsTheDialogsDo) {
-    auto fieldsOf = [](xPrsCont& params) {
+    xCnvParams cnv;
+    xWavParams wav;
+    xFitParams fit;
+    xCDIParams cdi;
+    xAPCont picker;
+    xInvParams inverter;
+    const auto field = [](xPrsCont& params, const std::string& name) {
         xParamFields fields;
         params.Fields(fields);
-        return fields;
+        const xParamField* found = fields.Find(name);
+        return found ? std::optional<xParamField>(*found) : std::nullopt;
     };
-    auto refused = [](const xParamFields& fields, const std::string& name,
-                      const std::string& value) {
-        const xParamField* field = fields.Find(name);
-        return field && !field->assign(value);
-    };
-
-    xCnvParams cnv;
-    xParamFields f = fieldsOf(cnv);
-    EXPECT_EQ(cnv.Title(), "ASCII->BIN/");
-    EXPECT_EQ(f.Find("ErrorOutput")->show(), "File - <Proj.err>");
-    EXPECT_EQ(f.Find("Smoothing")->show(), "Off");
-    EXPECT_TRUE(refused(f, "FileCount", "3"));
-    EXPECT_TRUE(refused(f, "Files", "a.xyz,,b.xyz"));
-    EXPECT_TRUE(refused(f, "Smoothing", "3"));
+    using Row = std::tuple<xPrsCont*, std::string, std::string>;
+    for (const auto& [params, name, label] :
+         {Row{&fit, "Threshold", "ThreshHold(norm):"}, Row{&picker, "Averaging", "Avaraging (m):"},
+          Row{&picker, "AmplitudeThreshold", "Amplitude treshold(%):"}})
+        EXPECT_EQ(field(*params, name)->label, label);
+    for (const auto& [params, name, shown] :
+         {Row{&cnv, "ErrorOutput", "File - <Proj.err>"}, Row{&cnv, "Smoothing", "Off"},
+          Row{&wav, "AutomaticSelection", "AUTOMATIC"}, Row{&fit, "ChannelOrTau", "0"},
+          Row{&picker, "Selection", "0x0FFF0400"}})
+        EXPECT_EQ(field(*params, name)->show(), shown) << name;
     cnv.smoothing = 1;
-    EXPECT_EQ(f.Find("Smoothing")->show(), "On");
-
-    xWavParams wav;
-    f = fieldsOf(wav);
-    EXPECT_EQ(f.Find("AutomaticSelection")->show(), "AUTOMATIC");
-    EXPECT_TRUE(refused(f, "NumberOfTaus", "13"));
-    EXPECT_TRUE(platform.Saw("error",
-                             "Number of taus must be even and positive...please try "
-                             "again."));
-    EXPECT_TRUE(refused(f, "Unit", "ms"));
-
-    xFitParams fit;
-    f = fieldsOf(fit);
-    EXPECT_EQ(f.Find("Threshold")->label, "ThreshHold(norm):");
-    EXPECT_EQ(f.Find("ChannelOrTau")->show(), "0");
-    EXPECT_TRUE(refused(f, "Algorithm", "1"));
-    EXPECT_TRUE(refused(f, "Smoothing", "0.6"));
+    EXPECT_EQ(field(cnv, "Smoothing")->show(), "On");
+    EXPECT_EQ(cnv.Title(), "ASCII->BIN/");
 
     // A new count spaces the conductivities afresh between the same ends.
-    xCDIParams cdi;
-    f = fieldsOf(cdi);
-    ASSERT_TRUE(f.Find("CondCount")->assign("3"));
+    ASSERT_TRUE(field(cdi, "CondCount")->assign("3"));
     ASSERT_EQ(cdi.conductivities.Length(), 3);
     EXPECT_NEAR(cdi.conductivities[2], std::sqrt(1000.0), 1e-3);
     EXPECT_EQ(cdi.conductivities[3], 1000.0f);
-    EXPECT_TRUE(refused(f, "CondCount", "251"));
-    EXPECT_TRUE(refused(f, "Conductivities", "1, -10"));
-    EXPECT_TRUE(refused(f, "ComponentWeights", "1, 2"));
 
-    xAPCont picker;
-    f = fieldsOf(picker);
-    EXPECT_EQ(f.Find("Averaging")->label, "Avaraging (m):");
-    EXPECT_EQ(f.Find("AmplitudeThreshold")->label, "Amplitude treshold(%):");
-    EXPECT_EQ(f.Find("Selection")->show(), "0x0FFF0400");
-
-    xInvParams inverter;
-    f = fieldsOf(inverter);
-    EXPECT_EQ(f.Find("Selection"), nullptr);  // not stored for the inverter
-    EXPECT_TRUE(refused(f, "BodyKinds", ""));
-    EXPECT_TRUE(refused(f, "BodyKinds", "99"));
+    for (const auto& [params, name, value] :
+         {Row{&cnv, "FileCount", "3"}, Row{&cnv, "Files", "a.xyz,,b.xyz"},
+          Row{&cnv, "Smoothing", "3"}, Row{&wav, "NumberOfTaus", "13"}, Row{&wav, "Unit", "ms"},
+          Row{&fit, "Algorithm", "1"}, Row{&fit, "Smoothing", "0.6"}, Row{&cdi, "CondCount", "251"},
+          Row{&cdi, "Conductivities", "1, -10"}, Row{&cdi, "ComponentWeights", "1, 2"},
+          Row{&inverter, "BodyKinds", ""}, Row{&inverter, "BodyKinds", "99"}}) {
+        const auto found = field(*params, name);
+        ASSERT_TRUE(found) << name;
+        EXPECT_FALSE(found->assign(value)) << name << " = " << value;
+    }
+    EXPECT_TRUE(
+        platform.Saw("error", "Number of taus must be even and positive...please try again."));
+    EXPECT_FALSE(field(inverter, "Selection"));  // not stored for the inverter
 }
