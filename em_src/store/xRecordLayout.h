@@ -49,9 +49,7 @@ class xRecordView {
     float Altitude() const { return items_[xRecordLayout::Altitude]; }
     float Distance() const { return items_[xRecordLayout::Distance]; }
     // The component's channels, ChannelCount(component) of them.
-    const float* Channels(long component) const {
-        return items_ + layout_.FirstChannel(component);
-    }
+    const float* Channels(long component) const { return items_ + layout_.FirstChannel(component); }
     const float* Items() const { return items_; }
 
   private:
