@@ -5,6 +5,7 @@
 #include <fstream>
 #include <set>
 
+#include "TempFolder.h"
 #include "xObject.h"
 #include "xParFile.h"
 #include "xPlatform.h"
@@ -32,21 +33,16 @@ class FakeProcess : public xObject {
     std::function<void(xObject&)> during_;
 };
 
-class ShellTest : public ::testing::Test {
+class ShellTest : public xTempFolderTest {
   protected:
     void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_shell_" +
-                std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
+        xTempFolderTest::SetUp();
         ProjectContext() = xProjectContext();
-        descriptor_ = dir_ / "system.DSC";
-        std::ofstream(descriptor_) << "descriptor\n";
+        descriptor_ = Put("system.DSC", "descriptor\n");
     }
     void TearDown() override {
         ProjectContext() = xProjectContext();
-        fs::remove_all(dir_);
+        xTempFolderTest::TearDown();
     }
 
     void Register(xShellApp& shell, int id, std::function<void(xObject&)> during = {}) {
@@ -60,23 +56,17 @@ class ShellTest : public ::testing::Test {
         return par;
     }
 
-    fs::path dir_;
     fs::path descriptor_;
     std::vector<int> ran_;
     xRecordingPlatform platform_;
 };
-
-std::string Bytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 }  // namespace
 
 TEST_F(ShellTest, NewProjectWritesHeaderWithZeroPaddedDescriptorPath) {
     xShellApp shell;
     fs::path par = NewProject(shell);
-    const std::string bytes = Bytes(par);
+    const std::string bytes = Slurp(par);
     ASSERT_EQ(bytes.size(), 1329u);
     float version;
     std::memcpy(&version, bytes.data(), 4);

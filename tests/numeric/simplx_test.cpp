@@ -189,44 +189,26 @@ TEST(SimplxHandSolved, ProgramsReachTheirHandSolvedAnswers) {
 // A[t][c], taus by channels, both from 0 here.
 using Design = std::vector<std::vector<double>>;
 
-// Free-signed amplitudes: x+ in columns 2..n+1, x- in n+2..2n+1, residual
-// bounds after them; 2m rows, m at-most then m at-least.
-FloatMatrix MinErrTableau(const Design& A, const std::vector<double>& rhs) {
+// Amplitudes x+ in columns 2..n+1, for free signs x- in the next n, then the
+// residual bounds; 2m rows, m at-most then m at-least.
+FloatMatrix L1Tableau(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
     const int n = int(A.size());
     const int m = int(rhs.size());
-    FloatMatrix a(1, 2 * m + 2, 1, 2 * n + m + 1);
-    for (int k = 2; k <= 2 * n + 1; ++k) a[1][k] = -1.0f;
-    for (int k = 2 * n + 2; k <= 2 * n + m + 1; ++k) a[1][k] = -10.0f;
+    const int nx = signedAmplitudes ? 2 * n : n;
+    FloatMatrix a(1, 2 * m + 2, 1, nx + m + 1);
+    for (int k = 2; k <= nx + 1; ++k) a[1][k] = -1.0f;
+    for (int k = nx + 2; k <= nx + m + 1; ++k) a[1][k] = -10.0f;
     for (int c = 1; c <= m; ++c) {
         const int i = c + 1;
         for (int row : {i, i + m}) {
             a[row][1] = float(rhs[c - 1]);
             for (int t = 1; t <= n; ++t) {
                 a[row][t + 1] = -float(A[t - 1][c - 1]);
-                a[row][n + t + 1] = float(A[t - 1][c - 1]);
+                if (signedAmplitudes) a[row][n + t + 1] = float(A[t - 1][c - 1]);
             }
         }
-        a[i][2 * n + 1 + c] = 1.0f;
-        a[i + m][2 * n + 1 + c] = -1.0f;
-    }
-    return a;
-}
-
-// Positive amplitudes only: x in columns 2..n+1, residual bounds after them.
-FloatMatrix PosTableau(const Design& A, const std::vector<double>& rhs) {
-    const int n = int(A.size());
-    const int m = int(rhs.size());
-    FloatMatrix a(1, 2 * m + 2, 1, n + m + 1);
-    for (int k = 2; k <= n + 1; ++k) a[1][k] = -1.0f;
-    for (int k = n + 2; k <= n + m + 1; ++k) a[1][k] = -10.0f;
-    for (int c = 1; c <= m; ++c) {
-        const int i = c + 1;
-        for (int row : {i, i + m}) {
-            a[row][1] = float(rhs[c - 1]);
-            for (int t = 1; t <= n; ++t) a[row][t + 1] = -float(A[t - 1][c - 1]);
-        }
-        a[i][n + 1 + c] = 1.0f;
-        a[i + m][n + 1 + c] = -1.0f;
+        a[i][nx + 1 + c] = 1.0f;
+        a[i + m][nx + 1 + c] = -1.0f;
     }
     return a;
 }
@@ -414,9 +396,8 @@ std::vector<double> Amplitudes(const Outcome& out, int n, bool signedAmplitudes)
 Outcome SolveL1(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
     const int n = int(A.size());
     const int m = int(rhs.size());
-    const int columns = signedAmplitudes ? 2 * n : n;
-    FloatMatrix a = signedAmplitudes ? MinErrTableau(A, rhs) : PosTableau(A, rhs);
-    return RunSimplx(a, 2 * m, columns + m, m, m, 0);
+    FloatMatrix a = L1Tableau(A, rhs, signedAmplitudes);
+    return RunSimplx(a, 2 * m, (signedAmplitudes ? 2 * n : n) + m, m, m, 0);
 }
 
 // Every family at every size, five draws each, against brute force.
@@ -495,24 +476,17 @@ TEST(SimplxMessages, NegativeRightHandSideOnlyReportedWhenVerbose) {
     // Two rows with negative right-hand sides, as the L1 fits hand in, and one
     // at zero, which is not below 0 and so not worth a box.
     const Program p{{1, 1}, {{{1, -1}, -1}, {{-1, -1}, -0.5}, {{0, 1}, 0}, {{1, 1}, 3}}, {}, {}};
-    Outcome quiet;
-    Outcome loud;
-    {
+    const auto solve = [&p](bool verbose, const std::vector<std::string>& errors) {
         xRecordingPlatform platform;
         FloatMatrix a = TableauOf(p);
-        quiet = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, false);
-        EXPECT_TRUE(platform.messages.empty());
-    }
-    {
-        xRecordingPlatform platform;
-        FloatMatrix a = TableauOf(p);
-        loud = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, true);
+        const Outcome out = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, verbose);
         // One box per offending row, and nothing else.
-        EXPECT_EQ(platform.Texts("error"),
-                  (std::vector<std::string>{"Bad input tableau in simplx",
-                                            "Bad input tableau in simplx"}));
-        EXPECT_EQ(platform.messages.size(), 2u);
-    }
+        EXPECT_EQ(platform.Texts("error"), errors);
+        EXPECT_EQ(platform.messages.size(), errors.size());
+        return out;
+    };
+    const Outcome quiet = solve(false, {});
+    const Outcome loud = solve(true, std::vector<std::string>(2, "Bad input tableau in simplx"));
     // Verbose changes what is said, not what is computed.
     EXPECT_EQ(loud.status, quiet.status);
     EXPECT_EQ(loud.value, quiet.value);

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <vector>
 
 #include "xMData.h"
@@ -46,4 +47,14 @@ inline void WriteSurvey(const std::filesystem::path& path, const std::vector<Sur
     }
     ASSERT_TRUE(file.WriteHeader());
     file.Close();
+}
+
+// The survey file at path, opened and its header read.
+template <class File = xMData>
+std::unique_ptr<File> OpenSurvey(const std::filesystem::path& path) {
+    auto file = std::make_unique<File>();
+    file->SetPath(path);
+    EXPECT_EQ(file->Open(), 1) << path;
+    EXPECT_TRUE(file->ReadHeader()) << path;
+    return file;
 }
