@@ -85,10 +85,8 @@ TEST_F(ImportTest, CommentLinesShortRecordsAndRepeatedLabels) {
     EXPECT_EQ(lines[0].number, 10);
     EXPECT_EQ(lines[2].number, 10);
     EXPECT_EQ(lines[2].rows.size(), 1u);  // the short last record is dropped
-    xMData bin;
-    bin.SetPath(Bin());
-    ASSERT_EQ(bin.Open(), 1);
-    xMLine line(&bin);
+    const auto bin = OpenSurvey(Bin());
+    xMLine line(bin.get());
     ASSERT_TRUE(line.Find(10));
     EXPECT_EQ(line.Row(0)[0], 1.0f);  // a search by label finds the first
 }

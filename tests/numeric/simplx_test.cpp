@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -234,29 +235,17 @@ struct Polyhedron {
     std::vector<double> h;
 };
 
-bool SolveSquare(std::vector<std::vector<double>> M, std::vector<double> b,
+bool SolveSquare(const std::vector<std::vector<double>>& rows, const std::vector<double>& b,
                  std::vector<double>& z) {
-    const std::size_t N = b.size();
-    for (std::size_t col = 0; col < N; ++col) {
-        std::size_t pivot = col;
-        for (std::size_t r = col + 1; r < N; ++r)
-            if (std::fabs(M[r][col]) > std::fabs(M[pivot][col])) pivot = r;
-        if (std::fabs(M[pivot][col]) < 1e-10) return false;
-        std::swap(M[pivot], M[col]);
-        std::swap(b[pivot], b[col]);
-        for (std::size_t r = col + 1; r < N; ++r) {
-            const double f = M[r][col] / M[col][col];
-            if (f == 0.0) continue;
-            for (std::size_t k = col; k < N; ++k) M[r][k] -= f * M[col][k];
-            b[r] -= f * b[col];
-        }
-    }
-    z.assign(N, 0.0);
-    for (std::size_t r = N; r-- > 0;) {
-        double s = b[r];
-        for (std::size_t k = r + 1; k < N; ++k) s -= M[r][k] * z[k];
-        z[r] = s / M[r][r];
-    }
+    const Eigen::Index N = Eigen::Index(b.size());
+    Eigen::MatrixXd M(N, N);
+    for (Eigen::Index r = 0; r < N; ++r)
+        for (Eigen::Index k = 0; k < N; ++k) M(r, k) = rows[std::size_t(r)][std::size_t(k)];
+    Eigen::FullPivLU<Eigen::MatrixXd> lu(M);
+    lu.setThreshold(1e-10);
+    if (!lu.isInvertible()) return false;
+    const Eigen::VectorXd x = lu.solve(Eigen::Map<const Eigen::VectorXd>(b.data(), N));
+    z.assign(x.begin(), x.end());
     return true;
 }
 
