@@ -44,19 +44,12 @@ int Tovarn(const std::string& arguments, std::string& out) {
 // holds value in every item.
 void WriteTinyCnd(const fs::path& path, float step, float value) {
     xMCond cnd;
-    cnd.SetPath(path);
-    cnd.SetOverwrite(true);
-    ASSERT_EQ(cnd.Create(), 1);
-    FloatArray depths(0, 1);
-    depths[1] = step;
-    LongArray flags(100, 109);
-    flags[109] = 1;
-    cnd.Init(depths, flags);
-    ASSERT_TRUE(cnd.WriteHeader());
-    xMLineWriter writer(cnd, 10);
-    writer.AddRow(std::vector<float>(std::size_t(cnd.RowLength()), value).data());
-    ASSERT_TRUE(writer.Finish());
-    ASSERT_TRUE(cnd.WriteHeader());
+    WriteResult<xMCond>(
+        cnd, path,
+        [step](xMCond& f) {
+            f.Init(Values({0, step}), OnlyTzRz());
+        },
+        [value](long) { return value; });
 }
 
 }  // namespace
@@ -185,24 +178,12 @@ TEST_F(DumpCommandTest, BasisFileIsWrittenAsATable) {
 TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
     // The small layout on one tau: TxRx and TyRy, 3 channels each, R = 7 + 4 + 6 + 6.
     constexpr long r = 23;
-    {
-        xMData bin;
-        SmallLayout(bin);
-        FloatArray taus(1, 1);
-        taus[1] = 0.001f;
-        xMAmp amp;
-        amp.SetPath(dir_ / "P.AMP");
-        amp.SetOverwrite(true);
-        ASSERT_EQ(amp.Create(), 1);
-        amp.InitFromData(bin, taus, 2);
-        ASSERT_TRUE(amp.WriteHeader());
-        xMLineWriter writer(amp, 10);
-        std::vector<float> record(r);
-        for (long i = 0; i < r; ++i) record[i] = float(i);
-        writer.AddRow(record.data());
-        ASSERT_TRUE(writer.Finish());
-        ASSERT_TRUE(amp.WriteHeader());
-    }
+    xMData bin;
+    SmallLayout(bin);
+    xMAmp amp;
+    WriteResult<xMAmp>(
+        amp, dir_ / "P.AMP", [&bin](xMAmp& a) { a.InitFromData(bin, Values({0.001f}), 2); },
+        [](long i) { return float(i); });
     std::string row;
     for (long i = 0; i < r; ++i) {
         const std::string value = std::to_string(i);
