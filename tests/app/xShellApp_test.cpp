@@ -33,6 +33,17 @@ class FakeProcess : public xObject {
     std::function<void(xObject&)> during_;
 };
 
+// A descriptor that answers the geometry questions from sets of ids.
+class FakeDescriptor : public xSharedDescriptor {
+  public:
+    std::set<long> present, fixedTransmitter, loopReceiver;
+    bool Read(const fs::path&) override { return true; }
+    bool FrequencyDomain() const override { return false; }
+    bool HasComponent(long id) const override { return present.count(id) > 0; }
+    bool HasFixedTransmitter(long id) const override { return fixedTransmitter.count(id) > 0; }
+    bool HasLoopReceiver(long id) const override { return loopReceiver.count(id) > 0; }
+};
+
 class ShellTest : public xTempFolderTest {
   protected:
     void SetUp() override {
@@ -361,21 +372,6 @@ TEST_F(ShellTest, EditorThatCannotStartOffersAnotherModule) {
                                                   "/opt/edit/sysedit.exe \"a.DSC\""}));
     EXPECT_TRUE(platform_.Saw("question", "Select the module to execute?"));
 }
-
-namespace {
-
-// A descriptor that answers the geometry questions from sets of ids.
-class FakeDescriptor : public xSharedDescriptor {
-  public:
-    std::set<long> present, fixedTransmitter, loopReceiver;
-    bool Read(const fs::path&) override { return true; }
-    bool FrequencyDomain() const override { return false; }
-    bool HasComponent(long id) const override { return present.count(id) > 0; }
-    bool HasFixedTransmitter(long id) const override { return fixedTransmitter.count(id) > 0; }
-    bool HasLoopReceiver(long id) const override { return loopReceiver.count(id) > 0; }
-};
-
-}  // namespace
 
 TEST_F(ShellTest, UnsupportedGeometriesAreRefusedAndSideTransmittersReported) {
     FakeDescriptor descriptor;

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <functional>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "xRecordingPlatform.h"
