@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "SharedData.h"
+#include "TempFolder.h"
 #include "xAofTau.h"
 #include "xMAmp.h"
 #include "xMCond.h"
@@ -21,32 +22,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string ReadAll(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 // Runs tovarn in the repository root and answers its exit code.
-int Tovarn(const fs::path& root, const std::string& arguments) {
+const fs::path kRoot = TOVARN_SOURCE_DIR;
+int Tovarn(const std::string& arguments) {
     const std::string command =
-        "cd '" + root.string() + "' && " + TOVARN_BINARY + " " + arguments + " >/dev/null 2>&1";
+        "cd '" + kRoot.string() + "' && " + TOVARN_BINARY + " " + arguments + " >/dev/null 2>&1";
     return std::system(command.c_str());
 }
 
-class ExampleDescriptors : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        root_ = fs::path(TOVARN_SOURCE_DIR);
-        // One folder a test: CTest runs them side by side.
-        out_ = fs::temp_directory_path() /
-               ("tovarn_examples_" +
-                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-        fs::create_directories(out_);
-    }
-    void TearDown() override { fs::remove_all(out_); }
-
-    fs::path root_, out_;
-};
+using ExampleDescriptors = xTempFolderTest;
 
 struct LineRun {
     long label = 0;
@@ -119,34 +103,33 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
     for (const Example& e :
          {Example{"geotem-gsq823", "GEOTEM.DSC", "Geotem_GSQ823.dat", 2, 2, 2568},
           Example{"tempest-ausaem2020", "TEMPEST.DSC", "Tempest-AusAEM-2020.dat", 1, 1, 1277}}) {
-        const fs::path example = root_ / "examples" / e.dir;
-        const std::string par = (out_ / "S.PAR").string();
-        fs::remove(out_ / "S.PAR");
-        ASSERT_EQ(
-            Tovarn(root_, "new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
-        ASSERT_EQ(Tovarn(root_, "set " + par + " 701.Files=" + (example / e.survey).string()), 0);
-        ASSERT_EQ(Tovarn(root_, "run " + par + " --only 701,702,703,704"), 0) << e.dir;
+        const fs::path example = kRoot / "examples" / e.dir;
+        const std::string par = (dir_ / "S.PAR").string();
+        fs::remove(dir_ / "S.PAR");
+        ASSERT_EQ(Tovarn("new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
+        ASSERT_EQ(Tovarn("set " + par + " 701.Files=" + (example / e.survey).string()), 0);
+        ASSERT_EQ(Tovarn("run " + par + " --only 701,702,703,704"), 0) << e.dir;
         long headerRecords = 0;
-        const auto lines = SurveyLines<xMData>(out_ / "S.BIN", headerRecords);
+        const auto lines = SurveyLines<xMData>(dir_ / "S.BIN", headerRecords);
         EXPECT_EQ(lines, LabelRuns(example / e.survey, e.labelColumn)) << e.dir;
         EXPECT_EQ(lines.size(), e.lines);
         EXPECT_EQ(headerRecords, e.records);
-        xAofTau basis(out_ / "S.AOT");
+        xAofTau basis(dir_ / "S.AOT");
         ASSERT_EQ(basis.Read(), 1) << e.dir;
         EXPECT_EQ(basis.Components(), (std::vector<long>{107, 109}));
         EXPECT_EQ(basis.Taus().Length(), 12);
         long ampRecords = 0;
-        EXPECT_EQ(SurveyLines<xMAmp>(out_ / "S.AMP", ampRecords),
+        EXPECT_EQ(SurveyLines<xMAmp>(dir_ / "S.AMP", ampRecords),
                   lines);  // every record deconvolved
         EXPECT_EQ(ampRecords, e.records);
         long cdiRecords = 0;
-        EXPECT_EQ(SurveyLines<xMCond>(out_ / "S.CND", cdiRecords), lines);  // every record imaged
+        EXPECT_EQ(SurveyLines<xMCond>(dir_ / "S.CND", cdiRecords), lines);  // every record imaged
         EXPECT_EQ(cdiRecords, e.records);
-        EXPECT_TRUE(FiniteSections(out_ / "S.CND")) << e.dir;
+        EXPECT_TRUE(FiniteSections(dir_ / "S.CND")) << e.dir;
         // One record fitted again by eye, and a record the line does not have.
         const std::string line = std::to_string(lines.front().label);
-        EXPECT_EQ(Tovarn(root_, "fit " + par + " --line " + line + " --record 2") >> 8, 0);
-        EXPECT_EQ(Tovarn(root_, "fit " + par + " --line " + line + " --record 0") >> 8, 2);
+        EXPECT_EQ(Tovarn("fit " + par + " --line " + line + " --record 2") >> 8, 0);
+        EXPECT_EQ(Tovarn("fit " + par + " --line " + line + " --record 0") >> 8, 2);
     }
 }
 
@@ -154,42 +137,41 @@ TEST_F(ExampleDescriptors, GeotemAndTempestRebuildIdentically) {
     const fs::path data = SharedDataDir();
     SKIP_UNLESS_EXISTS(data / "geotem-gsq823-1996" / "Geotem3-GSQ823.stm");
     const std::string geotem = data.string() + "/geotem-gsq823-1996/";
-    ASSERT_EQ(Tovarn(root_, "descriptor build --system " + geotem + "Geotem3-GSQ823.stm --layout " +
-                                geotem +
-                                "Geotem_GSQ823.dfn --map line=Line,fid=Fiducial,east=Easting,"
-                                "north=Northing,z_topo=Elevation_SRTM,altitude=Radar_Altimeter "
-                                "--channels X=X_off_time,Z=Z_off_time --rx-offset -120,0,-45 "
-                                "--name \"GEOTEM GSQ823 25 Hz\" --out " +
-                                (out_ / "GEOTEM.DSC").string()),
-              0);
-    EXPECT_EQ(ReadAll(out_ / "GEOTEM.DSC"), ReadAll(root_ / "examples/geotem-gsq823/GEOTEM.DSC"));
+    ASSERT_EQ(
+        Tovarn("descriptor build --system " + geotem + "Geotem3-GSQ823.stm --layout " + geotem +
+               "Geotem_GSQ823.dfn --map line=Line,fid=Fiducial,east=Easting,"
+               "north=Northing,z_topo=Elevation_SRTM,altitude=Radar_Altimeter "
+               "--channels X=X_off_time,Z=Z_off_time --rx-offset -120,0,-45 "
+               "--name \"GEOTEM GSQ823 25 Hz\" --out " +
+               (dir_ / "GEOTEM.DSC").string()),
+        0);
+    EXPECT_EQ(Slurp(dir_ / "GEOTEM.DSC"), Slurp(kRoot / "examples/geotem-gsq823/GEOTEM.DSC"));
 
     const std::string tempest = data.string() + "/tempest-ausaem2020/";
-    ASSERT_EQ(Tovarn(root_, "descriptor build --system " + tempest +
-                                "Tempest-25.0Hz.stm --layout " + tempest +
-                                "Tempest-AusAEM-2020.dfn --map line=Line,fid=Fiducial,east=Easting,"
-                                "north=Northing,z_topo=DTM,altitude=Tx_Height --channels "
-                                "X=EMX_HPRG,Z=EMZ_HPRG --rx-offset -108,0,-52 --name \"TEMPEST "
-                                "AusAEM 2020 25 Hz\" --out " +
-                                (out_ / "TEMPEST.DSC").string()),
-              0);
-    EXPECT_EQ(ReadAll(out_ / "TEMPEST.DSC"),
-              ReadAll(root_ / "examples/tempest-ausaem2020/TEMPEST.DSC"));
+    ASSERT_EQ(
+        Tovarn("descriptor build --system " + tempest + "Tempest-25.0Hz.stm --layout " + tempest +
+               "Tempest-AusAEM-2020.dfn --map line=Line,fid=Fiducial,east=Easting,"
+               "north=Northing,z_topo=DTM,altitude=Tx_Height --channels "
+               "X=EMX_HPRG,Z=EMZ_HPRG --rx-offset -108,0,-52 --name \"TEMPEST "
+               "AusAEM 2020 25 Hz\" --out " +
+               (dir_ / "TEMPEST.DSC").string()),
+        0);
+    EXPECT_EQ(Slurp(dir_ / "TEMPEST.DSC"),
+              Slurp(kRoot / "examples/tempest-ausaem2020/TEMPEST.DSC"));
 }
 
 TEST_F(ExampleDescriptors, ResolveRebuildsIdenticallyAndAllCheckValid) {
-    ASSERT_EQ(Tovarn(root_,
-                     "descriptor build-fd --layout examples/resolve-bookpurnong/RESOLVE.hdr --map "
+    ASSERT_EQ(Tovarn("descriptor build-fd --layout examples/resolve-bookpurnong/RESOLVE.hdr --map "
                      "line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Ground_elevation,"
                      "altitude=Bird_height --component Z:382=CPI400_F/CPQ400_F,1822=CPI1800_F/"
                      "CPQ1800_F,7970=CPI8200_F/CPQ8200_F,35920=CPI40k_F/CPQ40k_F,130100=CPI140k_F/"
                      "CPQ140k_F --component X:3258=CXI3300_F/CXQ3300_F --rx-offset Z=-7.86,0,0 "
                      "--rx-offset X=-8.99,0,0 --name RESOLVE --out " +
-                         (out_ / "RESOLVE.DSC").string()),
+                     (dir_ / "RESOLVE.DSC").string()),
               0);
-    EXPECT_EQ(ReadAll(out_ / "RESOLVE.DSC"),
-              ReadAll(root_ / "examples/resolve-bookpurnong/RESOLVE.DSC"));
+    EXPECT_EQ(Slurp(dir_ / "RESOLVE.DSC"),
+              Slurp(kRoot / "examples/resolve-bookpurnong/RESOLVE.DSC"));
     for (const char* example : {"geotem-gsq823/GEOTEM.DSC", "tempest-ausaem2020/TEMPEST.DSC",
                                 "resolve-bookpurnong/RESOLVE.DSC"})
-        EXPECT_EQ(Tovarn(root_, std::string("descriptor check examples/") + example), 0) << example;
+        EXPECT_EQ(Tovarn(std::string("descriptor check examples/") + example), 0) << example;
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "../store/SurveyFiles.h"
 #include "TempFolder.h"
 #include "TovarnProgram.h"
 #include "xEMDesc.h"
@@ -33,8 +34,8 @@ class SynthTest : public xTempFolderTest {
         return dir_ / "S.BIN";
     }
     // The first CDI record of a GEOTEM survey over a layered earth, the TzRz
-    // component alone, every process with its defaults.
-    FloatArray CdiRecord(const std::string& model, xMCond& cnd) {
+    // component alone, every process with its defaults; the CDI file in cnd.
+    FloatArray CdiRecord(const std::string& model, std::unique_ptr<xMCond>& cnd) {
         EXPECT_EQ(Tovarn("synth " + kGeotem + " --model " + model +
                          " --lines 1 --line-length 100 --spacing 20 --altitude 120 --out " +
                          dir_.string()),
@@ -46,20 +47,15 @@ class SynthTest : public xTempFolderTest {
             Tovarn("set " + par + " 704.AutoRange=0 704.ComponentWeights=0,0,0,0,0,0,0,0,0,1"), 0)
             << Output();
         EXPECT_EQ(Tovarn("run " + par + " --only 702,703,704"), 0) << Output();
-        cnd.SetPath(dir_ / "S.CND");
-        EXPECT_EQ(cnd.Open(), 1);
-        EXPECT_TRUE(cnd.ReadHeader());
-        xMLine line(&cnd);
+        cnd = OpenSurvey<xMCond>(dir_ / "S.CND");
+        xMLine line(cnd.get());
         EXPECT_TRUE(line.Next());
         return line.Row(0);
     }
     // The lines and records of the survey file that the import wrote.
     static std::pair<long, long> LinesAndRecords(const fs::path& bin) {
-        xMData file;
-        file.SetPath(bin);
-        EXPECT_EQ(file.Open(), 1);
-        EXPECT_TRUE(file.ReadHeader());
-        return {long(file.Lines()), long(file.Records())};
+        const auto file = OpenSurvey(bin);
+        return {long(file->Lines()), long(file->Records())};
     }
 
     std::string output_;
@@ -79,11 +75,8 @@ TEST_F(SynthTest, TheImportReadsEveryRecordThatSynthWrites) {
     EXPECT_NE(Output().find(": 3 lines, 123 records"), std::string::npos) << Output();
     const fs::path bin = Import(kGeotem, dir_ / "survey" / "GEOTEM_synthetic.asc");
     EXPECT_EQ(LinesAndRecords(bin), std::make_pair(3L, 123L));
-    xMData file;
-    file.SetPath(bin);
-    ASSERT_EQ(file.Open(), 1);
-    ASSERT_TRUE(file.ReadHeader());
-    xMLine line(&file);
+    const auto file = OpenSurvey(bin);
+    xMLine line(file.get());
     ASSERT_TRUE(line.Next());
     EXPECT_EQ(line.LineNumber(), 10010);
     EXPECT_EQ(line.Item(0, 4), 120.0f);                     // altitude
@@ -129,17 +122,17 @@ TEST_F(SynthTest, WrongModelsAndPlatesAreRefused) {
 // the layered section holds the value at every depth, the discrete section
 // scatters around it.
 TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
-    xMCond cnd;
+    std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("50", cnd);
-    ASSERT_EQ(cnd.DepthCount(), 31);
+    ASSERT_EQ(cnd->DepthCount(), 31);
     const float sigma = 20.0f;
-    const long conductance = cnd.SectionStart(2);
+    const long conductance = cnd->SectionStart(2);
     const float slope = (r[conductance + 25] - r[conductance + 2]) / float(23 * DepthStep);
     EXPECT_NEAR(slope / sigma, 1.0f, 0.12f);
     double discrete = 0.0;
     for (long d = 2; d <= 25; ++d) {
-        EXPECT_NEAR(r[cnd.SectionStart(1) + d] / sigma, 1.0f, 0.06f) << d * DepthStep << " m";
-        discrete += r[cnd.SectionStart(0) + d];
+        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 1.0f, 0.06f) << d * DepthStep << " m";
+        discrete += r[cnd->SectionStart(0) + d];
     }
     EXPECT_NEAR(discrete / 24.0 / sigma, 1.0, 0.12);
 
@@ -162,12 +155,12 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
 // rising (the basement reads up to 60 % high by 120 m): the decay no longer
 // tells the depth apart there.
 TEST_F(SynthTest, TheCdiPlacesTheBoundaryOfATwoLayerEarth) {
-    xMCond cnd;
+    std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("100:50,10", cnd);
-    const long discrete = cnd.SectionStart(0);
+    const long discrete = cnd->SectionStart(0);
     for (long d = 1; d <= 2; ++d) EXPECT_NEAR(r[discrete + d] / 10.0f, 1.0f, 0.15f) << d;
     long rise = 0;
-    while (rise < cnd.DepthCount() && r[discrete + rise] < std::sqrt(10.0f * 100.0f)) ++rise;
+    while (rise < cnd->DepthCount() && r[discrete + rise] < std::sqrt(10.0f * 100.0f)) ++rise;
     EXPECT_NEAR(float(rise * DepthStep), 50.0f, 20.0f);
     EXPECT_NEAR(r[discrete + 6] / 100.0f, 1.0f, 0.15f);
 }

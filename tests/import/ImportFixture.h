@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "../store/SurveyFiles.h"
 #include "SmallSystem.h"
 #include "TempFolder.h"
 #include "xASCII2BinFactory.h"
@@ -56,15 +56,12 @@ class ImportTest : public xTempFolderTest {
 
     // Every line of T.BIN, walked as a reader walks it.
     std::vector<ImportedLine> ReadLines(long* lineCount = nullptr, long* records = nullptr) {
-        xMData bin;
-        bin.SetPath(Bin());
-        EXPECT_EQ(bin.Open(), 1);
-        EXPECT_TRUE(bin.ReadHeader());
-        if (lineCount) *lineCount = bin.Lines();
-        if (records) *records = bin.Records();
+        const auto bin = OpenSurvey(Bin());
+        if (lineCount) *lineCount = bin->Lines();
+        if (records) *records = bin->Records();
         std::vector<ImportedLine> lines;
-        xMLine line(&bin);
-        bin.ResetLines();
+        xMLine line(bin.get());
+        bin->ResetLines();
         while (line.Next()) {
             ImportedLine copy{line.LineNumber(), {}, line.Min(), line.Max(), line.Mean()};
             for (long r = 0; r < line.Rows(); ++r) {

@@ -50,12 +50,12 @@ TEST_F(ImportTest, RecordsBecomeLinesWithGainsHeightsAndDistance) {
 
 TEST_F(ImportTest, LineEndsAreToldAndReadAlike) {
     const Survey unixLines = (Import({Put("u.asc", kTwoLines)}, SmallSystem()), ReadLines());
-    ASSERT_TRUE(Import({Put("d.asc", Replace(kTwoLines, "\n", "\r\n"))}, SmallSystem()));
-    EXPECT_TRUE(platform_.Saw("note", "System detected DOS ASCII file format.."));
-    EXPECT_EQ(ReadLines().back().rows, unixLines.back().rows);
-    ASSERT_TRUE(Import({Put("m.asc", Replace(kTwoLines, "\n", "\r"))}, SmallSystem()));
-    EXPECT_TRUE(platform_.Saw("note", "System detected MAC ASCII file format.."));
-    EXPECT_EQ(ReadLines().back().rows, unixLines.back().rows);
+    for (const auto& [end, form] : {std::pair{"\r\n", "DOS"}, std::pair{"\r", "MAC"}}) {
+        ASSERT_TRUE(Import({Put("e.asc", Replace(kTwoLines, "\n", end))}, SmallSystem()));
+        EXPECT_TRUE(
+            platform_.Saw("note", std::string("System detected ") + form + " ASCII file format.."));
+        EXPECT_EQ(ReadLines().back().rows, unixLines.back().rows) << form;
+    }
 }
 
 TEST_F(ImportTest, AFileWithoutLineEndEndsTheRunWithTheReservedHeader) {
@@ -85,10 +85,8 @@ TEST_F(ImportTest, CommentLinesShortRecordsAndRepeatedLabels) {
     EXPECT_EQ(lines[0].number, 10);
     EXPECT_EQ(lines[2].number, 10);
     EXPECT_EQ(lines[2].rows.size(), 1u);  // the short last record is dropped
-    xMData bin;
-    bin.SetPath(Bin());
-    ASSERT_EQ(bin.Open(), 1);
-    xMLine line(&bin);
+    const auto bin = OpenSurvey(Bin());
+    xMLine line(bin.get());
     ASSERT_TRUE(line.Find(10));
     EXPECT_EQ(line.Row(0)[0], 1.0f);  // a search by label finds the first
 }

@@ -3,43 +3,27 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
 #include <random>
 
+#include "TempFolder.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class FloatFMatrixTest : public ::testing::Test {
+class FloatFMatrixTest : public xTempFolderTest {
   protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("tovarn_ffm_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                "_" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     fs::path File(const std::string& name) const { return dir_ / name; }
 
-    static std::string ReadAll(const fs::path& path) {
-        std::ifstream in(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    }
-    static float FloatAt(const std::string& bytes, std::size_t place) {
-        float value;
-        std::memcpy(&value, bytes.data() + place, 4);
-        return value;
-    }
-    static std::int32_t IntAt(const std::string& bytes, std::size_t place) {
-        std::int32_t value;
+    // The little-endian 4-byte value at place, as an int32 or a float.
+    template <class T>
+    static T At(const std::string& bytes, std::size_t place) {
+        T value;
         std::memcpy(&value, bytes.data() + place, 4);
         return value;
     }
 
-    fs::path dir_;
     xRecordingPlatform platform_;
 };
 
@@ -60,11 +44,7 @@ TEST_F(FloatFMatrixTest, WindowRecentresAndClampsAtBothEnds) {
 }
 
 TEST_F(FloatFMatrixTest, FileLayoutAtAnOffset) {
-    const fs::path path = File("layout.fm");
-    {
-        std::ofstream prefix(path, std::ios::binary);
-        prefix << "HEADER!!";  // 8 bytes that belong to someone else
-    }
+    const fs::path path = Put("layout.fm", "HEADER!!");  // 8 bytes that belong to someone else
     {
         FloatFMatrix m(path);
         ASSERT_EQ(m.Init(8, 2, 3, 2), 1);
@@ -72,16 +52,14 @@ TEST_F(FloatFMatrixTest, FileLayoutAtAnOffset) {
             for (long c = 0; c < 2; ++c) m[r][c] = float(10 * r + c);
         m.Flush();
     }
-    const std::string bytes = ReadAll(path);
+    const std::string bytes = Slurp(path);
     ASSERT_EQ(bytes.size(), 8u + 16u + 3u * 2u * 4u);
     EXPECT_EQ(bytes.substr(0, 8), "HEADER!!");
-    EXPECT_EQ(IntAt(bytes, 8), 0);
-    EXPECT_EQ(IntAt(bytes, 12), 2);
-    EXPECT_EQ(IntAt(bytes, 16), 0);
-    EXPECT_EQ(IntAt(bytes, 20), 1);
+    const std::int32_t bounds[] = {0, 2, 0, 1};  // rows 0..2, columns 0..1
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(At<std::int32_t>(bytes, 8 + 4 * i), bounds[i]);
     for (long r = 0; r < 3; ++r)
         for (long c = 0; c < 2; ++c)
-            EXPECT_EQ(FloatAt(bytes, std::size_t(8 + 16 + (r * 2 + c) * 4)), float(10 * r + c));
+            EXPECT_EQ(At<float>(bytes, std::size_t(8 + 16 + (r * 2 + c) * 4)), float(10 * r + c));
 
     FloatFMatrix reader(path);
     ASSERT_EQ(reader.Init(8, 2), 1);  // dimensions from the header
@@ -125,10 +103,10 @@ TEST_F(FloatFMatrixTest, FillReachesEveryRowOfTheFile) {
         ASSERT_EQ(m.Init(0, 3, 11, 2), 1);  // 3 whole windows and 2 rows more
         m.Fill(-32767.0f);
     }
-    const std::string bytes = ReadAll(path);
+    const std::string bytes = Slurp(path);
     ASSERT_EQ(bytes.size(), 16u + 11u * 2u * 4u);
     for (std::size_t place = 16; place < bytes.size(); place += 4)
-        EXPECT_EQ(FloatAt(bytes, place), -32767.0f);
+        EXPECT_EQ(At<float>(bytes, place), -32767.0f);
 }
 
 TEST_F(FloatFMatrixTest, TemporaryFileGoesNamedFileStays) {

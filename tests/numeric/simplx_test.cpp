@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <Eigen/Dense>
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -189,44 +190,26 @@ TEST(SimplxHandSolved, ProgramsReachTheirHandSolvedAnswers) {
 // A[t][c], taus by channels, both from 0 here.
 using Design = std::vector<std::vector<double>>;
 
-// Free-signed amplitudes: x+ in columns 2..n+1, x- in n+2..2n+1, residual
-// bounds after them; 2m rows, m at-most then m at-least.
-FloatMatrix MinErrTableau(const Design& A, const std::vector<double>& rhs) {
+// Amplitudes x+ in columns 2..n+1, for free signs x- in the next n, then the
+// residual bounds; 2m rows, m at-most then m at-least.
+FloatMatrix L1Tableau(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
     const int n = int(A.size());
     const int m = int(rhs.size());
-    FloatMatrix a(1, 2 * m + 2, 1, 2 * n + m + 1);
-    for (int k = 2; k <= 2 * n + 1; ++k) a[1][k] = -1.0f;
-    for (int k = 2 * n + 2; k <= 2 * n + m + 1; ++k) a[1][k] = -10.0f;
+    const int nx = signedAmplitudes ? 2 * n : n;
+    FloatMatrix a(1, 2 * m + 2, 1, nx + m + 1);
+    for (int k = 2; k <= nx + 1; ++k) a[1][k] = -1.0f;
+    for (int k = nx + 2; k <= nx + m + 1; ++k) a[1][k] = -10.0f;
     for (int c = 1; c <= m; ++c) {
         const int i = c + 1;
         for (int row : {i, i + m}) {
             a[row][1] = float(rhs[c - 1]);
             for (int t = 1; t <= n; ++t) {
                 a[row][t + 1] = -float(A[t - 1][c - 1]);
-                a[row][n + t + 1] = float(A[t - 1][c - 1]);
+                if (signedAmplitudes) a[row][n + t + 1] = float(A[t - 1][c - 1]);
             }
         }
-        a[i][2 * n + 1 + c] = 1.0f;
-        a[i + m][2 * n + 1 + c] = -1.0f;
-    }
-    return a;
-}
-
-// Positive amplitudes only: x in columns 2..n+1, residual bounds after them.
-FloatMatrix PosTableau(const Design& A, const std::vector<double>& rhs) {
-    const int n = int(A.size());
-    const int m = int(rhs.size());
-    FloatMatrix a(1, 2 * m + 2, 1, n + m + 1);
-    for (int k = 2; k <= n + 1; ++k) a[1][k] = -1.0f;
-    for (int k = n + 2; k <= n + m + 1; ++k) a[1][k] = -10.0f;
-    for (int c = 1; c <= m; ++c) {
-        const int i = c + 1;
-        for (int row : {i, i + m}) {
-            a[row][1] = float(rhs[c - 1]);
-            for (int t = 1; t <= n; ++t) a[row][t + 1] = -float(A[t - 1][c - 1]);
-        }
-        a[i][n + 1 + c] = 1.0f;
-        a[i + m][n + 1 + c] = -1.0f;
+        a[i][nx + 1 + c] = 1.0f;
+        a[i + m][nx + 1 + c] = -1.0f;
     }
     return a;
 }
@@ -252,29 +235,17 @@ struct Polyhedron {
     std::vector<double> h;
 };
 
-bool SolveSquare(std::vector<std::vector<double>> M, std::vector<double> b,
+bool SolveSquare(const std::vector<std::vector<double>>& rows, const std::vector<double>& b,
                  std::vector<double>& z) {
-    const std::size_t N = b.size();
-    for (std::size_t col = 0; col < N; ++col) {
-        std::size_t pivot = col;
-        for (std::size_t r = col + 1; r < N; ++r)
-            if (std::fabs(M[r][col]) > std::fabs(M[pivot][col])) pivot = r;
-        if (std::fabs(M[pivot][col]) < 1e-10) return false;
-        std::swap(M[pivot], M[col]);
-        std::swap(b[pivot], b[col]);
-        for (std::size_t r = col + 1; r < N; ++r) {
-            const double f = M[r][col] / M[col][col];
-            if (f == 0.0) continue;
-            for (std::size_t k = col; k < N; ++k) M[r][k] -= f * M[col][k];
-            b[r] -= f * b[col];
-        }
-    }
-    z.assign(N, 0.0);
-    for (std::size_t r = N; r-- > 0;) {
-        double s = b[r];
-        for (std::size_t k = r + 1; k < N; ++k) s -= M[r][k] * z[k];
-        z[r] = s / M[r][r];
-    }
+    const Eigen::Index N = Eigen::Index(b.size());
+    Eigen::MatrixXd M(N, N);
+    for (Eigen::Index r = 0; r < N; ++r)
+        for (Eigen::Index k = 0; k < N; ++k) M(r, k) = rows[std::size_t(r)][std::size_t(k)];
+    Eigen::FullPivLU<Eigen::MatrixXd> lu(M);
+    lu.setThreshold(1e-10);
+    if (!lu.isInvertible()) return false;
+    const Eigen::VectorXd x = lu.solve(Eigen::Map<const Eigen::VectorXd>(b.data(), N));
+    z.assign(x.begin(), x.end());
     return true;
 }
 
@@ -414,9 +385,8 @@ std::vector<double> Amplitudes(const Outcome& out, int n, bool signedAmplitudes)
 Outcome SolveL1(const Design& A, const std::vector<double>& rhs, bool signedAmplitudes) {
     const int n = int(A.size());
     const int m = int(rhs.size());
-    const int columns = signedAmplitudes ? 2 * n : n;
-    FloatMatrix a = signedAmplitudes ? MinErrTableau(A, rhs) : PosTableau(A, rhs);
-    return RunSimplx(a, 2 * m, columns + m, m, m, 0);
+    FloatMatrix a = L1Tableau(A, rhs, signedAmplitudes);
+    return RunSimplx(a, 2 * m, (signedAmplitudes ? 2 * n : n) + m, m, m, 0);
 }
 
 // Every family at every size, five draws each, against brute force.
@@ -495,24 +465,17 @@ TEST(SimplxMessages, NegativeRightHandSideOnlyReportedWhenVerbose) {
     // Two rows with negative right-hand sides, as the L1 fits hand in, and one
     // at zero, which is not below 0 and so not worth a box.
     const Program p{{1, 1}, {{{1, -1}, -1}, {{-1, -1}, -0.5}, {{0, 1}, 0}, {{1, 1}, 3}}, {}, {}};
-    Outcome quiet;
-    Outcome loud;
-    {
+    const auto solve = [&p](bool verbose, const std::vector<std::string>& errors) {
         xRecordingPlatform platform;
         FloatMatrix a = TableauOf(p);
-        quiet = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, false);
-        EXPECT_TRUE(platform.messages.empty());
-    }
-    {
-        xRecordingPlatform platform;
-        FloatMatrix a = TableauOf(p);
-        loud = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, true);
+        const Outcome out = RunSimplx(a, 4, 2, 4, 0, 0, 1e-6f, verbose);
         // One box per offending row, and nothing else.
-        EXPECT_EQ(platform.Texts("error"),
-                  (std::vector<std::string>{"Bad input tableau in simplx",
-                                            "Bad input tableau in simplx"}));
-        EXPECT_EQ(platform.messages.size(), 2u);
-    }
+        EXPECT_EQ(platform.Texts("error"), errors);
+        EXPECT_EQ(platform.messages.size(), errors.size());
+        return out;
+    };
+    const Outcome quiet = solve(false, {});
+    const Outcome loud = solve(true, std::vector<std::string>(2, "Bad input tableau in simplx"));
     // Verbose changes what is said, not what is computed.
     EXPECT_EQ(loud.status, quiet.status);
     EXPECT_EQ(loud.value, quiet.value);

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <functional>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "xRecordingPlatform.h"
@@ -186,12 +185,9 @@ TEST(SvdcmpTest, SizesOutputsThatAreTooSmall) {
     FloatArray w;
     FloatMatrix v(0, 1, 0, 1);
     svdcmp(a, 4, 3, w, v);
-    EXPECT_EQ(w.Low(), 1);
-    EXPECT_EQ(w.High(), 3);
-    EXPECT_EQ(v.RowLow(), 1);
-    EXPECT_EQ(v.RowHigh(), 3);
-    EXPECT_EQ(v.ColLow(), 1);
-    EXPECT_EQ(v.ColHigh(), 3);
+    EXPECT_EQ(
+        (std::vector<long>{w.Low(), w.High(), v.RowLow(), v.RowHigh(), v.ColLow(), v.ColHigh()}),
+        (std::vector<long>{1, 3, 1, 3, 1, 3}));
     EXPECT_GT(w[3], 0.0f);
 }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <limits>
 #include <sstream>
 
 #include "xRecordingPlatform.h"
@@ -62,9 +61,7 @@ TEST(ArrayViews, WriteThroughAndLeaveForeignStorageAlone) {
         replacement[2] = 20.0f;
         view = replacement;  // same shape: written through into the storage
     }  // the view's destructor must not free the stack block (the sanitizer build checks)
-    EXPECT_EQ(storage[0], 0.0f);
-    EXPECT_EQ(storage[1], 20.0f);
-    EXPECT_EQ(storage[3], 0.0f);
+    EXPECT_EQ(std::vector<float>(storage, storage + 4), (std::vector<float>{0, 20, 0, 0}));
 
     float other[2] = {5, 6};
     FloatArray view(other, 2);
@@ -125,21 +122,17 @@ TEST(ArraySearch, FindCountSubArrayCopyFrom) {
 
     LongArray target(0, 4);
     target.CopyFrom(a, 7, 1, 3);
-    EXPECT_EQ(target[0], 0);
-    EXPECT_EQ(target[1], 4);
-    EXPECT_EQ(target[3], 7);
-    EXPECT_EQ(target[4], 0);
+    EXPECT_EQ(std::vector<std::int32_t>(target.Data(), target.Data() + 5),
+              (std::vector<std::int32_t>{0, 4, 9, 7, 0}));
 }
 
 TEST(ArraySearch, NearestIndexCountsFromZeroAndAnswersZeroBeyondTheEnd) {
     FloatArray rising(5, 8);  // 0 10 20 30
     for (long i = 0; i < 4; ++i) rising[5 + i] = 10.0f * float(i);
-    EXPECT_EQ(rising.NearestIndex(14.0f), 1);
-    EXPECT_EQ(rising.NearestIndex(15.0f), 1);  // a tie takes the predecessor
-    EXPECT_EQ(rising.NearestIndex(16.0f), 2);
-    EXPECT_EQ(rising.NearestIndex(30.0f), 3);
-    EXPECT_EQ(rising.NearestIndex(-5.0f), 0);
-    EXPECT_EQ(rising.NearestIndex(35.0f), 0);  // beyond the last: 0, not 3
+    // A tie (15) takes the predecessor; beyond the last (35) the answer is 0, not 3.
+    for (const auto& [value, index] :
+         {std::pair{14.0f, 1L}, {15.0f, 1L}, {16.0f, 2L}, {30.0f, 3L}, {-5.0f, 0L}, {35.0f, 0L}})
+        EXPECT_EQ(rising.NearestIndex(value), index) << value;
 
     FloatArray falling(0, 2);  // 30 20 10
     for (long i = 0; i < 3; ++i) falling[i] = 30.0f - 10.0f * float(i);

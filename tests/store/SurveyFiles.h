@@ -6,6 +6,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <vector>
 
 #include "xMData.h"
@@ -45,5 +47,50 @@ inline void WriteSurvey(const std::filesystem::path& path, const std::vector<Sur
         ASSERT_TRUE(writer.Finish());
     }
     ASSERT_TRUE(file.WriteHeader());
+    file.Close();
+}
+
+// The survey file at path, opened and its header read.
+template <class File = xMData>
+std::unique_ptr<File> OpenSurvey(const std::filesystem::path& path) {
+    auto file = std::make_unique<File>();
+    file->SetPath(path);
+    EXPECT_EQ(file->Open(), 1) << path;
+    EXPECT_TRUE(file->ReadHeader()) << path;
+    return file;
+}
+
+inline FloatArray Values(const std::vector<float>& values) {
+    FloatArray a(0, long(values.size()) - 1);
+    for (long i = 0; i < a.Length(); ++i) a[i] = values[std::size_t(i)];
+    return a;
+}
+
+// The component flags of a TzRz system.
+inline LongArray OnlyTzRz() {
+    LongArray flags(100, 109);
+    flags[109] = 1;
+    return flags;
+}
+
+// A result file (amplitudes, CDI) at path, laid out by init: its header, and
+// when item is given line 10 of one record whose item i is item(i).
+template <class File>
+void WriteResult(File& file, const std::filesystem::path& path,
+                 const std::function<void(File&)>& init,
+                 const std::function<float(long)>& item = nullptr) {
+    file.SetPath(path);
+    file.SetOverwrite(true);
+    ASSERT_EQ(file.Create(), 1);
+    init(file);
+    ASSERT_TRUE(file.WriteHeader());
+    if (item) {
+        xMLineWriter writer(file, 10);
+        std::vector<float> record(std::size_t(file.RowLength()));
+        for (std::size_t i = 0; i < record.size(); ++i) record[i] = item(long(i));
+        writer.AddRow(record.data());
+        ASSERT_TRUE(writer.Finish());
+        ASSERT_TRUE(file.WriteHeader());
+    }
     file.Close();
 }

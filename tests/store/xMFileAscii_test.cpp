@@ -18,17 +18,13 @@ namespace {
 class xMFileAsciiTest : public xTempFolderTest {
   protected:
     // Line 10: two records, one channel blank; line 20: one record, all
-    // channels blank.
-    void WriteSample() {
+    // channels blank. Answers the file opened.
+    std::unique_ptr<xMData> Sample() {
         WriteSurvey(dir_ / "S.BIN", {{10,
                                       {{100, 1.5f, -2, 0.25f, 120, 0, 1e-05f, 2.5e+06f, -32767},
                                        {101, 3, -2, 0.5f, 130, 1.5f, 3e-05f, 0.125f, 7}}},
                                      {20, {{200, 10, 20, 1, 90, 0, -32767, -32767, -32767}}}});
-    }
-    void Open(xMData& file) {
-        file.SetPath(dir_ / "S.BIN");
-        ASSERT_EQ(file.Open(), 1);
-        ASSERT_TRUE(file.ReadHeader());
+        return OpenSurvey(dir_ / "S.BIN");
     }
 
     xRecordingPlatform platform_;
@@ -59,52 +55,56 @@ TEST_F(xMFileAsciiTest, FidWindowsTakeTheBracketingRecordsAndClipAtTheEnds) {
     for (int r = 0; r < 10; ++r) one.records.push_back({100.0f + float(r), float(r)});
     for (int r = 0; r < 5; ++r) two.records.push_back({200.0f + float(r), float(r)});
     WriteSurvey(dir_ / "S.BIN", {one, two});
-    xMData file;
-    Open(file);
+    const auto file = OpenSurvey(dir_ / "S.BIN");
 
     // 102.5 lies between records 2 and 3, 105.5 between 5 and 6: the later of
     // each pair, so records 3 to 6.
-    EXPECT_EQ(file.RecordsBetween(1, 102.5f, 105.5f), 4);
-    EXPECT_EQ(file.RecordsBetween(1, 105.5f, 102.5f), 4);
-    EXPECT_EQ(file.RecordsBetween(1, 102.2f, 102.7f), 1);
-    EXPECT_EQ(file.RecordsBetween(9, 102.5f, 105.5f), 0);
+    EXPECT_EQ(file->RecordsBetween(1, 102.5f, 105.5f), 4);
+    EXPECT_EQ(file->RecordsBetween(1, 105.5f, 102.5f), 4);
+    EXPECT_EQ(file->RecordsBetween(1, 102.2f, 102.7f), 1);
+    EXPECT_EQ(file->RecordsBetween(9, 102.5f, 105.5f), 0);
 
-    FloatMatrix rows;
-    ASSERT_TRUE(file.ReadFidWindow(1, 105.5f, 102.5f, rows));
-    ASSERT_EQ(rows.Rows(), 4);
-    EXPECT_EQ(rows.Cols(), SmallRecord);
-    EXPECT_EQ(rows[0][1], 3.0f);
-    EXPECT_EQ(rows[3][1], 6.0f);
-    EXPECT_FALSE(file.ReadFidWindow(1, 102.2f, 102.7f, rows));  // one record
-    EXPECT_FALSE(file.ReadFidWindow(9, 102.5f, 105.5f, rows));
-    ASSERT_TRUE(file.ReadFidWindow(1, 50.0f, 101.5f, rows));  // outside the line: record 0
-    EXPECT_EQ(rows.Rows(), 3);
-    EXPECT_EQ(rows[0][1], 0.0f);
-    ASSERT_TRUE(file.ReadFidWindow(2, 201.5f, 203.5f, rows));
-    ASSERT_EQ(rows.Rows(), 3);
-    EXPECT_EQ(rows[0][0], 202.0f);
-
-    // Half the count to each side of the record found, cut at the line's ends.
-    ASSERT_TRUE(file.ReadAroundFid(1, 104.5f, 4, rows));
-    ASSERT_EQ(rows.Rows(), 5);
-    EXPECT_EQ(rows[0][1], 3.0f);
-    ASSERT_TRUE(file.ReadAroundFid(1, 100.5f, 6, rows));
-    ASSERT_EQ(rows.Rows(), 5);
-    EXPECT_EQ(rows[0][1], 0.0f);
-    ASSERT_TRUE(file.ReadAroundFid(1, 108.5f, 6, rows));
-    ASSERT_EQ(rows.Rows(), 4);
-    EXPECT_EQ(rows[3][1], 9.0f);
-    EXPECT_FALSE(file.ReadAroundFid(1, 104.5f, 0, rows));
-    EXPECT_FALSE(file.ReadAroundFid(9, 104.5f, 4, rows));
+    // Each window, by its FID ends or by a centre FID and a count, with the
+    // records it reads by their number (item 1), first and last; a window
+    // of fewer than two records reads nothing.
+    struct Window {
+        bool around;
+        std::int32_t line;
+        float a, b;
+        long first, last;
+    };
+    const Window windows[] = {
+        {false, 1, 105.5f, 102.5f, 3, 6},
+        {false, 1, 102.2f, 102.7f, 3, 3},
+        {false, 9, 102.5f, 105.5f, 0, -1},
+        {false, 1, 50.0f, 101.5f, 0, 2},  // outside: record 0
+        {false, 2, 201.5f, 203.5f, 2, 4},
+        // Half the count to each side of the record found, cut at the line's ends.
+        {true, 1, 104.5f, 4, 3, 7},
+        {true, 1, 100.5f, 6, 0, 4},
+        {true, 1, 108.5f, 6, 6, 9},
+        {true, 1, 104.5f, 0, 0, -1},
+        {true, 9, 104.5f, 4, 0, -1}};
+    for (const Window& w : windows) {
+        SCOPED_TRACE(testing::Message() << w.line << " " << w.a << " " << w.b);
+        FloatMatrix rows;
+        const bool read = w.around ? file->ReadAroundFid(w.line, w.a, long(w.b), rows)
+                                   : file->ReadFidWindow(w.line, w.a, w.b, rows);
+        ASSERT_EQ(read, w.last > w.first);
+        if (!read) continue;
+        ASSERT_EQ(rows.Rows(), w.last - w.first + 1);
+        EXPECT_EQ(rows.Cols(), SmallRecord);
+        EXPECT_EQ(rows[0][1], float(w.first));
+        EXPECT_EQ(rows[rows.Rows() - 1][1], float(w.last));
+        EXPECT_EQ(rows[0][0], float(100 * w.line + w.first));
+    }
     EXPECT_TRUE(platform_.messages.empty());
 }
 
 TEST_F(xMFileAsciiTest, PlainFormWritesHeaderLineBlocksAndRecords) {
-    WriteSample();
-    xMData file;
-    Open(file);
+    const auto file = Sample();
     std::ostringstream out;
-    ASSERT_TRUE(file.DumpAscii(out));
+    ASSERT_TRUE(file->DumpAscii(out));
     const std::string line10 =
         kBar + "//Line     : 10\n" + kBar +
         "//No of Records : 2\n//MinFid : 100\n//MaxFid : 101\n//MinX   : 1.5\n//MaxX   : 3\n"
@@ -121,23 +121,21 @@ TEST_F(xMFileAsciiTest, PlainFormWritesHeaderLineBlocksAndRecords) {
     EXPECT_EQ(out.str(), kHeader + line10 + line20);
 
     std::ostringstream only;
-    ASSERT_TRUE(file.DumpAscii(only, {20}));
+    ASSERT_TRUE(file->DumpAscii(only, {20}));
     EXPECT_EQ(only.str(), kHeader + line20);
     EXPECT_EQ(platform_.progress.front(), "open Dumping S.BIN file..");
     EXPECT_TRUE(platform_.messages.empty());
 }
 
 TEST_F(xMFileAsciiTest, PatternFormAveragesGroupsAndLeavesRoomForTheirTitles) {
-    WriteSample();
-    xMData file;
-    Open(file);
+    const auto file = Sample();
     std::istringstream text(
         "-2 4S L:\n0 6f1 FID\n-4 10f1 Mean\n6 12e3 TxRx1\n7 12e3 TxRx2\n8 3f1 TyRy1\n-3 14S\n"
         "-1 14S\n3 5i Z\n-1 14S\n");
     xAsciiPattern pattern;
     ASSERT_TRUE(pattern.Read(text, "S_BIN.AFF"));
     std::ostringstream out;
-    ASSERT_TRUE(file.SaveAscii(out, pattern));
+    ASSERT_TRUE(file->SaveAscii(out, pattern));
     const std::string room =
         std::string(12, ' ') + "\t" + std::string(12, ' ') + "\t" + std::string(5, ' ') + "\t\n";
     EXPECT_EQ(out.str(), kHeader +
@@ -157,18 +155,16 @@ TEST_F(xMFileAsciiTest, PatternFormAveragesGroupsAndLeavesRoomForTheirTitles) {
     xAsciiPattern wrong;
     wrong.Add(0, "FID", "14x");
     std::ostringstream none;
-    EXPECT_FALSE(file.SaveAscii(none, wrong));
+    EXPECT_FALSE(file->SaveAscii(none, wrong));
     EXPECT_EQ(none.str(), "");
     EXPECT_EQ(platform_.Texts("error"), std::vector<std::string>{"Wrong format definition <14x>"});
 }
 
 TEST_F(xMFileAsciiTest, MissingPatternFileGetsTheDefaultPatternWhichThenReturns) {
-    WriteSample();
-    xMData file;
-    Open(file);
+    const auto file = Sample();
     const fs::path aff = xAsciiPattern::DefaultPath(dir_ / "S.BIN");
     std::ostringstream out;
-    ASSERT_TRUE(file.SaveAscii(out, aff, {20}));
+    ASSERT_TRUE(file->SaveAscii(out, aff, {20}));
     std::ifstream saved(aff);
     std::stringstream content;
     content << saved.rdbuf();
@@ -191,7 +187,7 @@ TEST_F(xMFileAsciiTest, MissingPatternFileGetsTheDefaultPatternWhichThenReturns)
     // An edited pattern is what the next report uses.
     std::ofstream(aff) << "3 5i Z\n";
     std::ostringstream again;
-    ASSERT_TRUE(file.SaveAscii(again, aff));
+    ASSERT_TRUE(file->SaveAscii(again, aff));
     EXPECT_EQ(again.str(),
               kHeader + "/    Z\t\nLine     10\n    0\t\n    1\t\nLine     20\n    1\t\n");
     EXPECT_EQ(platform_.Texts("note").size(), 1u);

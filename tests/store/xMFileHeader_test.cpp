@@ -63,12 +63,6 @@ std::unique_ptr<xMFile> FileFor(const fs::path& path) {
     return file;
 }
 
-FloatArray Values(const std::vector<float>& values) {
-    FloatArray a(0, long(values.size()) - 1);
-    for (long i = 0; i < a.Length(); ++i) a[i] = values[std::size_t(i)];
-    return a;
-}
-
 class xMFileHeaderTest : public xTempFolderTest {
   protected:
     // The small layout (R = 15): line 10 of 3 records, line 20 of 2. Header
@@ -84,22 +78,14 @@ class xMFileHeaderTest : public xTempFolderTest {
     // matrices at 1420 and 1440, the basis type at 1460; one line of a record.
     std::string GoodAmplitudes() {
         GoodSurvey("S.BIN");
-        xMData bin;
-        bin.SetPath(dir_ / "S.BIN");
-        EXPECT_TRUE(bin.Open() == 1 && bin.ReadHeader());
+        const auto bin = OpenSurvey(dir_ / "S.BIN");
         xMAmp amp;
-        amp.SetPath(dir_ / "G.AMP");
-        amp.SetOverwrite(true);
-        EXPECT_EQ(amp.Create(), 1);
-        amp.InitFromData(bin, Values({1e-4f, 1e-3f, 1e-2f}), 0);
-        EXPECT_TRUE(amp.WriteHeader());
-        {
-            xMLineWriter writer(amp, 10);
-            writer.AddRow(std::vector<float>(std::size_t(amp.RowLength()), 1.0f).data());
-            EXPECT_TRUE(writer.Finish());
-        }
-        EXPECT_TRUE(amp.WriteHeader());
-        amp.Close();
+        WriteResult<xMAmp>(
+            amp, dir_ / "G.AMP",
+            [&bin](xMAmp& a) {
+                a.InitFromData(*bin, Values({1e-4f, 1e-3f, 1e-2f}), 0);
+            },
+            [](long) { return 1.0f; });
         return Slurp(dir_ / "G.AMP");
     }
 
@@ -109,14 +95,7 @@ class xMFileHeaderTest : public xTempFolderTest {
     // adds the conductivities at 1688 and the selection at 1708.
     template <class File>
     std::string GoodCdi(File& file, const std::string& name) {
-        file.SetPath(dir_ / name);
-        file.SetOverwrite(true);
-        EXPECT_EQ(file.Create(), 1);
-        LongArray flags(100, 109);
-        flags[109] = 1;
-        file.Init(Values({0, 10}), flags);
-        EXPECT_TRUE(file.WriteHeader());
-        file.Close();
+        WriteResult<File>(file, dir_ / name, [](File& f) { f.Init(Values({0, 10}), OnlyTzRz()); });
         return Slurp(dir_ / name);
     }
 

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "ByteBuilder.h"
@@ -24,6 +23,13 @@ class xMFileTest : public xTempFolderTest {
         EXPECT_EQ(file->Create(), 1);
         SmallLayout(*file);
         return file;
+    }
+    // Whether the bytes, put in the folder under name, read as a header.
+    bool ReadsHeader(const std::string& name, const std::string& bytes) {
+        xMData file;
+        file.SetPath(Put(name, bytes));
+        EXPECT_EQ(file.Open(), 1);
+        return file.ReadHeader();
     }
 
     xRecordingPlatform platform_;
@@ -103,48 +109,45 @@ TEST_F(xMFileTest, SeveralLinesRoundTripAndTotals) {
     ASSERT_TRUE(file->WriteHeader());
     file->Close();
 
-    xMData back;
-    back.SetPath(dir_ / "B.BIN");
-    ASSERT_EQ(back.Open(), 1);
-    ASSERT_TRUE(back.ReadHeader());
-    EXPECT_EQ(back.Lines(), 3);
-    EXPECT_EQ(back.Records(), 9);
-    EXPECT_EQ(back.RowLength(), R);
-    EXPECT_EQ(back.OrientationItems(), 6);
-    EXPECT_EQ(back.Min()[0], 0.0f);
-    EXPECT_EQ(back.Max()[0], 240.0f);  // line 2, row 4, item 0
-    EXPECT_EQ(back.Max()[14], 254.0f);
+    const auto back = OpenSurvey(dir_ / "B.BIN");
+    EXPECT_EQ(back->Lines(), 3);
+    EXPECT_EQ(back->Records(), 9);
+    EXPECT_EQ(back->RowLength(), R);
+    EXPECT_EQ(back->OrientationItems(), 6);
+    EXPECT_EQ(back->Min()[0], 0.0f);
+    EXPECT_EQ(back->Max()[0], 240.0f);  // line 2, row 4, item 0
+    EXPECT_EQ(back->Max()[14], 254.0f);
     float lo = 0, hi = 0;
-    ASSERT_TRUE(back.ComponentRange(105, lo, hi));  // channel at index 8
+    ASSERT_TRUE(back->ComponentRange(105, lo, hi));  // channel at index 8
     EXPECT_EQ(lo, 8.0f);
     EXPECT_EQ(hi, 248.0f);
-    EXPECT_FALSE(back.ComponentRange(102, lo, hi));
-    EXPECT_EQ(back.CompactOffsets().Length(), 2);
-    EXPECT_EQ(back.CompactOffsets()[1], 8);
+    EXPECT_FALSE(back->ComponentRange(102, lo, hi));
+    EXPECT_EQ(back->CompactOffsets().Length(), 2);
+    EXPECT_EQ(back->CompactOffsets()[1], 8);
 
-    back.ResetLines();
+    back->ResetLines();
     xMLineBlock line;
     int seen = 0;
-    while (back.NextLine(line)) {
+    while (back->NextLine(line)) {
         EXPECT_EQ(line.number, 10 + seen);
         EXPECT_EQ(line.rows, sizes[seen]);
         EXPECT_EQ(line.dataPosition - line.position, 1060 + 8 * R);
         FloatMatrix rows;
-        ASSERT_TRUE(back.ReadRows(line, 0, line.rows, rows));
+        ASSERT_TRUE(back->ReadRows(line, 0, line.rows, rows));
         EXPECT_EQ(rows[line.rows - 1][R - 1], float(100 * seen + 10 * (line.rows - 1) + R - 1));
         ++seen;
     }
     EXPECT_EQ(seen, 3);
-    ASSERT_TRUE(back.FindLine(12, line));
+    ASSERT_TRUE(back->FindLine(12, line));
     FloatMatrix window;
-    ASSERT_TRUE(back.ReadRows(line, 2, 2, window));
+    ASSERT_TRUE(back->ReadRows(line, 2, 2, window));
     EXPECT_EQ(window[0][0], 220.0f);
     EXPECT_EQ(window[1][1], 231.0f);
-    EXPECT_FALSE(back.FindLine(99, line));
+    EXPECT_FALSE(back->FindLine(99, line));
     EXPECT_TRUE(platform_.messages.empty());
 
     std::ostringstream dump;
-    back.DumpHeader(dump);
+    back->DumpHeader(dump);
     EXPECT_NE(dump.str().find("/No of Lines\t: 3\n"), std::string::npos);
     EXPECT_EQ(dump.str().rfind("/" + std::string(35, '_') + "\n", 0), 0u);
 }
@@ -157,24 +160,18 @@ TEST_F(xMFileTest, VersionSixUsesLegacyChannelCountAndNoOrientation) {
     v6.I32(0).I32(8).Raw(Floats(std::vector<float>(9, 1.0f)));
     v6.I32(100).I32(109).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(1);
     v6.I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(0).I32(6);
-    xMData file;
-    file.SetPath(Put("OLD.BIN", v6.data));
-    ASSERT_EQ(file.Open(), 1);
-    ASSERT_TRUE(file.ReadHeader());
-    EXPECT_EQ(file.Channels()[109], 3);
-    EXPECT_EQ(file.Channels()[101], 0);
-    EXPECT_EQ(file.OrientationItems(), 0);
-    EXPECT_EQ(file.RowLength(), 9);
-    EXPECT_EQ(file.ChannelOffset(109), 6);
+    const auto file = OpenSurvey(Put("OLD.BIN", v6.data));
+    EXPECT_EQ(file->Channels()[109], 3);
+    EXPECT_EQ(file->Channels()[101], 0);
+    EXPECT_EQ(file->OrientationItems(), 0);
+    EXPECT_EQ(file->RowLength(), 9);
+    EXPECT_EQ(file->ChannelOffset(109), 6);
     xMLineBlock line;
-    EXPECT_FALSE(file.NextLine(line));  // no lines: the walk ends at once
+    EXPECT_FALSE(file->NextLine(line));  // no lines: the walk ends at once
     EXPECT_TRUE(platform_.messages.empty());
 
     v6.data[0] = 5;
-    xMData old;
-    old.SetPath(Put("V5.BIN", v6.data));
-    ASSERT_EQ(old.Open(), 1);
-    EXPECT_FALSE(old.ReadHeader());
+    EXPECT_FALSE(ReadsHeader("V5.BIN", v6.data));
     EXPECT_TRUE(platform_.Saw("error", "xMFile::Unsupported format of data in " +
                                            (dir_ / "V5.BIN").string() +
                                            ". Update your data files to version 13.\n"
@@ -183,26 +180,14 @@ TEST_F(xMFileTest, VersionSixUsesLegacyChannelCountAndNoOrientation) {
 }
 
 TEST_F(xMFileTest, TruncatedAndGarbageFilesEndInAMessage) {
-    std::unique_ptr<xMData> file(Create("C.BIN"));
-    ASSERT_TRUE(file->WriteHeader());
-    {
-        xMLineWriter writer(*file, 1);
-        std::vector<float> rec(R, 1.0f);
-        for (int i = 0; i < 4; ++i) writer.AddRow(rec.data());
-        ASSERT_TRUE(writer.Finish());
-    }
-    ASSERT_TRUE(file->WriteHeader());
-    file->Close();
+    WriteSurvey(dir_ / "C.BIN", {{1, {{1}, {1}, {1}, {1}}}});
     const std::string whole = Slurp(dir_ / "C.BIN");
     const std::size_t header = 1152 + 8 * R;
 
     for (std::size_t cut :
          {std::size_t(2), std::size_t(30), std::size_t(600), std::size_t(1050), header - 50}) {
         platform_.messages.clear();
-        xMData t;
-        t.SetPath(Put("T.BIN", whole.substr(0, cut)));
-        ASSERT_EQ(t.Open(), 1);
-        EXPECT_FALSE(t.ReadHeader()) << cut;
+        EXPECT_FALSE(ReadsHeader("T.BIN", whole.substr(0, cut))) << cut;
         ASSERT_EQ(platform_.messages.size(), 1u) << cut;
         EXPECT_NE(platform_.messages[0].text.find("Error reading header from file < " +
                                                   (dir_ / "T.BIN").string() + " >"),
@@ -228,10 +213,7 @@ TEST_F(xMFileTest, TruncatedAndGarbageFilesEndInAMessage) {
     huge[1052] = huge[1053] = huge[1054] = char(0xFF);
     huge[1055] = 0x7F;
     platform_.messages.clear();
-    xMData g;
-    g.SetPath(Put("G.BIN", huge));
-    ASSERT_EQ(g.Open(), 1);
-    EXPECT_FALSE(g.ReadHeader());
+    EXPECT_FALSE(ReadsHeader("G.BIN", huge));
     EXPECT_TRUE(platform_.Saw(
         "error", "xMFile::Error reading header from file < " + (dir_ / "G.BIN").string() +
                      " >\nG.BIN: byte 1048: expected bounds of the "

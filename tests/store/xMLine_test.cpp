@@ -43,32 +43,17 @@ class xMLineTest : public xTempFolderTest {
   protected:
     // Lines numbered 1.. with the given row counts.
     std::unique_ptr<xMData> Build(std::initializer_list<long> sizes) {
-        {
-            xMData file;
-            file.SetPath(dir_ / "L.BIN");
-            file.SetOverwrite(true);
-            EXPECT_EQ(file.Create(), 1);
-            SmallLayout(file);
-            EXPECT_TRUE(file.WriteHeader());
-            std::int32_t number = 1;
-            for (long rows : sizes) {
-                xMLineWriter writer(file, number);
-                FloatArray record(R);
-                for (long r = 0; r < rows; ++r) {
-                    for (long c = 0; c < R; ++c) record[c] = Value(number, r, c);
-                    writer.AddRow(record);
-                }
-                EXPECT_TRUE(writer.Finish());
-                ++number;
+        std::vector<SurveyLine> lines;
+        for (long rows : sizes) {
+            SurveyLine line{std::int32_t(lines.size() + 1), {}};
+            for (long r = 0; r < rows; ++r) {
+                auto& record = line.records.emplace_back(std::size_t(R));
+                for (long c = 0; c < R; ++c) record[std::size_t(c)] = Value(line.number, r, c);
             }
-            EXPECT_TRUE(file.WriteHeader());
-            file.Close();
+            lines.push_back(std::move(line));
         }
-        auto file = std::make_unique<xMData>();
-        file->SetPath(dir_ / "L.BIN");
-        EXPECT_EQ(file->Open(), 1);
-        EXPECT_TRUE(file->ReadHeader());
-        return file;
+        WriteSurvey(dir_ / "L.BIN", lines);
+        return OpenSurvey(dir_ / "L.BIN");
     }
 
     xRecordingPlatform platform_;
