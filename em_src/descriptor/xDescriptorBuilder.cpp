@@ -149,9 +149,13 @@ bool xDescriptorBuilder::HalfPeriodShift(const xStmSystem& system, double& shift
     if (system.waveform.empty() || half <= 0.0) return false;
     const double first = system.waveform.front().time;
     const double last = system.waveform.back().time;
-    // A table of one half period starts it; in a longer one the windows say which half.
+    // A table of one half period starts it; in a longer one the windows say which
+    // half. A table of a thousand half periods is no waveform of this system.
+    constexpr int kMostHalfPeriods = 1000;
+    int tried = 0;
     for (double start = first; start == first || start + half <= last + kTimeTolerance;
          start += half) {
+        if (++tried > kMostHalfPeriods) return false;
         const bool fits =
             std::all_of(system.windows.begin(), system.windows.end(), [&](const xStmWindow& w) {
                 return w.start >= start - kTimeTolerance && w.end <= start + half + kTimeTolerance;

@@ -198,6 +198,18 @@ TEST(DescriptorBuilder, WholePeriodTableGivesThePositiveHalfHoldingTheWindows) {
     ExpectRows(wave.txWaveform.samples, {{0, 0}, {10, 1}, {19900, 1}, {20000, 0}});
 }
 
+// A waveform table that starts 1e60 s early is no half period of the system: it is
+// refused at once (it once stepped through the table a half period at a time).
+TEST(DescriptorBuilder, AbsurdlyLongWaveformTableFitsNoHalfPeriod) {
+    xRecordingPlatform platform;
+    xStmSystem system;
+    system.baseFrequency = 3.0;
+    system.waveform = {{-1e60, 0.0}, {0.816, 0.0}};
+    system.windows = {{0.0004, 0.0008}};
+    double shift = 0.0;
+    EXPECT_FALSE(xDescriptorBuilder::HalfPeriodShift(system, shift));
+}
+
 TEST(DescriptorBuilder, WritesAndReadsBackIdentically) {
     xRecordingPlatform platform;
     xEMDesc built;
