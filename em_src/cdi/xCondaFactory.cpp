@@ -13,6 +13,7 @@
 #include "xMLineBlock.h"
 #include "xPlatform.h"
 #include "xRecordLayout.h"
+#include "xRxUnit.h"
 #include "xTRClasf.h"
 
 using cdi::NULLVALUE;
@@ -97,8 +98,9 @@ bool xCondaFactory::Init() {
         if (id < FirstComponent || id > LastComponent) continue;
         rxHeight_[Slot(id)] = static_cast<long>(component.geometry.GetPosition(xEMGDesc::Rx)[2]);
         const xEMWDesc& wave = component.wave;
-        const double perPrimary = xEMWDesc::NormalizedUnitFactor(wave.rxPrimary.unit);
-        if (perPrimary != 0.0) toPrimaryFraction_[Slot(id)] = static_cast<float>(1.0 / perPrimary);
+        const xRxUnit unit = xRxUnit::Of(wave.rxPrimary.unit);
+        if (unit.IsRelative())
+            toPrimaryFraction_[Slot(id)] = static_cast<float>(1.0 / unit.Factor());
         if (!frequencyDomain && wave.GetWindows().Rows() > 0)
             systemSpan_ = WindowSpan(descriptor_.systemDesc, wave.GetWindows());
         if (frequencyDomain && wave.GetFrequencies().Rows() > 0) {

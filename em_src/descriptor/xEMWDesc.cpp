@@ -136,10 +136,3 @@ std::vector<std::string> xEMWDesc::Validate(const xEMSDesc& header) const {
         refusals.push_back("Undefined waveform or windows.");
     return refusals;
 }
-
-double xEMWDesc::NormalizedUnitFactor(const std::string& unit) {
-    if (unit == "ppm") return 1.0e6;
-    if (unit == "ppt") return 1.0e3;
-    if (unit == "%") return 100.0;
-    return 0.0;
-}

@@ -37,10 +37,6 @@ class xEMWDesc {
     // in nominal time, or in the frequency domain the frequency itself.
     FloatArray GetSampleTimes(bool frequencyDomain = false) const;
 
-    // Data units per unit of the primary field for a receiver unit that
-    // normalises by the primary ("ppm", "ppt", "%"); 0 for absolute units.
-    static double NormalizedUnitFactor(const std::string& unit);
-
     // The editor's refusals on OK, in the order it shows them; empty when the
     // component can be used with this header.
     std::vector<std::string> Validate(const xEMSDesc& header) const;

@@ -7,6 +7,7 @@
 #include <numbers>
 
 #include "xEMDesc.h"
+#include "xRxUnit.h"
 #include "xTRClasf.h"
 
 namespace {
@@ -187,10 +188,11 @@ bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
         }
         reference *= peak * Mu0;
     }
-    const double normalised = xEMWDesc::NormalizedUnitFactor(unit_);
-    if (normalised != 0.0) {
+    const xRxUnit unit = xRxUnit::Of(unit_);
+    const bool normalised = unit.IsRelative();
+    if (normalised) {
         c.reference = reference;
-        c.factor = normalised;
+        c.factor = unit.Factor();
         if (reference == 0.0) {
             problem_ = "The primary field of component " + ComponentName(id) +
                        " is zero at the receiver; data normalised by it cannot be modelled.";
