@@ -310,15 +310,27 @@ double PeakCurrentRate(const xWaveform& current, const xEMSDesc& header) {
     return peak > 0.0 ? rate / peak : 0.0;
 }
 
-// The size of the free-space primary B per unit moment at the receiver: the
-// field the lookups of the images are normalised by.
+// The sign of the receiver's primary where it is largest: the basis divides
+// the data by it, so a primary stored negative turns the amplitudes over.
+double PrimarySign(const xWaveform& primary) {
+    const FloatMatrix& s = primary.samples;
+    float largest = 0.0f;
+    for (long r = s.RowLow(); r <= s.RowHigh(); ++r)
+        if (std::fabs(s[r][1]) > std::fabs(largest)) largest = s[r][1];
+    return largest < 0.0f ? -1.0 : 1.0;
+}
+
+// The free-space primary B per unit moment at the receiver.
 double PrimaryPerMoment(const xEMGDesc& g, long id) {
     FloatArray field(0, 2);
     if (!g.PrimaryField(TxAxis(id), g.GetSeparationX(), g.GetSeparationY(), g.GetSeparationZ(),
                         field))
         return 0.0;
-    const double size = std::sqrt(double(field[0]) * field[0] + double(field[1]) * field[1] +
-                                  double(field[2]) * field[2]);
+    // The size the lookups divide by, with the sign of the field along the
+    // receiver's axis: data keep the sign the survey delivers them with.
+    double size = std::sqrt(double(field[0]) * field[0] + double(field[1]) * field[1] +
+                            double(field[2]) * field[2]);
+    if (field[RxAxis(id) - 1] < 0.0f) size = -size;
     // A loop's routine gives the field per ampere; its moment is the area.
     const double area = g.transmitter.IsLoop() ? g.GetArea(TxAxis(id)) : 1.0;
     return area > 0.0 ? kMu0 * size / area : 0.0;
@@ -355,11 +367,11 @@ double xEMDesc::PrimaryFractionFactor(long id, std::string& why) const {
     const double peak = unit.kind() == xRxUnit::Kind::FieldRate && !IsFrequencyDomain()
                             ? PeakCurrentRate(tx, systemDesc)
                             : 1.0;
-    if (!(primary > 0.0) || !(peak > 0.0)) {
+    if (primary == 0.0 || !(peak > 0.0)) {
         why = "the primary field of " + name +
               " at its receiver is 0 by the descriptor's geometry and transmitter current; "
               "check them in the descriptor";
         return 0.0;
     }
-    return unit.Factor() / (moment * primary * peak);
+    return PrimarySign(c.wave.rxPrimary) * unit.Factor() / (moment * primary * peak);
 }
