@@ -177,10 +177,43 @@ bool xCdiPass::CalibrationLooksWrong(const std::array<float, 9>& factors) const 
     return false;
 }
 
+bool xCdiPass::CheckFractions(const xMAmp& amp) const {
+    if (settings_.forceToSurface) return true;
+    for (long id = FirstComponent; id <= LastComponent; ++id) {
+        if (amp.ComponentFlags()[id] == 0 || !descriptor_.HasComponent(id)) continue;
+        std::string why;
+        if (descriptor_.PrimaryFractionFactor(id, why) != 0.0) continue;
+        platform_.Error(
+            "CDI ERROR: The amplitudes cannot be brought to fractions of the primary "
+            "field: " +
+            why + ". Or set 704.ForceToSurface=1 to scale them to the surface.");
+        return false;
+    }
+    return true;
+}
+
+bool xCdiPass::CheckScalingSigns(const xCondaFactory& engine) const {
+    for (long id = FirstComponent; id <= LastComponent; ++id) {
+        const float factor = scaling_[id - FirstComponent];
+        if (engine.Weights()[id - FirstComponent] == 0.0f || !(factor < 0.0f)) continue;
+        std::ostringstream text;
+        text << "CDI ERROR: The force-to-surface factor of " << ComponentName(id) << " is "
+             << factor
+             << ": its data have the opposite sign to the primary field of the descriptor. "
+                "Most likely the channels need their sign turned: build the descriptor again "
+                "with the group negated (descriptor build --channels "
+             << char('X' + RxAxis(id) - 1) << "=-COLUMN) and run 701 to 704 again.";
+        platform_.Error(text.str());
+        return false;
+    }
+    return true;
+}
+
 bool xCdiPass::Scale(xCondaFactory& engine, bool compute) {
     if (settings_.forceToSurface) {
         if (compute) {
             scaling_ = engine.ComputeScalingFactors(0);
+            if (!CheckScalingSigns(engine)) return false;
             std::ostringstream shown;
             shown << "Contributions of all taus will be reduced by factor of";
             for (long id = FirstComponent; id <= LastComponent; ++id)
@@ -209,6 +242,7 @@ bool xCdiPass::RunLines(xMAmp& amp, xCondaFactory& engine) {
 bool xCdiPass::Close(xMCond& cnd, xCondaFactory& engine, bool finished) {
     histogram_ = engine.Histogram();
     records_ = engine.RecordsDone();
+    cells_ = engine.Cells();
     cnd.ShiftDepthsByZmax();
     cnd.SetHistogram(histogram_);
     const bool written = cnd.WriteHeader();
@@ -239,7 +273,7 @@ bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cn
     engine->SetShortTauFlags(settings_.cut, settings_.predict);
     engine->SetLayerCount(settings_.layerCount);
     if (owner_) owner_->SetEngine(engine.get());
-    bool finished = CheckGeometry(amp);
+    bool finished = CheckFractions(amp) && CheckGeometry(amp);
     if (finished) RaiseMaxAltitude(amp);
     const long deepest = long(settings_.maxAltitude) + settings_.maxDepth;
     finished = finished && engine->BuildLookups(1, deepest) &&
@@ -251,4 +285,20 @@ bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cn
     if (finished) finished = RunLines(amp, *engine);
     if (owner_) owner_->SetEngine(nullptr);
     return Close(*cnd, *engine, finished);
+}
+
+std::string xCdiPass::EmptySectionProblem() const {
+    if (records_ == 0 || cells_.inside > 0) return "";
+    const FloatArray& c = settings_.conductivities;
+    std::ostringstream text;
+    text << "CDI ERROR: The section says nothing of the ground: ";
+    if (cells_.valid == 0)
+        text << "every conductivity is NULL.";
+    else
+        text << "every conductivity lies at an end of the table (" << c[c.Low()] << " or "
+             << c[c.High()] << " mS/m).";
+    text << " The amplitudes are not fractions of the primary field: check the descriptor's "
+            "receiver unit and transmitter moment and the sign of the data, or set "
+            "704.ForceToSurface=1.";
+    return text.str();
 }

@@ -12,9 +12,9 @@
 
 #include "xArray.h"
 #include "xCdiSettings.h"
+#include "xCondaFactory.h"
 #include "xMatrix.h"
 
-class xCondaFactory;
 class xConductanceTable;
 class xEMDesc;
 class xMAmp;
@@ -43,6 +43,9 @@ class xCdiPass {
     // The histogram of the last stage and the records it wrote.
     const FloatMatrix& Histogram() const { return histogram_; }
     long Records() const { return records_; }
+    // An image with no cell between the table's ends says nothing of the
+    // ground; the text that says so and what to check, empty for a real one.
+    std::string EmptySectionProblem() const;
 
     // The conductivity range the counts of a histogram (rows 1 counts, 2 bin
     // edges) call for: from the bin before the first holding at least 1 % of
@@ -63,6 +66,11 @@ class xCdiPass {
     std::unique_ptr<xCondaFactory> MakeEngine(xMAmp& amp, xMCond& cnd) const;
     bool CheckGeometry(const xMAmp& amp) const;
     void RaiseMaxAltitude(const xMAmp& amp);
+    // Without force to surface every component's amplitudes must become
+    // fractions of the primary field; false, with what to set, when one cannot.
+    bool CheckFractions(const xMAmp& amp) const;
+    // A negative factor means data of the opposite sign to the primary.
+    bool CheckScalingSigns(const xCondaFactory& engine) const;
     bool Scale(xCondaFactory& engine, bool compute);
     bool CalibrationLooksWrong(const std::array<float, 9>& factors) const;
     bool RunLines(xMAmp& amp, xCondaFactory& engine);
@@ -77,4 +85,5 @@ class xCdiPass {
     bool scalingOn_ = false;
     FloatMatrix histogram_;
     long records_ = 0;
+    xCondaFactory::CellCounts cells_;
 };

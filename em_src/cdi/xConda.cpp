@@ -179,5 +179,8 @@ void xConda::Execute(int) {
          << params.maxDepth << " m, conductivities " << params.conductivities[1] << " to "
          << params.conductivities[params.condCount] << " mS/m";
     Platform().Note(note.str());
-    if (!pass.CrossComponent()) SaveOutput(cndPath);
+    if (pass.CrossComponent()) return;
+    SaveOutput(cndPath);
+    if (const std::string problem = pass.EmptySectionProblem(); !problem.empty())
+        Platform().Error(problem);
 }

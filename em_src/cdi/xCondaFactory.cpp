@@ -13,7 +13,6 @@
 #include "xMLineBlock.h"
 #include "xPlatform.h"
 #include "xRecordLayout.h"
-#include "xRxUnit.h"
 #include "xTRClasf.h"
 
 using cdi::NULLVALUE;
@@ -64,6 +63,8 @@ xCondaFactory::xCondaFactory(const xEMDesc& descriptor, xMAmp& input, xMCond& ou
 xCondaFactory::~xCondaFactory() = default;
 
 void xCondaFactory::SetConductivities(const FloatArray& values) {
+    floor_ = values.Length() > 0 ? values[values.Low()] : 0.0f;
+    ceiling_ = values.Length() > 0 ? values[values.High()] : 0.0f;
     math_.SetConductivities(std::vector<float>(values.Data(), values.Data() + values.Length()));
 }
 
@@ -98,9 +99,10 @@ bool xCondaFactory::Init() {
         if (id < FirstComponent || id > LastComponent) continue;
         rxHeight_[Slot(id)] = static_cast<long>(component.geometry.GetPosition(xEMGDesc::Rx)[2]);
         const xEMWDesc& wave = component.wave;
-        const xRxUnit unit = xRxUnit::Of(wave.rxPrimary.unit);
-        if (unit.IsRelative())
-            toPrimaryFraction_[Slot(id)] = static_cast<float>(1.0 / unit.Factor());
+        std::string why;
+        const double fraction = descriptor_.PrimaryFractionFactor(id, why);
+        // Unknown only when force to surface is on: its factors scale the data instead.
+        if (fraction != 0.0) toPrimaryFraction_[Slot(id)] = static_cast<float>(fraction);
         if (!frequencyDomain && wave.GetWindows().Rows() > 0)
             systemSpan_ = WindowSpan(descriptor_.systemDesc, wave.GetWindows());
         if (frequencyDomain && wave.GetFrequencies().Rows() > 0) {
@@ -185,12 +187,21 @@ void xCondaFactory::ProcessRecord(const float* in, float* out) {
     mean_.assign(output_.DepthCount(), NULLVALUE);
     math_.MeanConductance(weights_, active_, mean_);
     WriteSections(mean_, out, output_.LayerStart(0));
+    CountCells(out + output_.SectionStart(0));
     if (output_.SectionCount() > 2)
         std::copy(mean_.begin(), mean_.end(), out + output_.SectionStart(2));
     math_.AccumulateHistogram(mean_, counts_, edges_);
     out[xMCond::PenetrationItem] = -math_.EstimatePenetration(mean_);
     out[xRecordLayout::Altitude] += out[xRecordLayout::Z];
     if (table_) table_->WriteRow(out, mean_);
+}
+
+void xCondaFactory::CountCells(const float* discrete) {
+    for (long d = 0; d < output_.DepthCount(); ++d) {
+        if (discrete[d] == NULLVALUE) continue;
+        ++cells_.valid;
+        if (discrete[d] > floor_ && discrete[d] < ceiling_) ++cells_.inside;
+    }
 }
 
 bool xCondaFactory::ProcessLine(const xMLineBlock& block) {

@@ -65,6 +65,12 @@ class xCondaFactory : public xProcessState {
     FloatMatrix Histogram() const;
     const std::array<float, 9>& Weights() const { return weights_; }
     long RecordsDone() const { return records_; }
+    // Cells of the discrete mean sections written: those holding a value, and
+    // those strictly between the first and last conductivity of the table.
+    struct CellCounts {
+        long valid = 0, inside = 0;
+    };
+    const CellCounts& Cells() const { return cells_; }
 
     static constexpr long ProgressStep = 50;
 
@@ -80,6 +86,7 @@ class xCondaFactory : public xProcessState {
     void CopyAmplitudeItems(const float* in, long component, float weight, float* out) const;
     // Discrete, layered and conductance sections of a column, and its layer bounds.
     void WriteSections(const std::vector<float>& column, float* out, long layerItem);
+    void CountCells(const float* discrete);
 
     const xEMDesc& descriptor_;
     xMAmp& input_;
@@ -91,8 +98,8 @@ class xCondaFactory : public xProcessState {
     std::array<float, 9> weights_{};
     std::array<float, 9> scaling_;
     std::array<long, 9> rxHeight_{};
-    // Amplitudes in ppm, ppt or % of the primary become fractions of it, the
-    // unit of the lookups; absolute units stay as they are.
+    // What turns a component's amplitudes into fractions of the primary field,
+    // the unit of the lookups; 1 where the descriptor cannot say.
     std::array<float, 9> toPrimaryFraction_;
     bool scalingOn_ = false;
     float systemSpan_ = 0.0f;
@@ -101,4 +108,6 @@ class xCondaFactory : public xProcessState {
     std::vector<float> counts_, edges_;
     std::vector<float> mean_, section_, bounds_;
     long records_ = 0;
+    float floor_ = 0.0f, ceiling_ = 0.0f;
+    CellCounts cells_;
 };

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Commands.h"
+#include "xCndMerge.h"
 #include "xCndReports.h"
 #include "xMCond.h"
 #include "xParamFields.h"
@@ -93,6 +94,41 @@ int CdiExport(const CdiExportArgs& args, std::ostream& out) {
     return kSuccess;
 }
 
+int CdiMerge(const fs::path& low, const fs::path& high, fs::path out, std::ostream& report) {
+    if (!out.has_extension()) out += ".CND";
+    if (!xCndMerge(Platform()).Merge(low, high, out)) return kFailed;
+    report << "Written: " << out.string() << " (" << low.filename().string() << " above its "
+           << "penetration, " << high.filename().string() << " below)\n";
+    return kSuccess;
+}
+
+namespace {
+
+void AddMergeCommand(CLI::App& cdi, CommandTable& table) {
+    struct Args {
+        std::string low, high, out;
+    };
+    auto args = std::make_shared<Args>();
+    auto* command = table.Add(
+        cdi, "merge",
+        "Join the CDI files of the low and the high moment of the same records into one:\n"
+        "the low moment's sections down to its estimated penetration, the high moment's\n"
+        "below it, blended over 20 m in log conductivity; every other item is the high\n"
+        "moment's. Both files must come from 704 with the same depths and parameters, over\n"
+        "the same lines and FIDs. The result is a CDI file every export format can write.\n"
+        "Example:\n"
+        "  tovarn cdi merge LM.CND HM.CND --out both",
+        [args](xConsolePlatform&) {
+            return CdiMerge(args->low, args->high, args->out, std::cout);
+        });
+    command->add_option("LM.CND", args->low, "the low moment's CDI file")->required();
+    command->add_option("HM.CND", args->high, "the high moment's CDI file")->required();
+    command->add_option("--out", args->out, "the merged CDI file (.CND added without an extension)")
+        ->required();
+}
+
+}  // namespace
+
 void AddCdiCommands(CLI::App& app, CommandTable& table) {
     struct Args {
         CdiExportArgs cdi;
@@ -103,6 +139,7 @@ void AddCdiCommands(CLI::App& app, CommandTable& table) {
     auto args = std::make_shared<Args>();
     auto* cdi = app.add_subcommand("cdi", "Work with a CDI file (CND) that 704 wrote.");
     cdi->require_subcommand(1);
+    AddMergeCommand(*cdi, table);
     auto* command = table.Add(
         *cdi, "export",
         "Write a CDI file as text or as an ASEG-GDF2 pair, as the CDI process does after a\n"

@@ -119,6 +119,10 @@ struct CdiExportArgs {
 };
 // A report of a CDI file as the CDI process writes it after a pass.
 int CdiExport(const CdiExportArgs& args, std::ostream& out);
+// The low moment's section above its penetration and the high moment's below,
+// into out (".CND" added when it has no extension).
+int CdiMerge(const std::filesystem::path& low, const std::filesystem::path& high,
+             std::filesystem::path out, std::ostream& report);
 
 void AddNewCommand(CLI::App& app, CommandTable& table);
 void AddParamsCommand(CLI::App& app, CommandTable& table);

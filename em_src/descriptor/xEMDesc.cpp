@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <fstream>
 #include <iomanip>
 #include <sstream>
 
 #include "DscStream.h"
 #include "xPlatform.h"
+#include "xRxUnit.h"
 
 namespace fs = std::filesystem;
 
@@ -289,4 +291,87 @@ bool CheckSystemFiles(const fs::path& directory, const std::string& project,
         return false;
     }
     return true;
+}
+
+namespace {
+
+constexpr double kMu0 = 1.25663706212e-6;
+
+// Peak of the current's rate of change in 1/s, the current scaled to a peak of 1.
+double PeakCurrentRate(const xWaveform& current, const xEMSDesc& header) {
+    const FloatMatrix& s = current.samples;
+    double peak = 0.0, rate = 0.0;
+    for (long r = s.RowLow(); r <= s.RowHigh(); ++r)
+        peak = std::max(peak, std::fabs(double(s[r][1])));
+    for (long r = s.RowLow(); r < s.RowHigh(); ++r) {
+        const double dt = header.RealSeconds(s[r + 1][0]) - header.RealSeconds(s[r][0]);
+        if (dt > 0.0) rate = std::max(rate, std::fabs(double(s[r + 1][1]) - s[r][1]) / dt);
+    }
+    return peak > 0.0 ? rate / peak : 0.0;
+}
+
+// The sign of the receiver's primary where it is largest: the basis divides
+// the data by it, so a primary stored negative turns the amplitudes over.
+double PrimarySign(const xWaveform& primary) {
+    const FloatMatrix& s = primary.samples;
+    float largest = 0.0f;
+    for (long r = s.RowLow(); r <= s.RowHigh(); ++r)
+        if (std::fabs(s[r][1]) > std::fabs(largest)) largest = s[r][1];
+    return largest < 0.0f ? -1.0 : 1.0;
+}
+
+// The free-space primary B per unit moment at the receiver.
+double PrimaryPerMoment(const xEMGDesc& g, long id) {
+    FloatArray field(0, 2);
+    if (!g.PrimaryField(TxAxis(id), g.GetSeparationX(), g.GetSeparationY(), g.GetSeparationZ(),
+                        field))
+        return 0.0;
+    // The size the lookups divide by, with the sign of the field along the
+    // receiver's axis: data keep the sign the survey delivers them with.
+    double size = std::sqrt(double(field[0]) * field[0] + double(field[1]) * field[1] +
+                            double(field[2]) * field[2]);
+    if (field[RxAxis(id) - 1] < 0.0f) size = -size;
+    // A loop's routine gives the field per ampere; its moment is the area.
+    const double area = g.transmitter.IsLoop() ? g.GetArea(TxAxis(id)) : 1.0;
+    return area > 0.0 ? kMu0 * size / area : 0.0;
+}
+
+}  // namespace
+
+double xEMDesc::PrimaryFractionFactor(long id, std::string& why) const {
+    why.clear();
+    const auto found = components_.find(id);
+    if (found == components_.end()) {
+        why = "the descriptor has no component " + ComponentName(id);
+        return 0.0;
+    }
+    const xEMCompDesc& c = found->second;
+    const std::string name = ComponentName(id);
+    const xRxUnit unit = xRxUnit::Of(c.wave.rxPrimary.unit);
+    if (unit.IsRelative()) return 1.0 / unit.Factor();
+    if (!unit.IsAbsolute()) {
+        why = "the receiver unit \"" + c.wave.rxPrimary.unit + "\" of " + name +
+              " is none the system knows; set the unit of its receiver primary field in the "
+              "descriptor (ppm, ppt, %, fT, pT, nT, Wb/m^2, V/amp/m^4, nV/amp/m^4, nV/amp/m^2)";
+        return 0.0;
+    }
+    const xWaveform& tx = c.wave.txWaveform;
+    const double moment = tx.unit == "amp/m^2" ? double(tx.AmplitudeFactor()) : 0.0;
+    if (!(moment > 0.0)) {
+        why = "the data of " + name + " are in " + c.wave.rxPrimary.unit +
+              " but the descriptor does not give the transmitter moment; set the transmitter "
+              "current's unit to amp/m^2 and its amplitude scaling to the peak moment (A m^2)";
+        return 0.0;
+    }
+    const double primary = PrimaryPerMoment(c.geometry, id);
+    const double peak = unit.kind() == xRxUnit::Kind::FieldRate && !IsFrequencyDomain()
+                            ? PeakCurrentRate(tx, systemDesc)
+                            : 1.0;
+    if (primary == 0.0 || !(peak > 0.0)) {
+        why = "the primary field of " + name +
+              " at its receiver is 0 by the descriptor's geometry and transmitter current; "
+              "check them in the descriptor";
+        return 0.0;
+    }
+    return PrimarySign(c.wave.rxPrimary) * unit.Factor() / (moment * primary * peak);
 }

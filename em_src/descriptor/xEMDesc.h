@@ -59,6 +59,13 @@ class xEMDesc : public xSharedDescriptor {
     float GetAbsSeparation(long id, int axis);
     // Primary field at the receiver, per unit moment, for the component.
     int PrimaryFieldAtReceiver(long id, FloatArray& field);
+    // What a component's values are multiplied by to become fractions of the
+    // primary field at its receiver, the unit in which images are looked up.
+    // Relative units: 1 / (parts in one primary). Absolute units: SI per data
+    // unit / (moment x primary B per unit moment x peak of the receiver's
+    // primary in SI time). 0, with the reason and what to set in why, when the
+    // unit or the moment is not known.
+    double PrimaryFractionFactor(long id, std::string& why) const;
 
     int KnownSystem() const { return knownSystem_; }
     long FileVersion() const { return fileVersion_; }

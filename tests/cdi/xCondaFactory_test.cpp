@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
+#include <numbers>
 #include <sstream>
 
 #include "CdiTestSupport.h"
@@ -27,6 +29,7 @@ namespace {
 constexpr float SheetS = 10.0f;    // siemens
 constexpr float Altitude = 70.0f;  // the receiver flies 20 m lower: 50 m
 constexpr float SheetDepth = 30.0f;
+constexpr float PPM = 1e6f;  // the system's unit: parts of the primary
 
 // The system of the support header with a time span of one second.
 xEMDesc SheetSystem() {
@@ -37,6 +40,7 @@ xEMDesc SheetSystem() {
     windows[1][0] = 1.0f;
     windows[1][1] = 1.001f;
     desc.Components().at(109).wave.windows = windows;
+    desc.Components().at(109).wave.rxPrimary.unit = "ppm";
     return desc;
 }
 
@@ -57,7 +61,7 @@ class CdiPassTest : public xTempFolderTest {
         params.predict = 0;  // the sheet's decay alone, no early-time fill
     }
 
-    // One line of records over the sheet, amplitudes scaled by gain; z is the
+    // One line of records over the sheet in ppm, amplitudes scaled by gain; z is the
     // ground's elevation.
     fs::path WriteAmp(const std::vector<float>& altitudes, float gain = 1.0f, float z = 0.0f) {
         const auto sheet = cditest::SheetDecay(SheetS, Altitude - 20.0f, SheetDepth);
@@ -85,7 +89,7 @@ class CdiPassTest : public xTempFolderTest {
             record[4] = altitudes[r];
             record[amp.AmplitudeOffset(109) - 1] = 0.25f;  // primary coefficient
             for (long j = 0; j < n; ++j)
-                record[amp.AmplitudeOffset(109) + j] = gain * sheet.amps[j];
+                record[amp.AmplitudeOffset(109) + j] = gain * PPM * sheet.amps[j];
             writer.AddRow(record);
         }
         EXPECT_TRUE(writer.Finish());
@@ -347,4 +351,85 @@ TEST_F(CdiPassTest, CrossComponentPacksThePlainIndexOfOneComponent) {
         packed |= v > 0.0f;
     }
     EXPECT_TRUE(packed);
+}
+
+// Amplitudes that cannot become fractions of the primary are refused, saying
+// what to set, unless force to surface scales them instead.
+TEST_F(CdiPassTest, AmplitudesOfAnUnknownMomentNeedForceToSurface) {
+    xEMCompDesc& z = system.Components().at(109);
+    z.wave.rxPrimary.unit = "fT";
+    z.wave.txWaveform.unit = "amp";
+    const fs::path amp = WriteAmp({Altitude});
+    EXPECT_FALSE(Run(amp));
+    EXPECT_FALSE(fs::exists(dir_ / "T.CND"));
+    const auto errors = platform.Texts("error");
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(errors[0].rfind("CDI ERROR: The amplitudes cannot be brought to fractions of the "
+                              "primary field: the data of TzRz are in fT but the descriptor does "
+                              "not give the transmitter moment; ",
+                              0),
+              0u)
+        << errors[0];
+    EXPECT_NE(errors[0].find("Or set 704.ForceToSurface=1"), std::string::npos);
+    params.forceToSurface = 1;
+    EXPECT_TRUE(Run(amp));
+}
+
+// With the moment known, data in fT image as the same data in ppm: the primary
+// of this dipole 20 m above its receiver is mu0 2 / (4 pi 20^3) per A m^2.
+TEST_F(CdiPassTest, AbsoluteDataImageAsFractionsOfThePrimary) {
+    ASSERT_TRUE(Run(WriteAmp({Altitude})));
+    xMCond relative;
+    const FloatArray expected = Records(relative)[0];
+
+    xEMCompDesc& z = system.Components().at(109);
+    z.wave.rxPrimary.unit = "fT";
+    z.wave.txWaveform.unit = "amp/m^2";
+    z.wave.txWaveform.scaleSecond = 4.0f;  // A m^2
+    const double primary = 1.25663706212e-6 * 2.0 / (4.0 * std::numbers::pi * 8000.0);
+    ASSERT_TRUE(Run(WriteAmp({Altitude}, float(4.0 * primary / 1e-15 / PPM))));
+    xMCond absolute;
+    const FloatArray r = Records(absolute)[0];
+    EXPECT_NEAR(r[xMCond::ILItem] / expected[xMCond::ILItem], 1.0, 1e-4);
+    for (long d = 0; d < absolute.DepthCount(); ++d)
+        EXPECT_NEAR(r[absolute.SectionStart(2) + d], expected[relative.SectionStart(2) + d],
+                    1e-3f * std::fabs(expected[relative.SectionStart(2) + d]))
+            << d;
+}
+
+TEST_F(CdiPassTest, ANegativeForceToSurfaceFactorNamesTheSignOfTheData) {
+    params.forceToSurface = 1;
+    EXPECT_FALSE(Run(WriteAmp({Altitude}, -1.0f)));
+    EXPECT_FALSE(fs::exists(dir_ / "T.CND"));
+    const auto errors = platform.Texts("error");
+    ASSERT_EQ(errors.size(), 1u);
+    EXPECT_EQ(errors[0].rfind("CDI ERROR: The force-to-surface factor of TzRz is -", 0), 0u)
+        << errors[0];
+    EXPECT_NE(errors[0].find("(descriptor build --channels Z=-COLUMN)"), std::string::npos)
+        << errors[0];
+}
+
+// A section with no value between the table's ends is a fault to report; the
+// sheet's section is not.
+TEST_F(CdiPassTest, ASectionOfNullsOrTableEndsIsAProblem) {
+    xCdiPass sheet(params, system, platform, &owner);
+    ASSERT_TRUE(sheet.Execute(WriteAmp({Altitude}), dir_ / "T.CND"));
+    EXPECT_EQ(sheet.EmptySectionProblem(), "");
+
+    xCdiPass zero(params, system, platform, &owner);
+    ASSERT_TRUE(zero.Execute(WriteAmp({Altitude}, 0.0f), dir_ / "T.CND"));
+    EXPECT_EQ(zero.EmptySectionProblem().rfind(
+                  "CDI ERROR: The section says nothing of the ground: every conductivity is NULL. "
+                  "The amplitudes are not fractions of the primary field",
+                  0),
+              0u);
+
+    // A table above every conductivity of the sheet: all at its floor.
+    params.conductivities = xCDIParams::LogSpaced(1000.0f, 2000.0f, params.condCount);
+    xCdiPass floor(params, system, platform, &owner);
+    ASSERT_TRUE(floor.Execute(WriteAmp({Altitude}), dir_ / "T.CND"));
+    EXPECT_NE(floor.EmptySectionProblem().find(
+                  "every conductivity lies at an end of the table (1000 or 2000 mS/m)."),
+              std::string::npos)
+        << floor.EmptySectionProblem();
 }

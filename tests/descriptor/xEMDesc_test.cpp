@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <numbers>
 #include <sstream>
 
 #include "TempFolder.h"
@@ -318,4 +320,49 @@ TEST_F(EMDescFiles, OldSystemFilesMustAllExist) {
             "Cannot find one or more of the system files for a _z orientation for the project "
             "SURVEY.  You will have to use the Tovarn Editor to create them before running a "
             "process that requires them."});
+}
+
+// The factor that brings a component's values to fractions of its primary
+// field, checked against the closed-form field of a square loop on its axis:
+// H = I a^2 / (2 pi (z^2 + a^2 / 4) sqrt(z^2 + a^2 / 2)).
+TEST(EMDesc, PrimaryFractionFollowsTheUnitMomentAndGeometry) {
+    constexpr double Mu0 = 1.25663706212e-6;
+    const double a = 10.0, z = 20.0;  // the default loop, the receiver below its centre
+    const double onAxis =
+        a * a / (2.0 * std::numbers::pi * (z * z + a * a / 4) * std::sqrt(z * z + a * a / 2));
+    const double perMoment = Mu0 * onAxis / (a * a);
+
+    xEMDesc d = TwoComponentSystem();
+    xEMCompDesc& c = d.Components().at(109);
+    c.geometry.SetPosition(xEMGDesc::Rx, 0.0f, 0.0f, -float(z));
+    std::string why;
+    c.wave.rxPrimary.unit = "ppm";
+    EXPECT_DOUBLE_EQ(d.PrimaryFractionFactor(109, why), 1e-6);
+    c.wave.rxPrimary.unit = "%";
+    EXPECT_DOUBLE_EQ(d.PrimaryFractionFactor(109, why), 0.01);
+
+    // B in fT for a moment of 0.5 A m^2: the moment is the transmitter's
+    // amplitude factor under amp/m^2.
+    c.wave.rxPrimary.unit = "fT";
+    c.wave.txWaveform.unit = "amp/m^2";
+    c.wave.txWaveform.scaleFirst = 2.0f;
+    c.wave.txWaveform.scaleSecond = 1.0f;
+    EXPECT_NEAR(d.PrimaryFractionFactor(109, why) * 0.5 * perMoment / 1e-15, 1.0, 2e-3) << why;
+
+    // dB/dt: divided as well by the current's fastest change, 1 in 0.25 ms.
+    c.wave.rxPrimary.unit = "nV/amp/m^4";
+    c.wave.txWaveform.samples.Resize(0, 3, 0, 2);
+    const float ramp[4][2] = {{0.0f, 0.0f}, {1.0f, 0.5f}, {4.0f, 1.0f}, {4.25f, 0.0f}};
+    for (long r = 0; r < 4; ++r)
+        for (long k = 0; k < 2; ++k) c.wave.txWaveform.samples[r][k] = ramp[r][k];
+    EXPECT_NEAR(d.PrimaryFractionFactor(109, why) * 0.5 * perMoment * 4000.0 / 1e-9, 1.0, 2e-3);
+
+    // What cannot be known is 0, with what to set.
+    c.wave.txWaveform.unit = "amp";
+    EXPECT_EQ(d.PrimaryFractionFactor(109, why), 0.0);
+    EXPECT_NE(why.find("set the transmitter current's unit to amp/m^2"), std::string::npos) << why;
+    c.wave.rxPrimary.unit = "counts";
+    EXPECT_EQ(d.PrimaryFractionFactor(109, why), 0.0);
+    EXPECT_NE(why.find("the receiver unit \"counts\" of TzRz"), std::string::npos) << why;
+    EXPECT_EQ(d.PrimaryFractionFactor(101, why), 0.0);
 }

@@ -1,0 +1,41 @@
+#pragma once
+// Two sections of the same records flown with two moments made into one: the
+// low moment resolves the ground near the surface, the high moment reaches
+// deeper. Above the low moment's estimated penetration the low moment's values
+// stand, below it the high moment's, with a blend of BlendMetres between them
+// (in log conductivity). Every other item of a record is the high moment's.
+
+#include <filesystem>
+#include <string>
+
+class xMCond;
+class xPlatform;
+
+class xCndMerge {
+  public:
+    static constexpr float BlendMetres = 20.0f;
+
+    explicit xCndMerge(xPlatform& platform) : platform_(platform) {}
+
+    // Writes out from low and high; false, after saying why, when the files
+    // cannot be read or do not hold the same records on the same depths. A
+    // failed merge leaves no output behind.
+    bool Merge(const std::filesystem::path& low, const std::filesystem::path& high,
+               const std::filesystem::path& out);
+
+    // The weight of the high moment at a depth (metres below the top of the
+    // section) under a low moment penetrating to penetration metres.
+    static float HighWeight(float depth, float penetration);
+    // One value of a section from the two; NULL stays out of the blend.
+    static float Blend(float low, float high, float weight, bool logarithmic);
+
+  private:
+    bool OpenInput(xMCond& cnd, const std::filesystem::path& path);
+    bool SameLayout(const xMCond& low, const xMCond& high);
+    bool MergeLines(xMCond& low, xMCond& high, xMCond& out);
+    void MergeRecord(const xMCond& layout, const float* low, float* merged) const;
+    bool Refuse(const std::string& text);
+
+    xPlatform& platform_;
+    std::string lowName_, highName_;
+};
