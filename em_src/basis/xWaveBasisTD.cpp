@@ -222,13 +222,13 @@ void xWaveBasisTD::Response(const FloatMatrix& windows, FloatMatrix& result, boo
                 const double a = (t1 - x0) / tau, b = (t2 - x0) / tau, c = (x1 - x0) / tau;
                 if (c == 0.0) continue;
                 if (x0 < t2 - h) {
-                    // More than a half period before the window's end. A ramp
-                    // cut by s starts at s / tau, as the system has it, not at
-                    // (s - x0) / tau like a, b and c.
+                    // More than a half period before the window's end: a ramp
+                    // that s cuts counts from s on, measured from x0 like a, b
+                    // and c.
                     if (s <= x0)
                         sum += WindSamResp(a, b, 0.0, c, dy, f);
                     else
-                        sum += WindSamResp(a, b, s / tau, c, (x1 - s) * dy / (x1 - x0), f);
+                        sum += WindSamResp(a, b, (s - x0) / tau, c, (x1 - s) * dy / (x1 - x0), f);
                 } else if (t1 >= x1) {
                     sum += WindSamResp(a, b, 0.0, c, dy, f);
                 } else if (t1 <= x0) {

@@ -16,6 +16,7 @@
 #include "xFitTau.h"
 #include "xMAmp.h"
 #include "xMLine.h"
+#include "xMLineBlock.h"
 #include "xParFile.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
@@ -39,9 +40,15 @@ std::string LineList(xMData& bin) {
 void ShowComponent(const xComponentFit& fit, const FloatArray& taus, std::ostream& out) {
     out << ComponentName(fit.component) << "  misfit " << fit.misfit << "\n"
         << "  channel      data (norm.)         fit            residual\n";
-    for (long c = fit.data.Low(); c <= fit.data.High(); ++c)
-        out << std::setw(9) << c << std::setw(18) << fit.data[c] << std::setw(18) << fit.fit[c]
-            << std::setw(18) << fit.residuals[c] << "\n";
+    for (long c = fit.data.Low(); c <= fit.data.High(); ++c) {
+        out << std::setw(9) << c;
+        if (fit.data[c] == BlankValue)
+            out << std::setw(18) << "missing" << std::setw(18) << fit.fit[c] << std::setw(18) << "-"
+                << "\n";
+        else
+            out << std::setw(18) << fit.data[c] << std::setw(18) << fit.fit[c] << std::setw(18)
+                << fit.residuals[c] << "\n";
+    }
     out << "  tau [s]            amplitude (data units)\n";
     for (long t = 0; t < taus.Length(); ++t)
         out << std::setw(14) << taus[taus.Low() + t] << std::setw(22)

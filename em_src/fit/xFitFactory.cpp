@@ -9,6 +9,7 @@
 #include "xL1PosFit.h"
 #include "xMAmp.h"
 #include "xMData.h"
+#include "xMLineBlock.h"
 #include "xPLSFit.h"
 #include "xPlatform.h"
 #include "xSVDFit.h"
@@ -122,28 +123,40 @@ float xFitFactory::PrimaryRatio(long component, float altitude) const {
     return length > 0.0f ? image[axis - 1] / length : 0.0f;
 }
 
-xComponentFit xFitFactory::FitComponent(const float* binRecord, float* ampRecord, long component) {
-    xFitSolver& fitter = *fitters_.at(component);
-    const FloatMatrix& basis = *basis_.Amplitudes(component);
-    const long nChan = fitter.Channels(), nTaus = fitter.Taus();
-    const bool primaryOn = settings_.primaryFit;
-    const int normalization = settings_.normalization;
-    const xRecordView record(*binLayout_, binRecord);
-    const float* channels = record.Channels(component);
-    xComponentFit result;
-    result.component = component;
-    FloatArray& data = result.data;
-    data.Resize(1, nChan);
+namespace {
+
+// A window holding the blank value was not measured: the fit must not see it.
+std::vector<char> MissingWindows(const FloatArray& data) {
+    std::vector<char> missing(std::size_t(data.High()) + 1, 0);
+    for (long c = data.Low(); c <= data.High(); ++c)
+        missing[std::size_t(c)] = data[c] == BlankValue;
+    return missing;
+}
+
+bool AnyMissing(const std::vector<char>& missing) {
+    return std::find(missing.begin(), missing.end(), 1) != missing.end();
+}
+
+}  // namespace
+
+float xFitFactory::Normalize(FloatArray& data, const std::vector<char>& missing) {
     double sum = 0.0;
-    float largest = -1e30f, smallest = 1e30f;
-    for (long c = 1; c <= nChan; ++c) {
-        data[c] = channels[c - 1];
+    float largest = 0.0f, smallest = 0.0f, first = 0.0f;
+    bool seen = false;
+    for (long c = data.Low(); c <= data.High(); ++c) {
+        if (missing[std::size_t(c)]) {
+            data[c] = 0.0f;
+            continue;
+        }
         sum += data[c];
-        largest = std::max(largest, data[c]);
-        smallest = std::min(smallest, data[c]);
+        largest = seen ? std::max(largest, data[c]) : data[c];
+        smallest = seen ? std::min(smallest, data[c]) : data[c];
+        if (!seen) first = data[c];
+        seen = true;
     }
     float sign = sum >= 0.0 ? 1.0f : -1.0f;
-    if (normalization == 2) scale_ = std::fabs(data[1]);
+    const int normalization = settings_.normalization;
+    if (normalization == 2) scale_ = std::fabs(first);
     if (normalization == 1 || normalization == 3)
         scale_ = std::max(std::fabs(largest), std::fabs(smallest));
     if (normalization == 3) sign = 1.0f;
@@ -151,12 +164,71 @@ xComponentFit xFitFactory::FitComponent(const float* binRecord, float* ampRecord
         scale_ = 1.0f;
     else
         data *= 1.0f / scale_;
+    return sign;
+}
 
-    bool stale = false;
-    if (weights_.IsDataDependent()) {
-        fitter.SetBasisAndWeights(basis, weights_.ComputeNoiseWeights(data, 1.0f, 1.0f));
-        stale = true;
+bool xFitFactory::SetRecordWeights(long component, const FloatArray& data,
+                                   const std::vector<char>& missing) {
+    const bool gaps = AnyMissing(missing);
+    bool& masked = masked_[component];
+    if (!weights_.IsDataDependent() && !gaps && !masked) return false;
+    xFitSolver& fitter = *fitters_.at(component);
+    FloatArray w = weights_.IsDataDependent() ? weights_.ComputeNoiseWeights(data, 1.0f, 1.0f)
+                                              : WeightsOf(component, fitter.Channels());
+    for (long c = w.Low(); c <= w.High(); ++c)
+        if (missing[std::size_t(c)]) w[c] = 0.0f;
+    fitter.SetBasisAndWeights(*basis_.Amplitudes(component), w);
+    masked = gaps;
+    return true;
+}
+
+void xFitFactory::Measure(xComponentFit& result, const FloatArray& x,
+                          const std::vector<char>& missing) const {
+    // Data, fit and residuals with the data's own sign: a pass that fitted the
+    // data upside down has its model turned back.
+    const xFitSolver& fitter = *fitters_.at(result.component);
+    const FloatMatrix& basis = *basis_.Amplitudes(result.component);
+    const FloatMatrix& weighted = fitter.WeightedBasis();
+    const FloatArray* primary = basis_.Primary(result.component);
+    const long nChan = fitter.Channels(), nTaus = fitter.Taus();
+    const double sign = fitter.ModelSign();
+    result.fit.Resize(1, nChan);
+    result.residuals.Resize(1, nChan);
+    double misfit = 0.0;
+    long measured = 0;
+    for (long c = 1; c <= nChan; ++c) {
+        double model = 0.0, fit = 0.0;
+        for (long t = 1; t <= nTaus; ++t) {
+            model += double(weighted[t][c]) * x[t];
+            fit += double(basis[t][c]) * x[t];
+        }
+        if (settings_.primaryFit && primary) fit += double((*primary)[c]) * x[nTaus + 1];
+        result.fit[c] = float(sign * fit);
+        if (missing[std::size_t(c)]) {
+            result.data[c] = result.residuals[c] = BlankValue;
+            continue;
+        }
+        result.residuals[c] = float(sign * model - result.data[c]);
+        misfit += std::fabs(result.residuals[c]);
+        ++measured;
     }
+    result.misfit = measured > 0 ? float(misfit / double(measured)) : 0.0f;
+}
+
+xComponentFit xFitFactory::FitComponent(const float* binRecord, float* ampRecord, long component) {
+    xFitSolver& fitter = *fitters_.at(component);
+    const bool primaryOn = settings_.primaryFit;
+    const xRecordView record(*binLayout_, binRecord);
+    const float* channels = record.Channels(component);
+    xComponentFit result;
+    result.component = component;
+    FloatArray& data = result.data;
+    data.Resize(1, fitter.Channels());
+    for (long c = 1; c <= data.High(); ++c) data[c] = channels[c - 1];
+    const std::vector<char> missing = MissingWindows(data);
+    const float sign = Normalize(data, missing);
+
+    bool stale = SetRecordWeights(component, data, missing);
     float ratio = 0.0f;
     if (force_ != 0.0f || minLength_ != 0.0f || primaryOn) {
         ratio = PrimaryRatio(component, record.Altitude());
@@ -165,27 +237,10 @@ xComponentFit xFitFactory::FitComponent(const float* binRecord, float* ampRecord
     if (force_ != 0.0f || minLength_ != 0.0f) stale = true;
     if (stale) fitter.BuildDesign();
     fitter.SetData(data);
-    FloatArray x(1, nTaus + (primaryOn ? 1 : 0));
+    FloatArray x(1, fitter.Taus() + (primaryOn ? 1 : 0));
     fitter.Solve(x);
 
-    // Misfit of the weighted basis against the data as they came.
-    const FloatMatrix& weighted = fitter.WeightedBasis();
-    const FloatArray* primary = basis_.Primary(component);
-    result.fit.Resize(1, nChan);
-    result.residuals.Resize(1, nChan);
-    double misfit = 0.0;
-    for (long c = 1; c <= nChan; ++c) {
-        double model = 0.0, fit = 0.0;
-        for (long t = 1; t <= nTaus; ++t) {
-            model += double(weighted[t][c]) * x[t];
-            fit += double(basis[t][c]) * x[t];
-        }
-        if (primaryOn && primary) fit += double((*primary)[c]) * x[nTaus + 1];
-        result.residuals[c] = float(model - data[c]);
-        result.fit[c] = float(fit);
-        misfit += std::fabs(result.residuals[c]);
-    }
-    result.misfit = float(misfit / double(nChan));
+    Measure(result, x, missing);
     WriteAmplitudes(result, x, ampRecord, sign, ratio);
     return result;
 }
@@ -204,7 +259,10 @@ void xFitFactory::WriteAmplitudes(xComponentFit& result, const FloatArray& x, fl
         record[amp_->PrimaryCoefficientItem(component)] =
             primaryOn && ratio != 0.0f ? p / ratio : 0.0f;
         float level = 0.0f;
-        if (ratio != 0.0f) level = result.fit[frequencyDomain_ ? result.fit.High() : 1] / ratio;
+        // The level keeps the sign of the pass that fitted it.
+        const float fitted = result.fit[frequencyDomain_ ? result.fit.High() : 1] *
+                             fitters_.at(component)->ModelSign();
+        if (ratio != 0.0f) level = fitted / ratio;
         record[amp_->PrimaryLevelItem(component)] = level < -30000.0f ? 0.0f : level;
     }
     float* amplitudes = record + first;
@@ -251,6 +309,12 @@ std::vector<xComponentFit> xFitFactory::FitAlone(const float* binRecord) {
     std::vector<xComponentFit> fits;
     for (long id : FittedComponents()) fits.push_back(FitComponent(binRecord, scratch.data(), id));
     return fits;
+}
+
+long xFitFactory::PassesAtRoundLimit() const {
+    long passes = 0;
+    for (const auto& [id, fitter] : fitters_) passes += fitter->RoundLimitsReached();
+    return passes;
 }
 
 double xFitFactory::MeanMisfit(long component) const {

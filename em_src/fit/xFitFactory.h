@@ -26,11 +26,13 @@ class xPlatform;
 // One component of one record as it was fitted.
 struct xComponentFit {
     long component = 0;
-    FloatArray data;        // normalised, 1..channels
+    // Data, fit and residuals are normalised and carry the data's sign; a
+    // window that was not measured holds the blank value in data and residuals.
+    FloatArray data;        // 1..channels
     FloatArray fit;         // the basis (and the primary) times the amplitudes
     FloatArray residuals;   // weighted basis times the amplitudes, less the data
     FloatArray amplitudes;  // as written: data units with the data's sign, 1..taus
-    float misfit = 0.0f;    // mean |residual| over the channels
+    float misfit = 0.0f;    // mean |residual| over the measured channels
 };
 
 class xFitFactory : public xProcessState {
@@ -61,12 +63,23 @@ class xFitFactory : public xProcessState {
     // Records fitted in the run and the mean of their misfits, per component.
     long RecordsFitted() const { return records_; }
     double MeanMisfit(long component) const;
+    // Fitter passes that stopped at their round limit in the run, short of
+    // their optimum.
+    long PassesAtRoundLimit() const;
 
   private:
     void CreateFitters();
     // The components of a record that are in the survey and have a fitter.
     std::vector<long> FittedComponents() const;
     xComponentFit FitComponent(const float* binRecord, float* ampRecord, long component);
+    // Divides the data by the normalisation's scale, missing windows set to 0
+    // and left out of it; answers the data's sign.
+    float Normalize(FloatArray& data, const std::vector<char>& missing);
+    // Weights of the data, or of windows missing in this record or the one
+    // before, handed to the fitter; answers whether the design must be rebuilt.
+    bool SetRecordWeights(long component, const FloatArray& data, const std::vector<char>& missing);
+    void Measure(xComponentFit& result, const FloatArray& x,
+                 const std::vector<char>& missing) const;
     float PrimaryRatio(long component, float altitude) const;
     FloatArray WeightsOf(long component, long channels) const;
     void WriteAmplitudes(xComponentFit& result, const FloatArray& x, float* ampRecord, float sign,
@@ -86,6 +99,7 @@ class xFitFactory : public xProcessState {
     // A normalisation that sets no scale keeps the last one.
     float scale_ = 1.0f;
     std::vector<xComponentFit> fits_;
+    std::map<long, bool> masked_;  // per component: the fitter's weights leave windows out
     long records_ = 0;
     std::map<long, double> misfits_;
     std::map<long, long> fitted_;

@@ -31,6 +31,12 @@ class xFitSolver {
     // The amplitudes into x (1..nCols).
     virtual void Solve(FloatArray& x) = 0;
 
+    // The sign the amplitudes of the last Solve carry against the right-hand
+    // side: the model of the data is ModelSign() times the design times x.
+    virtual float ModelSign() const { return 1.0f; }
+    // Solver passes that stopped at their round limit, short of the optimum.
+    virtual long RoundLimitsReached() const { return 0; }
+
     // The primary field column: on with its value (percentage / 100) and the
     // component's primary response P (1..nChan, not owned).
     void SetPrimary(bool on, float value, const FloatArray* response);

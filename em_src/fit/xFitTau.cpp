@@ -170,4 +170,8 @@ void xFitTau::Execute(int) {
         note << ' ' << ComponentName(column.component) << ' '
              << engine.MeanMisfit(column.component);
     Platform().Note(note.str());
+    if (const long stopped = engine.PassesAtRoundLimit(); stopped > 0)
+        Platform().Warning(std::to_string(stopped) +
+                           " positive least-squares passes stopped at their round limit: the "
+                           "amplitudes of those fits are not the best fit of their data.");
 }

@@ -15,7 +15,7 @@ void xPLSFit::SetData(const FloatArray& data) {
 void xPLSFit::Solve(FloatArray& x) {
     if (x.Low() != 1 || x.High() != nCols_) x.Resize(1, nCols_);
     for (long j = 1; j <= nCols_; ++j) x[j] = 0.0f;
-    Pass(x);
+    CountPass(Pass(x));
     const float e1 = Misfit(x);
     const FloatArray first(x);
 
@@ -23,11 +23,16 @@ void xPLSFit::Solve(FloatArray& x) {
     // upside down; its sign comes back with the amplitude record.
     for (long i = rhs_.Low(); i <= rhs_.High(); ++i) rhs_[i] = -rhs_[i];
     for (long j = 1; j <= nCols_; ++j) x[j] = 0.0f;
-    Pass(x);
+    CountPass(Pass(x));
     const float e2 = Misfit(x);
     for (long i = rhs_.Low(); i <= rhs_.High(); ++i) rhs_[i] = -rhs_[i];
 
+    modelSign_ = e2 > e1 ? 1.0f : -1.0f;
     if (e2 > e1) x = first;
+}
+
+void xPLSFit::CountPass(int status) {
+    if (status == RoundLimit) ++roundLimits_;
 }
 
 float xPLSFit::Misfit(const FloatArray& x) const {
@@ -66,22 +71,30 @@ int xPLSFit::Pass(FloatArray& x) {
             for (long j = 1; j <= n_; ++j) sum += row[j] * x[j];
             residual[std::size_t(i)] = rhsFirst_[std::size_t(i)] - sum;
         }
-        long entering = 0;
-        float best = 0.0f;
+        std::vector<float> gradient(std::size_t(n_) + 1, 0.0f);
         for (long j = 1; j <= n_; ++j) {
             if (position_[std::size_t(j)] != 0) continue;
-            float g = 0.0f;
-            for (long i = 1; i <= m_; ++i) g += design_[i][j] * residual[std::size_t(i)];
-            if (g > best) {
-                best = g;
-                entering = j;
-            }
+            for (long i = 1; i <= m_; ++i)
+                gradient[std::size_t(j)] += design_[i][j] * residual[std::size_t(i)];
         }
-        if (entering == 0) return Solved;
-
-        if (!Add(entering) && messages_) {
-            messages_->Error("Error in add");
-            return AddFailed;
+        for (;;) {
+            const long entering = Steepest(gradient);
+            if (entering == 0) return Solved;
+            const bool added = Add(entering);
+            if (!added && messages_) {
+                messages_->Error("Error in add");
+                return AddFailed;
+            }
+            if (added && z_[std::size_t(entering)] > tol) break;
+            // Only rounding made this gradient positive: the column lies in the
+            // span of the active ones, or would enter at a value that the step
+            // drops again. Taking it would send the pass round in a circle to
+            // its round limit; the next steepest is tried instead.
+            if (added && !Remove(entering) && messages_) {
+                messages_->Error("Sub error");
+                return RemoveFailed;
+            }
+            gradient[std::size_t(entering)] = 0.0f;
         }
 
         long lowest = 0;
@@ -94,10 +107,13 @@ int xPLSFit::Pass(FloatArray& x) {
         }
         if (lowest != 0 && lowestZ < -tol) {
             for (long step = 1; step <= n_; ++step) {
+                // Only a column whose candidate leaves the feasible side limits
+                // the step; one whose candidate grew would set a step backwards
+                // or past the candidate, and the pass could then circle.
                 float alpha = 1e30f;
                 for (long j : active_) {
                     const float xj = x[j], zj = z_[std::size_t(j)];
-                    if (xj == zj) continue;  // no step can reach it
+                    if (zj > tol || xj == zj) continue;
                     const float q = xj / (xj - zj);
                     if (std::fabs(q) < std::fabs(alpha) && q != 0.0f) alpha = q;
                 }
@@ -128,6 +144,18 @@ int xPLSFit::Pass(FloatArray& x) {
             x[j] = position_[std::size_t(j)] != 0 ? z_[std::size_t(j)] : 0.0f;
     }
     return RoundLimit;
+}
+
+long xPLSFit::Steepest(const std::vector<float>& gradient) const {
+    long steepest = 0;
+    float best = 0.0f;
+    for (long j = 1; j <= n_; ++j) {
+        if (gradient[std::size_t(j)] > best) {
+            best = gradient[std::size_t(j)];
+            steepest = j;
+        }
+    }
+    return steepest;
 }
 
 void xPLSFit::ApplyVector(long pos, std::vector<float>& v) const {

@@ -18,6 +18,10 @@ class xPLSFit : public xFitSolver {
     void SetData(const FloatArray& data) override;
     void Solve(FloatArray& x) override;
 
+    // -1 when the last Solve kept the pass on the negated data.
+    float ModelSign() const override { return modelSign_; }
+    long RoundLimitsReached() const override { return roundLimits_; }
+
     // One positive pass on the current right-hand side, from x = 0, into x
     // (1..nCols). Answers the status.
     int Pass(FloatArray& x);
@@ -25,6 +29,10 @@ class xPLSFit : public xFitSolver {
     float Misfit(const FloatArray& x) const;
 
   private:
+    void CountPass(int status);
+    // The column of the largest positive gradient, the first of equal ones;
+    // 0 when none is positive. Active columns hold 0.
+    long Steepest(const std::vector<float>& gradient) const;
     bool Add(long j);
     bool Remove(long j);
     // Reflects the column held at the given position of the active list into
@@ -41,4 +49,6 @@ class xPLSFit : public xFitSolver {
     std::vector<long> active_;                // active columns, positions from 0
     std::vector<long> position_;              // per column: position + 1, 0 when not active
     std::vector<float> z_;                    // per column
+    float modelSign_ = 1.0f;
+    long roundLimits_ = 0;  // passes of Solve that ran out of rounds
 };

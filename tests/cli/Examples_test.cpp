@@ -7,11 +7,14 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
+#include <regex>
 #include <sstream>
 #include <vector>
 
 #include "SharedData.h"
 #include "TempFolder.h"
+#include "TovarnProgram.h"
 #include "xAofTau.h"
 #include "xMAmp.h"
 #include "xMCond.h"
@@ -108,7 +111,10 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
         fs::remove(dir_ / "S.PAR");
         ASSERT_EQ(Tovarn("new " + par + " --descriptor " + (example / e.descriptor).string()), 0);
         ASSERT_EQ(Tovarn("set " + par + " 701.Files=" + (example / e.survey).string()), 0);
-        ASSERT_EQ(Tovarn("run " + par + " --only 701,702,703,704"), 0) << e.dir;
+        std::string output;
+        ASSERT_EQ(RunTovarn("run " + par + " --only 701,702,703,704", output), 0) << output;
+        // Every pass of every record's fit reached its optimum.
+        EXPECT_EQ(output.find("round limit"), std::string::npos) << e.dir << output;
         long headerRecords = 0;
         const auto lines = SurveyLines<xMData>(dir_ / "S.BIN", headerRecords);
         EXPECT_EQ(lines, LabelRuns(example / e.survey, e.labelColumn)) << e.dir;
@@ -174,4 +180,92 @@ TEST_F(ExampleDescriptors, ResolveRebuildsIdenticallyAndAllCheckValid) {
     for (const char* example : {"geotem-gsq823/GEOTEM.DSC", "tempest-ausaem2020/TEMPEST.DSC",
                                 "resolve-bookpurnong/RESOLVE.DSC"})
         EXPECT_EQ(Tovarn(std::string("descriptor check examples/") + example), 0) << example;
+}
+
+namespace {
+
+const fs::path kTempest = kRoot / "examples" / "tempest-ausaem2020";
+
+// What `tovarn fit` prints for the second record of the TEMPEST example run
+// through 701 and 702 with the descriptor and survey given.
+std::string TempestFit(const fs::path& dir, const fs::path& descriptor, const fs::path& survey) {
+    const std::string par = (dir / "S.PAR").string();
+    std::string output;
+    EXPECT_EQ(RunTovarn("new " + par + " --descriptor " + descriptor.string(), output), 0)
+        << output;
+    EXPECT_EQ(RunTovarn("set " + par + " 701.Files=" + survey.string(), output), 0) << output;
+    EXPECT_EQ(RunTovarn("run " + par + " --only 701,702", output), 0) << output;
+    EXPECT_EQ(RunTovarn("fit " + par + " --line 1007001 --record 2", output, false), 0);
+    return output;
+}
+
+// The TzRz block of that print: its misfit and its rows of channel, data, fit
+// and residual as printed.
+struct ShownFit {
+    float misfit = 1.0f;
+    std::vector<std::vector<std::string>> rows;
+};
+
+ShownFit TzRzOf(const std::string& output) {
+    ShownFit shown;
+    std::istringstream text(output.substr(output.find("TzRz  misfit")));
+    std::string word, line;
+    text >> word >> word >> shown.misfit;
+    std::getline(text, line);
+    std::getline(text, line);  // the column titles
+    while (std::getline(text, line) && line.find("tau") == std::string::npos) {
+        std::istringstream items(line);
+        shown.rows.emplace_back();
+        while (items >> word) shown.rows.back().push_back(word);
+    }
+    return shown;
+}
+
+}  // namespace
+
+// Data of the other sign (the TEMPEST example with its window weights turned)
+// are shown as they are: negative data, a fit of the same sign beside them,
+// and a misfit as small as the data of the right sign give.
+TEST_F(ExampleDescriptors, FitShowsNegativeDataWithTheirSign) {
+    const std::string turned = std::regex_replace(
+        Slurp(kTempest / "TEMPEST.DSC"), std::regex(R"((\s)1\.000000\n)"), "$1-1.000000\n");
+    std::ofstream(dir_ / "TURNED.DSC") << turned;
+    const std::string output =
+        TempestFit(dir_, dir_ / "TURNED.DSC", kTempest / "Tempest-AusAEM-2020.dat");
+    const ShownFit shown = TzRzOf(output);
+    EXPECT_LT(shown.misfit, 0.01f) << output;
+    ASSERT_EQ(shown.rows.size(), 15u) << output;
+    for (const auto& row : shown.rows) {
+        ASSERT_EQ(row.size(), 4u);
+        EXPECT_LT(std::stof(row[1]), 0.0f) << output;
+        EXPECT_NEAR(std::stof(row[2]), std::stof(row[1]), 0.05f) << output;
+    }
+}
+
+// Windows holding the blank value are shown as missing, with the fit beside
+// them; the misfit is that of the measured windows.
+TEST_F(ExampleDescriptors, FitShowsMissingWindowsAsMissing) {
+    std::ifstream in(kTempest / "Tempest-AusAEM-2020.dat");
+    std::ofstream gaps(dir_ / "gaps.dat");
+    long number = 0;
+    for (std::string line; std::getline(in, line); gaps << line << "\n") {
+        if (++number != 2) continue;
+        // Items 91 and 93 are the first and third TzRz windows.
+        std::istringstream items(line);
+        std::vector<std::string> item{std::istream_iterator<std::string>(items), {}};
+        item[90] = item[92] = "-32767";
+        line.clear();
+        for (const std::string& i : item) line += i + " ";
+    }
+    gaps.close();
+    const std::string output = TempestFit(dir_, kTempest / "TEMPEST.DSC", dir_ / "gaps.dat");
+    const ShownFit shown = TzRzOf(output);
+    EXPECT_LT(shown.misfit, 0.01f) << output;
+    ASSERT_EQ(shown.rows.size(), 15u) << output;
+    for (std::size_t c : {0u, 2u}) {
+        EXPECT_EQ(shown.rows[c][1], "missing") << output;
+        EXPECT_GT(std::stof(shown.rows[c][2]), 0.5f) << output;
+        EXPECT_EQ(shown.rows[c][3], "-") << output;
+    }
+    EXPECT_EQ(shown.rows[1][1], "1") << output;
 }
