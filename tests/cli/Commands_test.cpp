@@ -110,7 +110,7 @@ TEST(TovarnProgram, HelpUsageAndExitCodes) {
         {"dump --help", 0, "An AOT file is written whole"},
         {"fit --help", 0, "--record"},
         {"synth --help", 0, "--line-spacing"},
-        {"descriptor build --help", 0, "--rx-unit"},
+        {"descriptor build --help", 0, "OUT-LABEL.DSC"},
         {"descriptor build-fd --help", 0, "--component"},
         {"cdi export --help", 0, "geosoft-survey"},
         {"", 2, "A subcommand is required"},
