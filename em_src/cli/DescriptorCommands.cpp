@@ -200,7 +200,11 @@ int DescriptorShow(const fs::path& file, std::ostream& out) {
         << (f.geosoftFormat ? "Geosoft XYZ form" : "line label in a column") << "; line "
         << f.posLine << ", FID " << f.posFid << ", east " << f.posEast << ", north " << f.posNorth
         << ", z_topo " << f.posZTopo << ", altitude " << f.posAltitude << '\n';
-    if (f.missingValue) out << "Missing readings are written as " << *f.missingValue << '\n';
+    if (f.missingValue) {
+        std::ostringstream missing;
+        missing << std::setprecision(10) << *f.missingValue;
+        out << "Missing readings are written as " << missing.str() << '\n';
+    }
     return kSuccess;
 }
 
