@@ -56,7 +56,7 @@ class xDscReader {
     // Whether the next line that is not blank is this label; nothing is consumed
     // when it is not (an optional block at the end of the file).
     bool NextIs(const std::string& label) {
-        if (!ok_) return false;
+        if (!ok_ || in_.peek() == std::char_traits<char>::eof()) return false;
         const std::streampos at = in_.tellg();
         const long line = line_;
         std::string text;

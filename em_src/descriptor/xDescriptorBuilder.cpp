@@ -144,8 +144,10 @@ void DescribeMoment(const xStmSystem& system, const std::string& rxUnit, xWavefo
     if (!moment) {
         Platform().Warning(
             "The system file gives no number of turns, loop area or peak current, "
-            "so the descriptor leaves the moment of data in " +
-            rxUnit + " unknown; set the transmitter's amplitude scaling to it.");
+            "so the moment of data in " +
+            rxUnit +
+            " is unknown; give the transmitter waveform the unit amp/m^2 and the peak moment "
+            "(A m^2) as its amplitude scaling.");
         return;
     }
     xDescriptorBuilder::NormaliseToPeak(current);
