@@ -57,17 +57,21 @@ int DescriptorShow(const std::filesystem::path& descriptor, std::ostream& out);
 int DescriptorCheck(const std::filesystem::path& descriptor, std::ostream& out);
 
 struct DescriptorBuildArgs {
-    std::filesystem::path system;  // .stm
+    // "FILE.stm" for one moment, or "LABEL=FILE.stm" for each moment of the system.
+    std::vector<std::string> systems;
     std::filesystem::path layout;  // .dfn or .hdr
     std::string map;               // "line=Line,fid=Fiducial,..."
-    std::string channels;          // "Z=EMZ_off,X=EMX_off"
-    std::string rxOffset;          // "-120,0,-45"
+    // "Z=EMZ_off,X=-EMX_off"; with moments "LM:Z=LMZ,HM:Z=HMZ" (a group without
+    // a label goes to every moment).
+    std::string channels;
+    std::string rxOffset;  // "-120,0,-45"
     std::string name;
-    std::string rxUnit;
-    std::filesystem::path out;
+    std::string unit;           // empty: from the layout or the system file
+    std::string missing;        // empty: the NULL of the channel columns
+    std::filesystem::path out;  // with moments: OUT-LABEL.ext for each
 };
 // A descriptor from a survey's system file and column layout, written to
-// args.out; nothing is written when any part is refused.
+// args.out, or one per moment; nothing is written when any part is refused.
 int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out);
 
 struct DescriptorBuildFdArgs {

@@ -14,6 +14,7 @@
 #include "xEMDesc.h"
 #include "xParamFields.h"
 #include "xPlatform.h"
+#include "xRxUnit.h"
 
 namespace fs = std::filesystem;
 
@@ -67,6 +68,15 @@ void ShowSampling(const xEMDesc& descriptor, const xEMWDesc& wave, std::ostream&
     }
 }
 
+// What a data unit of the component is worth: relative, or per the moment.
+std::string MomentText(const xWaveform& current, const std::string& rxUnit) {
+    if (xRxUnit::Of(rxUnit).IsRelative()) return "relative to the primary field";
+    if (current.unit != "amp/m^2") return "moment unknown";
+    std::ostringstream text;
+    text << "moment " << current.AmplitudeFactor() << " A m^2";
+    return text.str();
+}
+
 void ShowComponent(xEMDesc& descriptor, long id, std::ostream& out) {
     const xEMCompDesc& component = descriptor.Components().at(id);
     out << "\nComponent " << ComponentName(id) << ": "
@@ -74,6 +84,8 @@ void ShowComponent(xEMDesc& descriptor, long id, std::ostream& out) {
     if (!descriptor.IsFrequencyDomain()) {
         ShowWaveform("transmitter current", component.wave.txWaveform, out);
         ShowWaveform("receiver primary field", component.wave.rxPrimary, out);
+        out << "    data: " << component.wave.rxPrimary.unit << ", "
+            << MomentText(component.wave.txWaveform, component.wave.rxPrimary.unit) << '\n';
     }
     ShowSampling(descriptor, component.wave, out);
     ShowSensor("transmitter", component.geometry.transmitter, out);
@@ -188,6 +200,11 @@ int DescriptorShow(const fs::path& file, std::ostream& out) {
         << (f.geosoftFormat ? "Geosoft XYZ form" : "line label in a column") << "; line "
         << f.posLine << ", FID " << f.posFid << ", east " << f.posEast << ", north " << f.posNorth
         << ", z_topo " << f.posZTopo << ", altitude " << f.posAltitude << '\n';
+    if (f.missingValue) {
+        std::ostringstream missing;
+        missing << std::setprecision(10) << *f.missingValue;
+        out << "Missing readings are written as " << missing.str() << '\n';
+    }
     return kSuccess;
 }
 
@@ -214,31 +231,117 @@ int DescriptorCheck(const fs::path& file, std::ostream& out) {
     return problems ? kFailed : kSuccess;
 }
 
-int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out) {
+namespace {
+
+struct Moment {
+    std::string label;  // empty for a system of one moment
+    fs::path system;
+};
+
+// "FILE" or "LABEL=FILE" for each --system; labels are needed for more than one.
+bool ParseMoments(const std::vector<std::string>& systems, std::vector<Moment>& moments) {
+    for (const std::string& text : systems) {
+        const auto equals = text.find('=');
+        if (equals == std::string::npos)
+            moments.push_back({"", text});
+        else
+            moments.push_back({text.substr(0, equals), text.substr(equals + 1)});
+    }
+    const bool labelled = std::any_of(moments.begin(), moments.end(),
+                                      [](const Moment& m) { return !m.label.empty(); });
+    for (const Moment& m : moments) {
+        if ((labelled || moments.size() > 1) && (m.label.empty() || m.system.empty())) {
+            Platform().Error(
+                "With more than one moment each --system wants LABEL=FILE.stm (e.g. "
+                "LM=Skytem-LM.stm), not \"" +
+                m.system.string() + "\".");
+            return false;
+        }
+    }
+    return !moments.empty();
+}
+
+// The channel groups of one moment: "LABEL:AXIS=COLUMN" of its label and the
+// groups without one.
+bool MomentChannels(const std::string& text, const std::vector<Moment>& moments,
+                    const std::string& label,
+                    std::vector<std::pair<std::string, std::string>>& channels) {
+    std::vector<std::pair<std::string, std::string>> all;
+    if (!ParsePairs(text, "--channels", all)) return false;
+    for (auto [axis, column] : all) {
+        const auto colon = axis.find(':');
+        if (colon != std::string::npos) {
+            const std::string moment = axis.substr(0, colon);
+            if (std::none_of(moments.begin(), moments.end(),
+                             [&](const Moment& m) { return m.label == moment; })) {
+                Platform().Error("--channels names the moment \"" + moment +
+                                 "\", which no --system LABEL=FILE gives.");
+                return false;
+            }
+            if (moment != label) continue;
+            axis = axis.substr(colon + 1);
+        }
+        channels.emplace_back(axis, column);
+    }
+    return true;
+}
+
+// OUT.DSC for a single moment, OUT-LABEL.DSC for each of several.
+fs::path MomentFile(const fs::path& out, const std::string& label) {
+    if (label.empty()) return out;
+    fs::path file = out;
+    return file.replace_filename(out.stem().string() + "-" + label + out.extension().string());
+}
+
+int BuildMoment(const DescriptorBuildArgs& args, const Moment& moment,
+                const std::vector<Moment>& moments, const xGdfDefinition& layout,
+                std::ostream& out) {
     xDescriptorOptions options;
-    options.name = args.name;
-    options.rxUnit = args.rxUnit;
-    options.version = args.system.filename().string();
+    options.rxUnit = args.unit;
+    options.version = moment.system.filename().string();
     options.definedBy = "tovarn descriptor build";
     if (!ParsePairs(args.map, "--map", options.items) ||
-        !ParsePairs(args.channels, "--channels", options.channels))
+        !MomentChannels(args.channels, moments, moment.label, options.channels))
         return kUsage;
     if (!args.rxOffset.empty() && !ParseOffset(args.rxOffset, "--rx-offset", options.rxOffset))
         return kUsage;
+    if (!args.missing.empty()) {
+        double missing = 0.0;
+        if (!ParseDouble(args.missing, missing)) {
+            Platform().Error("--null wants a number, not \"" + args.missing + "\".");
+            return kUsage;
+        }
+        options.missingValue = missing;
+    }
 
     xStmFile stm;
     xStmSystem system;
-    if (!stm.Read(args.system) || !system.Read(stm)) return kFailed;
+    if (!stm.Read(moment.system) || !system.Read(stm)) return kFailed;
+    options.name =
+        args.name.empty() || moment.label.empty() ? args.name : args.name + " " + moment.label;
+    xEMDesc descriptor;
+    const fs::path file = MomentFile(args.out, moment.label);
+    if (!xDescriptorBuilder::Build(system, layout, options, descriptor) || !descriptor.Write(file))
+        return kFailed;
+    const xEMWDesc& wave = descriptor.Components().begin()->second.wave;
+    out << file.string() << ": " << descriptor.systemDesc.name << ", "
+        << descriptor.Components().size() << " component(s) of " << wave.windows.Rows()
+        << " windows, half period " << descriptor.systemDesc.nominalHalfPeriod << " "
+        << descriptor.systemDesc.timeUnit << ", data in " << wave.rxPrimary.unit << ", "
+        << MomentText(wave.txWaveform, wave.rxPrimary.unit) << '\n';
+    return kSuccess;
+}
+
+}  // namespace
+
+int DescriptorBuild(const DescriptorBuildArgs& args, std::ostream& out) {
+    std::vector<Moment> moments;
+    if (!ParseMoments(args.systems, moments)) return kUsage;
     xGdfDefinition layout;
     if (!ReadLayout(args.layout, layout)) return kFailed;
-
-    xEMDesc descriptor;
-    if (!xDescriptorBuilder::Build(system, layout, options, descriptor)) return kFailed;
-    if (!descriptor.Write(args.out)) return kFailed;
-    out << args.out.string() << ": " << descriptor.systemDesc.name << ", "
-        << descriptor.Components().size() << " component(s) of "
-        << descriptor.Components().begin()->second.wave.windows.Rows() << " windows, half period "
-        << descriptor.systemDesc.nominalHalfPeriod << " " << descriptor.systemDesc.timeUnit << '\n';
+    for (const Moment& moment : moments)
+        if (const int status = BuildMoment(args, moment, moments, layout, out); status != kSuccess)
+            return status;
     return kSuccess;
 }
 
@@ -312,7 +415,7 @@ void AddShowAndCheck(CLI::App& descriptor, CommandTable& table) {
 void AddBuild(CLI::App& descriptor, CommandTable& table) {
     struct Args {
         DescriptorBuildArgs build;
-        std::string system, layout, out;
+        std::string layout, out;
     };
     auto args = std::make_shared<Args>();
     auto* command = table.Add(
@@ -322,33 +425,56 @@ void AddBuild(CLI::App& descriptor, CommandTable& table) {
         "Times in the descriptor run from 0 to the half period, in microseconds; the system\n"
         "file's time zero is moved there. A dB/dt receiver's primary field is the derivative "
         "of\n"
-        "the current. Example:\n"
+        "the current. The channels are imported as delivered: the descriptor says their unit\n"
+        "(the columns' UNITS, else --unit, else the system file's scaling) and, for absolute\n"
+        "units, the transmitter's moment (1 for units per unit moment such as V/(A.m^4), else\n"
+        "turns x loop area x peak current of the system file). A \"-\" before a column turns\n"
+        "the sign of its channels; the columns' NULL marks a missing reading. Example:\n"
         "  tovarn descriptor build --system Geotem3-GSQ823.stm --layout Geotem_GSQ823.dfn \\\n"
         "    --map line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=Elevation_SRTM,"
         "altitude=Radar_Altimeter \\\n"
-        "    --channels Z=Z_off_time,X=X_off_time --rx-offset -120,0,-45 --out GEOTEM.DSC",
+        "    --channels Z=Z_off_time,X=X_off_time --rx-offset -120,0,-45 --out GEOTEM.DSC\n"
+        "A system of two moments gives one descriptor per moment from one call: label each\n"
+        "system file and each channel group; OUT.DSC becomes OUT-LABEL.DSC for each:\n"
+        "  tovarn descriptor build --system LM=Skytem-LM.stm --system HM=Skytem-HM.stm \\\n"
+        "    --layout bhmar-skytem.dfn --map ... --channels LM:Z=LMZ,HM:Z=HMZ --out BHMAR.DSC\n"
+        "    (writes BHMAR-LM.DSC and BHMAR-HM.DSC)",
         [args](xConsolePlatform&) {
-            args->build.system = args->system;
             args->build.layout = args->layout;
             args->build.out = args->out;
             return DescriptorBuild(args->build, std::cout);
         });
-    command->add_option("--system", args->system, "the system file (.stm)")->required();
+    command
+        ->add_option("--system", args->build.systems,
+                     "the system file (.stm); for each moment LABEL=FILE.stm (repeat the "
+                     "option)")
+        ->required();
     command->add_option("--layout", args->layout, kLayoutHelp)->required();
     command->add_option("--map", args->build.map, kMapHelp)->required();
     command
         ->add_option("--channels", args->build.channels,
                      "AXIS=COLUMN,...: the array column of each receiver axis, X (TzRx), Y "
-                     "(TzRy)\nor Z (TzRz); its item count must equal the system file's windows")
+                     "(TzRy)\nor Z (TzRz); its item count must equal the system file's windows. "
+                     "Z=-COLUMN\nturns the sign of the group; LABEL:AXIS=COLUMN gives it to one "
+                     "moment")
         ->required();
     command->add_option("--rx-offset", args->build.rxOffset,
                         "DX,DY,DZ: receiver minus transmitter in metres, x forward, z up "
                         "(default 0,0,0)");
-    command->add_option("--name", args->build.name, "the system name (default: the system file's)");
-    command->add_option("--rx-unit", args->build.rxUnit,
-                        "the receiver unit (default: the normalisation, else Wb/m^2 for B and\n"
-                        "nV/amp/m^2 for dB/dt)");
-    command->add_option("--out", args->out, "the descriptor to write (.DSC)")->required();
+    command->add_option("--name", args->build.name,
+                        "the system name (default: the system file's; with moments the label is "
+                        "added)");
+    command->add_option("--unit,--rx-unit", args->build.unit,
+                        "the unit of the channels, e.g. fT, pT, nT, V/(A.m^4), nV/(A.m^4), ppm\n"
+                        "(default: the columns' UNITS, else the system file's normalisation or "
+                        "output scaling)");
+    command->add_option("--null", args->build.missing,
+                        "the value the survey writes for a missing reading (default: the "
+                        "channel columns' NULL)");
+    command
+        ->add_option("--out", args->out,
+                     "the descriptor to write (.DSC); with moments OUT-LABEL.DSC for each")
+        ->required();
 }
 
 void AddBuildFd(CLI::App& descriptor, CommandTable& table) {

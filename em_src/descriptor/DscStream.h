@@ -53,6 +53,28 @@ class xDscReader {
         Line(line, expected);
         return line;
     }
+    // Whether the next line that is not blank is this label; nothing is consumed
+    // when it is not (an optional block at the end of the file).
+    bool NextIs(const std::string& label) {
+        if (!ok_ || in_.peek() == std::char_traits<char>::eof()) return false;
+        const std::streampos at = in_.tellg();
+        const long line = line_;
+        std::string text;
+        while (std::getline(in_, text)) {
+            ++line_;
+            if (!text.empty() && text.back() == '\r') text.pop_back();
+            if (text.find_first_not_of(" \t") == std::string::npos) continue;
+            if (text == label) {
+                last_ = text;
+                return true;
+            }
+            break;
+        }
+        in_.clear();
+        in_.seekg(at);
+        line_ = line;
+        return false;
+    }
     // A label line, read and dropped.
     bool Skip(const std::string& label = "a label line") {
         std::string line;

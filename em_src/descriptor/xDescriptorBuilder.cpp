@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "xPlatform.h"
+#include "xRxUnit.h"
 
 namespace {
 
@@ -79,11 +80,80 @@ bool NamedItem(const std::string& item, long position, xEMFDesc& format) {
     return false;
 }
 
-std::string DefaultRxUnit(const xStmSystem& system) {
+// The unit the system file's forward model writes in: its normalisation, or
+// SI scaled by its output scaling (1e15 on B is fT).
+std::string SystemFileUnit(const xStmSystem& system, double scaling) {
     const std::string normalisation = Lower(system.normalisation);
     if (normalisation == "ppm" || normalisation == "ppt" || normalisation == "%")
         return normalisation;
-    return system.output == xStmOutput::B ? "Wb/m^2" : "nV/amp/m^2";
+    struct Scaled {
+        double scaling;
+        const char* b;
+        const char* dbdt;
+    };
+    constexpr std::array<Scaled, 4> kScaled{{{1.0, "T", "V/amp/m^4"},
+                                             {1e9, "nT", "nV/amp/m^4"},
+                                             {1e12, "pT", "pV/amp/m^4"},
+                                             {1e15, "fT", ""}}};
+    for (const Scaled& s : kScaled)
+        if (std::fabs(scaling / s.scaling - 1.0) < 1e-9)
+            return system.output == xStmOutput::B ? s.b : s.dbdt;
+    return "";
+}
+
+std::string KnownUnits() {
+    std::string list;
+    for (const std::string& name : xRxUnit::Names()) list += (list.empty() ? "" : ", ") + name;
+    return list;
+}
+
+// The descriptor's unit of one channel group: the option, else the column's
+// own, else what the system file writes along that axis.
+std::string ChannelUnit(const std::string& option, const xGdfField& field, const xStmSystem& system,
+                        int axis) {
+    const std::string stated = option.empty() ? field.units : option;
+    if (!stated.empty()) {
+        const std::string unit = xRxUnit::FromSurvey(stated);
+        if (unit.empty())
+            Platform().Error("The unit \"" + stated + "\" of the channels \"" + field.name +
+                             "\" is not one we know; give one of " + KnownUnits() +
+                             " with --unit.");
+        return unit;
+    }
+    const double scaling =
+        axis == AxisX ? system.xScaling : (axis == AxisY ? system.yScaling : system.zScaling);
+    const std::string unit = SystemFileUnit(system, scaling);
+    if (unit.empty())
+        Platform().Error("Neither the layout nor the system file says the unit of the channels \"" +
+                         field.name + "\"; give one of " + KnownUnits() + " with --unit.");
+    return unit;
+}
+
+// "-EMZ" is the column EMZ with its sign turned.
+std::pair<std::string, float> SignedColumn(const std::string& text) {
+    if (text.size() > 1 && text.front() == '-') return {text.substr(1), -1.0f};
+    return {text, 1.0f};
+}
+
+// The transmitter waveform of data in an absolute unit: the current at a
+// peak of 1, and the peak moment as its amplitude factor. Relative data keep
+// the current as the system file gives it.
+void DescribeMoment(const xStmSystem& system, const std::string& rxUnit, xWaveform& current) {
+    if (xRxUnit::Of(rxUnit).IsRelative()) return;
+    const std::optional<double> moment = xDescriptorBuilder::Moment(system, rxUnit);
+    if (!moment) {
+        Platform().Warning(
+            "The system file gives no number of turns, loop area or peak current, "
+            "so the moment of data in " +
+            rxUnit +
+            " is unknown; give the transmitter waveform the unit amp/m^2 and the peak moment "
+            "(A m^2) as its amplitude scaling.");
+        return;
+    }
+    xDescriptorBuilder::NormaliseToPeak(current);
+    current.unit = "amp/m^2";
+    current.scaleFirst = 1.0f;
+    current.scaleSecond = float(*moment);
 }
 
 xEMSensorType Dipole(int axis) {
@@ -134,6 +204,71 @@ bool SingleColumn(const xGdfDefinition& layout, const std::string& name, const s
     return true;
 }
 
+struct ChannelGroup {
+    const xGdfField* field = nullptr;
+    float sign = 1.0f;
+    std::string unit;
+};
+
+// One receiver axis and its channel column, checked against the system file.
+bool AddGroup(const xStmSystem& system, const xGdfDefinition& layout,
+              const xDescriptorOptions& options, const std::string& axis,
+              const std::string& signedColumn, std::map<long, ChannelGroup>& groups) {
+    const long id = xDescriptorBuilder::ComponentOfAxis(axis);
+    if (id == UndefinedComponent) {
+        Platform().Error("Unknown receiver axis \"" + axis + "\"; the channels go by X, Y or Z.");
+        return false;
+    }
+    if (groups.count(id)) {
+        Platform().Error("The channels of " + axis + " are given twice.");
+        return false;
+    }
+    const auto [column, sign] = SignedColumn(signedColumn);
+    const xGdfField* field = Column(layout, column, "the channels of " + axis);
+    if (!field) return false;
+    const long windows = long(system.windows.size());
+    if (field->Items() != windows) {
+        Platform().Error("The column \"" + column + "\" holds " + std::to_string(field->Items()) +
+                         " channels but the system file has " + std::to_string(windows) +
+                         " windows.");
+        return false;
+    }
+    const std::string unit = ChannelUnit(options.rxUnit, *field, system, RxAxis(id));
+    if (unit.empty()) return false;
+    groups[id] = {field, sign, unit};
+    return true;
+}
+
+// The option's missing value, else the one NULL the channel columns share.
+bool MissingValue(const xDescriptorOptions& options, const std::map<long, ChannelGroup>& groups,
+                  std::optional<double>& missing) {
+    missing = options.missingValue;
+    if (missing) return true;
+    for (const auto& [id, group] : groups) {
+        if (!group.field->null) continue;
+        if (missing && *missing != *group.field->null) {
+            Platform().Error("The channel columns declare different NULL values (" +
+                             Number(*missing) + " and " + Number(*group.field->null) +
+                             "); give the one to use with --null.");
+            return false;
+        }
+        missing = group.field->null;
+    }
+    return true;
+}
+
+// The group's unit, sign and moment in the waveform block of its component.
+void DescribeWave(const xStmSystem& system, const ChannelGroup& group, xEMWDesc& wave) {
+    for (long w = 0; w < wave.weights.Length(); ++w) wave.weights[w] = group.sign;
+    DescribeMoment(system, group.unit, wave.txWaveform);
+    wave.rxPrimary.unit = group.unit;
+    wave.rxPrimary.samples =
+        system.output == xStmOutput::B
+            ? wave.txWaveform.samples
+            : xDescriptorBuilder::Derivative(wave.txWaveform.samples, kStepMicro);
+    xDescriptorBuilder::NormaliseToPeak(wave.rxPrimary);
+}
+
 }  // namespace
 
 long xDescriptorBuilder::ComponentOfAxis(const std::string& axis) {
@@ -179,6 +314,15 @@ void xDescriptorBuilder::NormaliseToPeak(xWaveform& wave) {
     for (long r = 0; r < wave.samples.Rows(); ++r) wave.samples[r][1] /= peak;
     wave.scaleFirst = 1.0f / peak;
     wave.scaleSecond = 1.0f;
+}
+
+std::optional<double> xDescriptorBuilder::Moment(const xStmSystem& system,
+                                                 const std::string& rxUnit) {
+    const xRxUnit unit = xRxUnit::Of(rxUnit);
+    if (!unit.IsAbsolute()) return std::nullopt;
+    if (xRxUnit::IsPerUnitMoment(rxUnit)) return 1.0;
+    if (!system.numberOfTurns || !system.loopArea || !system.peakCurrent) return std::nullopt;
+    return *system.numberOfTurns * *system.loopArea * *system.peakCurrent;
 }
 
 FloatMatrix xDescriptorBuilder::Derivative(const FloatMatrix& current, double epsilon) {
@@ -240,32 +384,14 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     if (!FormatItems(layout, options.items, format)) return false;
 
     const long windows = long(system.windows.size());
-    std::map<long, long> firstChannel;  // component id -> position of channel 1
-    for (const auto& [axis, column] : options.channels) {
-        const long id = ComponentOfAxis(axis);
-        if (id == UndefinedComponent) {
-            Platform().Error("Unknown receiver axis \"" + axis +
-                             "\"; the channels go by X, Y or Z.");
-            return false;
-        }
-        if (firstChannel.count(id)) {
-            Platform().Error("The channels of " + axis + " are given twice.");
-            return false;
-        }
-        const xGdfField* field = Column(layout, column, "the channels of " + axis);
-        if (!field) return false;
-        if (field->Items() != windows) {
-            Platform().Error("The column \"" + column + "\" holds " +
-                             std::to_string(field->Items()) + " channels but the system file has " +
-                             std::to_string(windows) + " windows.");
-            return false;
-        }
-        firstChannel[id] = field->position;
-    }
-    if (firstChannel.empty()) {
+    std::map<long, ChannelGroup> groups;
+    for (const auto& [axis, signedColumn] : options.channels)
+        if (!AddGroup(system, layout, options, axis, signedColumn, groups)) return false;
+    if (groups.empty()) {
         Platform().Error("No channel columns are given.");
         return false;
     }
+    if (!MissingValue(options, groups, format.missingValue)) return false;
 
     const double half = system.HalfPeriod() * kMicro;
     xEMSDesc& header = descriptor.systemDesc;
@@ -285,17 +411,11 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     for (long w = 0; w < windows; ++w) {
         wave.windows[w][0] = float((system.windows[std::size_t(w)].start + shift) * kMicro);
         wave.windows[w][1] = float((system.windows[std::size_t(w)].end + shift) * kMicro);
-        wave.weights[w] = 1.0f;
     }
     wave.txWaveform.source = "nominal";
-    wave.txWaveform.unit = options.txUnit;
+    wave.txWaveform.unit = "amp";
     wave.txWaveform.samples = HalfPeriodCurrent(system, -shift);
     wave.rxPrimary.source = "nominal";
-    wave.rxPrimary.unit = options.rxUnit.empty() ? DefaultRxUnit(system) : options.rxUnit;
-    wave.rxPrimary.samples = system.output == xStmOutput::B
-                                 ? wave.txWaveform.samples
-                                 : Derivative(wave.txWaveform.samples, kStepMicro);
-    NormaliseToPeak(wave.rxPrimary);
 
     // The system file is normalised to a unit moment: a dipole is the transmitter.
     xEMGDesc geometry;
@@ -303,24 +423,26 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     geometry.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
 
     descriptor.Components().clear();
-    for (const auto& [id, position] : firstChannel) {
+    for (const auto& [id, group] : groups) {
         xEMCompDesc component;
         component.id = id;
         component.wave = wave;
+        DescribeWave(system, group, component.wave);
         component.geometry = geometry;
         component.geometry.receiver = Dipole(RxAxis(id));
         component.geometry.SetPosition(xEMGDesc::Rx, options.rxOffset[0], options.rxOffset[1],
                                        options.rxOffset[2]);
         descriptor.Components()[id] = component;
     }
-    descriptor.SelectComponent(firstChannel.begin()->first);
+    descriptor.SelectComponent(groups.begin()->first);
 
     format.itemsPerRecord = layout.ItemsPerRecord();
     // The channel counts live in the components; a descriptor read from a file
     // holds no other classification in its format, nor does this one.
     format.SetChannels(windows);
-    for (const auto& [id, position] : firstChannel)
-        for (long ch = 1; ch <= windows; ++ch) format.channelMap[ch][id] = float(position + ch - 1);
+    for (const auto& [id, group] : groups)
+        for (long ch = 1; ch <= windows; ++ch)
+            format.channelMap[ch][id] = float(group.field->position + ch - 1);
     descriptor.formatDesc = format;
     return true;
 }

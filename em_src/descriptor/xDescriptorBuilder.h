@@ -6,6 +6,7 @@
 // file takes for its time zero.
 
 #include <array>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,13 +20,18 @@ struct xDescriptorOptions {
     // angles (Rx_pitch, ..., Tx_roll) are the named items, any other name becomes
     // a user item. Names of the items are taken without regard to case.
     std::vector<std::pair<std::string, std::string>> items;
-    // Receiver axis ("X", "Y", "Z") -> the array column holding its channels.
+    // Receiver axis ("X", "Y", "Z") -> the array column holding its channels; a
+    // "-" before the column ("-EMZ") turns the group's sign round.
     std::vector<std::pair<std::string, std::string>> channels;
     // Receiver minus transmitter, metres, x forward, z up.
     std::array<float, 3> rxOffset{0.0f, 0.0f, 0.0f};
     std::string name;  // empty: the system file's name
-    std::string txUnit = "amp";
-    std::string rxUnit;  // empty: from the normalisation and output type
+    // The unit of the channels in any spelling a survey uses; empty: the unit of
+    // the channel columns, else the system file's normalisation or output scaling.
+    std::string rxUnit;
+    // The value the survey writes for a missing reading; none: the NULL of the
+    // channel columns, if they declare one.
+    std::optional<double> missingValue;
     std::string version;
     std::string definedBy;
     std::string dateDefined;
@@ -79,6 +85,10 @@ class xDescriptorBuilder {
     // rows epsilon apart because the times of a waveform must rise.
     // Samples scaled to a peak of 1, the peak kept in the amplitude scaling.
     static void NormaliseToPeak(xWaveform& wave);
+    // The transmitter's peak moment in A m^2 for data in that unit: 1 for units
+    // per unit moment by name, else turns x loop area x peak current of the
+    // system file. Nothing for relative units, or when the file leaves one out.
+    static std::optional<double> Moment(const xStmSystem& system, const std::string& rxUnit);
     static FloatMatrix Derivative(const FloatMatrix& current, double epsilon);
 
     // "Z" -> 109 (TzRz), "X" -> 107, "Y" -> 108; 100 for anything else.

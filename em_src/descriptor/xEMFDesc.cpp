@@ -267,6 +267,11 @@ bool xEMFDesc::Read(xDscReader& in, long fileVersion, bool frequencyDomain) {
             user.name = tokens[0];
             next.userItems.push_back(std::move(user));
         }
+        if (in.NextIs(MissingValueLabel)) {
+            double missing = 0.0;
+            if (!in.Numbers(missing)) return false;
+            next.missingValue = missing;
+        }
     }
     *this = std::move(next);
     return true;
@@ -295,6 +300,11 @@ void xEMFDesc::Write(std::ostream& out) const {
             << Column{kUserFlag, 4} << '\n';
     }
     out << ItemSeparator << '\n';
+    if (missingValue) {
+        std::ostringstream value;
+        value << std::setprecision(10) << *missingValue;
+        out << MissingValueLabel << '\n' << value.str() << '\n';
+    }
 }
 
 bool xEMFDesc::SameMapsAs(const xEMFDesc& other) const {
@@ -324,7 +334,8 @@ bool xEMFDesc::operator==(const xEMFDesc& other) const {
     }
     if (!(classification == other.classification) || isFrequencyDomain != other.isFrequencyDomain ||
         geosoftFormat != other.geosoftFormat || commentLines != other.commentLines ||
-        itemsPerRecord != other.itemsPerRecord || userItems != other.userItems)
+        itemsPerRecord != other.itemsPerRecord || userItems != other.userItems ||
+        missingValue != other.missingValue)
         return false;
     for (int i = 0; i < NumberOfItems; ++i)
         if (Position(Item(i)) != other.Position(Item(i))) return false;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,9 @@ class xEMFDesc {
     static constexpr const char* UserGroupTitle = "User Defined Items";
     static constexpr const char* NewItemPrompt = "Enter new user defined item label:";
     static constexpr const char* NewItemDefault = "User Item";
+    // Heads the optional block after the item list that holds the value a survey
+    // writes for a channel it has no reading for.
+    static constexpr const char* MissingValueLabel = "MISSING VALUE OF THE CHANNELS";
 
     // The named items in the order the model keeps them: the angles go pitch,
     // yaw, roll here, while the file writes pitch, roll, yaw.
@@ -76,12 +80,14 @@ class xEMFDesc {
     // read; a failure also fails the reader. The classification is left alone:
     // it belongs to the descriptor, not to this block.
     bool Read(xDscReader& in, long fileVersion, bool frequencyDomain);
-    // Always the version 9 layout.
+    // Always the version 9 layout; the missing-value block only when one is set,
+    // so that a descriptor without one reads and writes as before.
     void Write(std::ostream& out) const;
 
     // Same record layout: domain, Geosoft flag, comment lines, items, the named
-    // and user positions, the classification and, for each component with
-    // channels, its positions. Title, sample file and version do not count.
+    // and user positions, the classification, for each component with channels
+    // its positions, and the missing value. Title, sample file and version do
+    // not count.
     bool operator==(const xEMFDesc& other) const;
     bool operator!=(const xEMFDesc& other) const { return !(*this == other); }
     // Same quantities in the records, wherever they lie: domain, components and
@@ -141,6 +147,9 @@ class xEMFDesc {
     FloatMatrix inPhaseMap;
     FloatMatrix quadratureMap;
     xTRClasf classification;
+    // The value the survey writes for a reading it does not have; a record
+    // holding it in a position item is left out, a channel holding it is blank.
+    std::optional<double> missingValue;
     long version = CurrentVersion;
 
   private:

@@ -77,3 +77,13 @@ std::string xRxUnit::FromSurvey(const std::string& text) {
     }
     return "";
 }
+
+std::vector<std::string> xRxUnit::Names() {
+    std::vector<std::string> names;
+    for (const xUnitRow& row : kUnits) names.emplace_back(row.name);
+    return names;
+}
+
+bool xRxUnit::IsPerUnitMoment(const std::string& unit) {
+    return Of(unit).kind() == Kind::FieldRate && unit.find("V/amp/m^") != std::string::npos;
+}

@@ -9,6 +9,7 @@
 // primary field at the receiver.
 
 #include <string>
+#include <vector>
 
 class xRxUnit {
   public:
@@ -22,6 +23,12 @@ class xRxUnit {
     // ("fT", "V/(A.m^4)", "V/(A·m⁴)", "pV/A/m^4", "ppm", ...); empty when the text
     // names no unit a receiver reports.
     static std::string FromSurvey(const std::string& text);
+
+    // The descriptor's names of every unit we know, in the table's order.
+    static std::vector<std::string> Names();
+    // Whether the unit is per unit transmitter moment by its very name (the
+    // V/(A m^4) family): data in it need no moment from the system file.
+    static bool IsPerUnitMoment(const std::string& unit);
 
     Kind kind() const { return kind_; }
     bool IsRelative() const { return kind_ == Kind::Relative; }

@@ -86,6 +86,7 @@ void xASCII2BinFactory::BuildTables() {
     frequencyDomain_ = descriptor_->IsFrequencyDomain();
     geosoft_ = format.geosoftFormat != 0;
     commentLines_ = std::max(format.commentLines, 0L);
+    missing_ = format.missingValue;
     items_ = std::max(format.itemsPerRecord, 0L);
     // A position beyond the record is as good as none.
     auto at = [this](long position) { return position >= 1 && position <= items_ ? position : 0; };
@@ -291,6 +292,10 @@ bool xASCII2BinFactory::ReadRecord(xAsciiScanner& in, const fs::path& file, std:
         start = in.Tell();
         std::int64_t dataStart = start;
         const Read result = geosoft_ ? ReadGeosoftRecord(in, dataStart) : ReadItems(in);
+        if (result == Read::Ok && LacksPosition()) {
+            ReportSkipped(in, file, dataStart);
+            continue;
+        }
         if (result == Read::Ok) {
             if (!geosoft_) label_ = TruncateLabel(Raw(posLine_));
             return true;
@@ -323,10 +328,32 @@ bool xASCII2BinFactory::BadValue(xAsciiScanner& in, const fs::path& file, std::i
     }
     in.Seek(dataStart);
     in.SkipLine();
+    ReportSkipped(in, file, dataStart);
+    return true;
+}
+
+void xASCII2BinFactory::ReportSkipped(xAsciiScanner& in, const fs::path& file,
+                                      std::int64_t dataStart) {
     if (checker_)
         checker_->Report("\nIn file " + file.string() +
                          ",  line skiped: " + RecordText(in.Text(dataStart, in.Tell())));
-    return true;
+}
+
+bool xASCII2BinFactory::IsMissing(float value) const {
+    // The file's text went through a float on the way in.
+    constexpr double kRelative = 1e-6;
+    return missing_ && std::fabs(double(value) - *missing_) <= kRelative * std::fabs(*missing_);
+}
+
+bool xASCII2BinFactory::LacksPosition() const {
+    for (long position : {posFid_, posEast_, posNorth_, posAltitude_})
+        if (position && IsMissing(raw_[position])) return true;
+    return false;
+}
+
+float xASCII2BinFactory::Channel(long position, float factor) const {
+    const float value = Raw(position);
+    return position && IsMissing(value) ? BlankValue : value * factor;
 }
 
 std::string xASCII2BinFactory::BadValuePlace(xAsciiScanner& in, const fs::path& file) {
@@ -424,12 +451,12 @@ void xASCII2BinFactory::Transform() {
             const long n = channels_[id] / 2;
             for (long i = 1; i <= n; ++i) {
                 const float gain = gains_[id][i];
-                out[offset + i - 1] = Raw(long(inPhase_[id][i])) * scale * gain;
-                out[offset + n + i - 1] = Raw(long(quadrature_[id][i])) * scale * gain;
+                out[offset + i - 1] = Channel(long(inPhase_[id][i]), scale * gain);
+                out[offset + n + i - 1] = Channel(long(quadrature_[id][i]), scale * gain);
             }
         } else {
             for (long i = 1; i <= channels_[id]; ++i)
-                out[offset + i - 1] = Raw(long(positions_[id][i])) * scale * gains_[id][i];
+                out[offset + i - 1] = Channel(long(positions_[id][i]), scale * gains_[id][i]);
         }
         next = offset + channels_[id];
     }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,15 @@ class xASCII2BinFactory : public xProcessState {
     // What the user wants done with a record holding a bad value; true to read
     // on, false to end the line.
     bool BadValue(xAsciiScanner& in, const std::filesystem::path& file, std::int64_t dataStart);
+    // The record read from dataStart to here goes to the report as skipped.
+    void ReportSkipped(xAsciiScanner& in, const std::filesystem::path& file,
+                       std::int64_t dataStart);
+    // The survey's missing value, read as a float, compared as the text gave it.
+    bool IsMissing(float value) const;
+    // A record without FID, position or altitude cannot be placed on its line.
+    bool LacksPosition() const;
+    // A channel's value in the target: blank when the survey has no reading.
+    float Channel(long position, float factor) const;
     // Where the bad value stands and what it is, for the question.
     std::string BadValuePlace(xAsciiScanner& in, const std::filesystem::path& file);
     void Transform();
@@ -108,6 +118,7 @@ class xASCII2BinFactory : public xProcessState {
     FloatMatrix inPhase_, quadrature_;
     FloatMatrix gains_;
     FloatArray scale_;
+    std::optional<double> missing_;
 
     FloatArray raw_;     // 1..items
     FloatArray record_;  // 0..R-1

@@ -110,7 +110,7 @@ TEST(TovarnProgram, HelpUsageAndExitCodes) {
         {"dump --help", 0, "An AOT file is written whole"},
         {"fit --help", 0, "--record"},
         {"synth --help", 0, "--line-spacing"},
-        {"descriptor build --help", 0, "--rx-unit"},
+        {"descriptor build --help", 0, "OUT-LABEL.DSC"},
         {"descriptor build-fd --help", 0, "--component"},
         {"cdi export --help", 0, "geosoft-survey"},
         {"", 2, "A subcommand is required"},
@@ -122,10 +122,41 @@ TEST(TovarnProgram, HelpUsageAndExitCodes) {
          "error: --only wants process ids separated by commas, e.g. 701,702.\n"},
         {"run /nonexistent/x.PAR --answer bad", 2,
          "error: --answer wants \"fragment=Caption\", not \"bad\".\n"},
+        {"descriptor build --system LM=a.stm --system b.stm --layout x.dfn --map a=b "
+         "--channels Z=c --out y.DSC",
+         2,
+         "error: With more than one moment each --system wants LABEL=FILE.stm (e.g. "
+         "LM=Skytem-LM.stm), not \"b.stm\".\n"},
     };
     for (const Case& c : cases) {
         std::string output;
         EXPECT_EQ(RunTovarn(c.arguments, output), c.exitCode) << c.arguments;
         EXPECT_NE(output.find(c.output), std::string::npos) << c.arguments << "\n" << output;
     }
+}
+
+// What a descriptor of a delivered survey says about its data, and a channel
+// group given to a moment that no system file is labelled with.
+TEST(TovarnProgram, DescriptorsOfDeliveredSurveys) {
+    const std::string examples = std::string(TOVARN_SOURCE_DIR) + "/examples/";
+    std::string output;
+    ASSERT_EQ(RunTovarn("descriptor show " + examples + "skytem-bhmar2009/BHMAR-HM.DSC", output),
+              0);
+    EXPECT_NE(output.find("    data: V/amp/m^4, moment 1 A m^2\n"), std::string::npos) << output;
+    ASSERT_EQ(RunTovarn("descriptor show " + examples + "tempest-ausaem2020/TEMPEST.DSC", output),
+              0);
+    EXPECT_NE(output.find("    data: fT, moment 0.5 A m^2\n"), std::string::npos) << output;
+    EXPECT_NE(output.find("Missing readings are written as -999.999999\n"), std::string::npos);
+
+    const std::string bhmar = examples + "skytem-bhmar2009/";
+    EXPECT_EQ(
+        RunTovarn("descriptor build --system LM=" + bhmar + "Skytem-LM.stm --layout " + bhmar +
+                      "bhmar-skytem.dfn --map line=Line --channels XM:Z=LMZ --out "
+                      "/nonexistent/B.DSC",
+                  output),
+        2);
+    EXPECT_NE(output.find("error: --channels names the moment \"XM\", which no --system "
+                          "LABEL=FILE gives.\n"),
+              std::string::npos)
+        << output;
 }

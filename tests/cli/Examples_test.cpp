@@ -35,6 +35,22 @@ int Tovarn(const std::string& arguments) {
 
 using ExampleDescriptors = xTempFolderTest;
 
+// The `tovarn descriptor build` line of a README, its continued lines joined,
+// without the program's name.
+std::string ReadmeBuildCommand(const fs::path& readme) {
+    std::ifstream in(readme);
+    const std::string start = "tovarn descriptor build";
+    std::string command;
+    for (std::string line; std::getline(in, line);) {
+        if (command.empty() && line.rfind(start, 0) != 0) continue;
+        const bool continued = !line.empty() && line.back() == '\\';
+        if (continued) line.pop_back();
+        command += line + ' ';
+        if (!continued) break;
+    }
+    return command.empty() ? command : command.substr(std::string("tovarn ").size());
+}
+
 struct LineRun {
     long label = 0;
     long records = 0;
@@ -139,31 +155,34 @@ TEST_F(ExampleDescriptors, ExampleSurveysImportEveryRecord) {
     }
 }
 
-TEST_F(ExampleDescriptors, GeotemAndTempestRebuildIdentically) {
-    const fs::path data = SharedDataDir();
-    SKIP_UNLESS_EXISTS(data / "geotem-gsq823-1996" / "Geotem3-GSQ823.stm");
-    const std::string geotem = data.string() + "/geotem-gsq823-1996/";
-    ASSERT_EQ(
-        Tovarn("descriptor build --system " + geotem + "Geotem3-GSQ823.stm --layout " + geotem +
-               "Geotem_GSQ823.dfn --map line=Line,fid=Fiducial,east=Easting,"
-               "north=Northing,z_topo=Elevation_SRTM,altitude=Radar_Altimeter "
-               "--channels X=X_off_time,Z=Z_off_time --rx-offset -120,0,-45 "
-               "--name \"GEOTEM GSQ823 25 Hz\" --out " +
-               (dir_ / "GEOTEM.DSC").string()),
-        0);
-    EXPECT_EQ(Slurp(dir_ / "GEOTEM.DSC"), Slurp(kRoot / "examples/geotem-gsq823/GEOTEM.DSC"));
-
-    const std::string tempest = data.string() + "/tempest-ausaem2020/";
-    ASSERT_EQ(
-        Tovarn("descriptor build --system " + tempest + "Tempest-25.0Hz.stm --layout " + tempest +
-               "Tempest-AusAEM-2020.dfn --map line=Line,fid=Fiducial,east=Easting,"
-               "north=Northing,z_topo=DTM,altitude=Tx_Height --channels "
-               "X=EMX_HPRG,Z=EMZ_HPRG --rx-offset -108,0,-52 --name \"TEMPEST "
-               "AusAEM 2020 25 Hz\" --out " +
-               (dir_ / "TEMPEST.DSC").string()),
-        0);
-    EXPECT_EQ(Slurp(dir_ / "TEMPEST.DSC"),
-              Slurp(kRoot / "examples/tempest-ausaem2020/TEMPEST.DSC"));
+// Each example's README builds its descriptors from the files beside it; the
+// line, run as written but into a folder of its own, gives the bundled files
+// byte for byte, in the unit the survey's definition states.
+TEST_F(ExampleDescriptors, ReadmeBuildLinesRebuildTheBundledDescriptors) {
+    struct Built {
+        const char* dir;
+        std::vector<std::pair<const char*, const char*>> unitOf;  // descriptor, receiver unit
+    };
+    const std::vector<Built> examples = {
+        {"geotem-gsq823", {{"GEOTEM.DSC", "ppm"}}},
+        {"tempest-ausaem2020", {{"TEMPEST.DSC", "fT"}}},
+        {"tempest-frome2010", {{"TEMPEST.DSC", "fT"}}},
+        {"skytem-bhmar2009", {{"BHMAR-LM.DSC", "V/amp/m^4"}, {"BHMAR-HM.DSC", "V/amp/m^4"}}},
+    };
+    for (const Built& e : examples) {
+        const fs::path example = kRoot / "examples" / e.dir;
+        std::string command = ReadmeBuildCommand(example / "README.md");
+        const std::string out = "--out examples/" + std::string(e.dir) + "/";
+        ASSERT_NE(command.find(out), std::string::npos) << e.dir;
+        command.replace(command.find(out), out.size(), "--out " + dir_.string() + "/");
+        ASSERT_EQ(Tovarn(command), 0) << command;
+        for (const auto& [descriptor, unit] : e.unitOf) {
+            EXPECT_EQ(Slurp(dir_ / descriptor), Slurp(example / descriptor)) << descriptor;
+            EXPECT_NE(Slurp(dir_ / descriptor).find("[" + std::string(unit) + "]"),
+                      std::string::npos)
+                << e.dir << " " << descriptor;
+        }
+    }
 }
 
 TEST_F(ExampleDescriptors, ResolveRebuildsIdenticallyAndAllCheckValid) {
@@ -178,7 +197,8 @@ TEST_F(ExampleDescriptors, ResolveRebuildsIdenticallyAndAllCheckValid) {
     EXPECT_EQ(Slurp(dir_ / "RESOLVE.DSC"),
               Slurp(kRoot / "examples/resolve-bookpurnong/RESOLVE.DSC"));
     for (const char* example : {"geotem-gsq823/GEOTEM.DSC", "tempest-ausaem2020/TEMPEST.DSC",
-                                "resolve-bookpurnong/RESOLVE.DSC"})
+                                "tempest-frome2010/TEMPEST.DSC", "skytem-bhmar2009/BHMAR-LM.DSC",
+                                "skytem-bhmar2009/BHMAR-HM.DSC", "resolve-bookpurnong/RESOLVE.DSC"})
         EXPECT_EQ(Tovarn(std::string("descriptor check examples/") + example), 0) << example;
 }
 

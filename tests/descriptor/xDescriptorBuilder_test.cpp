@@ -173,14 +173,128 @@ TEST(DescriptorBuilder, PrimaryIsTheCurrentsDerivativeForDbdtAndItsShapeForB) {
     ExpectRows(primary.samples,
                {{0, 1}, {500, 1}, {500.01f, -1}, {1000, -1}, {1000.01f, 0}, {20000, 0}});
     EXPECT_FLOAT_EQ(primary.AmplitudeFactor(), 0.002f);
-    EXPECT_EQ(d.Components().at(109).wave.rxPrimary.unit, "nV/amp/m^2");
 
     std::string text = kSystem;
     text.replace(text.find("dB/dt"), 5, "B");
     ASSERT_TRUE(xDescriptorBuilder::Build(System(text), Layout(), Options(), d));
     const xEMWDesc& wave = d.Components().at(109).wave;
     EXPECT_EQ(wave.rxPrimary.samples, wave.txWaveform.samples);
-    EXPECT_EQ(wave.rxPrimary.unit, "Wb/m^2");
+}
+
+// The unit comes from the option, else the column, else the system file's
+// normalisation or output scaling; absolute units carry the peak moment as the
+// transmitter's amplitude factor, the current kept at a peak of 1.
+TEST(DescriptorBuilder, UnitAndMomentOfTheChannels) {
+    auto withUnits = [](std::string layout) {
+        layout.replace(layout.find("EMZ:3F10.1"), 10, "EMZ:3F10.1:UNITS=fT");
+        return layout;
+    };
+    std::string bInFt = kSystem;
+    bInFt.replace(bInFt.find("dB/dt"), 5, "B\n\t\tZOutputScaling = 1e15");
+    bInFt.replace(bInFt.find("\t\tBaseFrequency"), 0,
+                  "\t\tNumberOfTurns = 2\n\t\tLoopArea = 3\n\t\tPeakCurrent = 0.5\n");
+    struct Case {
+        std::string system, layout, option, unit, txUnit;
+        float moment;
+    };
+    const std::vector<Case> cases = {
+        {bInFt, withUnits(kLayout), "", "fT", "amp/m^2", 3.0f},    // the column's
+        {bInFt, kLayout, "", "fT", "amp/m^2", 3.0f},               // the scaling's
+        {bInFt, withUnits(kLayout), "pT", "pT", "amp/m^2", 3.0f},  // the option's
+        {kSystem, kLayout, "V/(A.m^4)", "V/amp/m^4", "amp/m^2", 1.0f},
+        {kSystem, kLayout, "nV/amp/m^2", "nV/amp/m^2", "amp/m^2", 1.0f},
+        {kSystem, kLayout, "ppm", "ppm", "amp", 1.0f},
+    };
+    for (const Case& c : cases) {
+        xRecordingPlatform platform;
+        xGdfDefinition layout;
+        ASSERT_TRUE(layout.ParseDfn(c.layout, "units.dfn"));
+        xEMDesc d;
+        ASSERT_TRUE(xDescriptorBuilder::Build(
+            System(c.system), layout, Changed(Options(), [&](auto& o) { o.rxUnit = c.option; }),
+            d));
+        const xEMWDesc& wave = d.Components().at(109).wave;
+        EXPECT_EQ(wave.rxPrimary.unit, c.unit) << c.option;
+        EXPECT_EQ(wave.txWaveform.unit, c.txUnit) << c.unit;
+        EXPECT_FLOAT_EQ(wave.txWaveform.AmplitudeFactor(), c.moment) << c.unit;
+        EXPECT_TRUE(platform.Texts("error").empty());
+    }
+
+    // B with no turns, area or current in the file: the moment stays unknown, said once.
+    std::string bareB = kSystem;
+    bareB.replace(bareB.find("dB/dt"), 5, "B");
+    xRecordingPlatform platform;
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(bareB), Layout(), Options(), d));
+    EXPECT_EQ(d.Components().at(109).wave.rxPrimary.unit, "T");
+    EXPECT_EQ(d.Components().at(109).wave.txWaveform.unit, "amp");
+    EXPECT_EQ(platform.Texts("warning").size(), 2u);  // one per component
+}
+
+TEST(DescriptorBuilder, UnknownUnitIsRefusedWithTheKnownOnes) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    EXPECT_FALSE(xDescriptorBuilder::Build(
+        System(), Layout(), Changed(Options(), [](auto& o) { o.rxUnit = "mV"; }), d));
+    ASSERT_EQ(platform.Texts("error").size(), 1u);
+    EXPECT_EQ(
+        platform.Texts("error")[0].rfind("The unit \"mV\" of the channels \"EMZ\" is not one "
+                                         "we know; give one of ppm, ppt, %, Wb/m^2, T, nT, pT, "
+                                         "fT, amp/m, V/amp/m^4,",
+                                         0),
+        0u);
+}
+
+TEST(DescriptorBuilder, MinusBeforeAColumnTurnsThatGroupsWeights) {
+    xRecordingPlatform platform;
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(),
+                                          Changed(Options(),
+                                                  [](auto& o) {
+                                                      o.channels = {{"Z", "-EMZ"}, {"X", "EMX"}};
+                                                  }),
+                                          d));
+    for (long w = 0; w < 3; ++w) {
+        EXPECT_EQ(d.Components().at(109).wave.weights[w], -1.0f);
+        EXPECT_EQ(d.Components().at(107).wave.weights[w], 1.0f);
+        EXPECT_EQ(d.formatDesc.ChannelPosition(w + 1, 109), 11 + w);
+    }
+    ExpectReadsBack(d);
+}
+
+// The NULL of the channel columns goes into the descriptor and back byte for
+// byte; a descriptor without one writes no block at all.
+TEST(DescriptorBuilder, MissingValueOfTheChannelColumns) {
+    std::string layout = kLayout;
+    layout.replace(layout.find("EMX:3F10.1"), 10, "EMX:3F10.1:NULL=-9999.99");
+    layout.replace(layout.find("EMZ:3F10.1"), 10, "EMZ:3F10.1:NULL=-9999.99");
+    xGdfDefinition withNull;
+    ASSERT_TRUE(withNull.ParseDfn(layout, "null.dfn"));
+    xRecordingPlatform platform;
+    xEMDesc d;
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(), withNull, Options(), d));
+    EXPECT_EQ(d.formatDesc.missingValue, -9999.99);
+    ExpectReadsBack(d);
+    std::ostringstream text;
+    d.Write(text);
+    EXPECT_NE(text.str().find("\nMISSING VALUE OF THE CHANNELS\n-9999.99\n"), std::string::npos);
+
+    ASSERT_TRUE(xDescriptorBuilder::Build(
+        System(), withNull, Changed(Options(), [](auto& o) { o.missingValue = -1e30; }), d));
+    EXPECT_EQ(d.formatDesc.missingValue, -1e30);
+
+    ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), d));
+    std::ostringstream none;
+    d.Write(none);
+    EXPECT_EQ(none.str().find("MISSING VALUE"), std::string::npos);
+    EXPECT_FALSE(d.formatDesc.missingValue);
+
+    layout.replace(layout.find("NULL=-9999.99"), 13, "NULL=-999");
+    ASSERT_TRUE(withNull.ParseDfn(layout, "null.dfn"));
+    EXPECT_FALSE(xDescriptorBuilder::Build(System(), withNull, Options(), d));
+    EXPECT_EQ(platform.Texts("error").back(),
+              "The channel columns declare different NULL values (-999 and -9999.99); give the "
+              "one to use with --null.");
 }
 
 TEST(DescriptorBuilder, WholePeriodTableGivesThePositiveHalfHoldingTheWindows) {
