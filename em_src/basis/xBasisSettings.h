@@ -27,5 +27,11 @@ struct xBasisSettings {
     FloatArray thinSheetFactors;
     FloatArray halfSpaceFactors;
     long extraTaus = 2;
+    // The automatic choice keeps its latest tau within this multiple of the
+    // time from the current's last change to the last window's end: a longer
+    // decay looks alike on every window. 0 lifts the limit.
+    double lateTauWindowMultiple = 1.0;
+    // Written back: the limit, in unit, when it cut the automatic choice; else 0.
+    double lateTauLimit = 0.0;
     std::string descriptorName;
 };

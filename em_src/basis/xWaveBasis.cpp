@@ -73,6 +73,23 @@ void xWaveBasis::AdviseOnTaus(const xEMDesc& descriptor) const {
         std::to_string(fewest));
 }
 
+void xWaveBasis::TellTauRange(const FloatArray& taus) const {
+    std::ostringstream note;
+    note << "taus " << taus[taus.Low()] << " to " << taus[taus.High()] << " s: ";
+    const double seconds = xEMSDesc::SecondsPer(Parameters().unit);
+    if (!settings_.selectionWasAutomatic)
+        note << "as 702.EarlyTau and 702.LateTau give them (702.AutomaticSelection=USER).";
+    else if (settings_.lateTauLimit > 0.0)
+        note << "chosen automatically, the latest cut to the time from the current's last change "
+                "to the end of the last window ("
+             << settings_.lateTauLimit * seconds
+             << " s), as the windows cannot tell later decays apart; for later taus set "
+                "702.AutomaticSelection=USER with 702.EarlyTau and 702.LateTau.";
+    else
+        note << "chosen automatically from the decays the windows can tell apart.";
+    Platform().Note(note.str());
+}
+
 bool xWaveBasis::BuildAll(const xEMDesc& descriptor, xAofTau& basis) {
     xWaveBasisBuilder& builder = Builder(descriptor);
     const double seconds = xEMSDesc::SecondsPer(Parameters().unit);
@@ -144,6 +161,7 @@ void xWaveBasis::Execute(int) {
     Parameters().basisValid = 1;
     Parameters().Save();
     Project().latestCreatedFile = basis.FileName();
+    TellTauRange(basis.Taus());
     std::ostringstream note;
     const FloatArray& taus = basis.Taus();
     note << basis.FileName() << ": " << taus.Length() << " taus from " << taus[taus.Low()] << " to "

@@ -38,6 +38,8 @@ class xWaveBasis : public xObject {
     // More taus than the sparsest component has channels: the advice.
     void AdviseOnTaus(const xEMDesc& descriptor) const;
     bool BuildAll(const xEMDesc& descriptor, class xAofTau& basis);
+    // The range of the taus built, and why it is that range.
+    void TellTauRange(const FloatArray& taus) const;
 
     xIniFile* ini_;
     xBasisSettings settings_;

@@ -458,7 +458,11 @@ void xWaveBasisTD::BuildStages(long component, long n) {
     early_ = ToBuilderUnits(settings_.earlyTau);
     late_ = ToBuilderUnits(settings_.lateTau);
     MakeRxWaveform();
-    if (settings_.automaticSelection) SelectTaus(windows_);
+    if (settings_.automaticSelection) {
+        settings_.lateTauLimit = 0.0;
+        SelectTaus(windows_);
+        LimitLateTau();
+    }
     taus_ = TauGrid(early_, late_, n);
     if (!Strip(windows_)) BuildLast(windows_, n);
     Decompose(result_, w_, v_);
@@ -472,6 +476,27 @@ void xWaveBasisTD::BuildStages(long component, long n) {
     settings_.earlyTau = float(ToParameterUnits(early_));
     settings_.lateTau = float(ToParameterUnits(late_));
     settings_.selectionWasAutomatic = settings_.automaticSelection;
+}
+
+double xWaveBasisTD::LastWindowAfterCurrent() const {
+    // The windows are seen from the last node of the current before the first
+    // of them: the end of the turn-off, or of the reversal of a square wave.
+    const FloatMatrix& current = descriptor_.Components().at(component_).wave.txWaveform.samples;
+    const double first = windows_[0][1];
+    double from = 0.0;
+    for (long r = current.RowLow(); r <= current.RowHigh(); ++r) {
+        const double t = double(current[r][current.ColLow()]) * timeScale_;
+        if (t <= first) from = std::max(from, t);
+    }
+    return windows_[1][windows_.ColHigh()] - from;
+}
+
+void xWaveBasisTD::LimitLateTau() {
+    const double limit = settings_.lateTauWindowMultiple * LastWindowAfterCurrent();
+    if (!(limit > 0.0) || late_ <= limit) return;
+    late_ = limit;
+    early_ = std::min(early_, late_ / 10.0);
+    settings_.lateTauLimit = ToParameterUnits(limit);
 }
 
 void xWaveBasisTD::SaveState() {

@@ -1,4 +1,5 @@
-// tovarn params: the parameters of a project as the parameter display lists them.
+// tovarn params: the parameters of a project as the parameter display lists them,
+// each with the name that `tovarn set` takes.
 
 #include <CLI/CLI.hpp>
 
@@ -29,7 +30,7 @@ int Params(const fs::path& parFile, int processId, std::ostream& out) {
         if (processId != 0 && id != processId) continue;
         auto params = MakeParams(id);
         params->Load();
-        params->Display(display);
+        params->Display(display, true);
     }
     display.ExportAscii(out);
     return kSuccess;
@@ -42,7 +43,9 @@ void AddParamsCommand(CLI::App& app, CommandTable& table) {
     };
     auto args = std::make_shared<Args>();
     auto* command = table.Add(
-        app, "params", "Show the parameters of a project as the parameter display lists them.",
+        app, "params",
+        "Show the parameters of a project as the parameter display lists them, with the\n"
+        "ID.Field name of each beside its caption, as `tovarn set` takes it.",
         [args](xConsolePlatform&) { return Params(args->par, args->process, std::cout); });
     command->add_option("PROJECT.PAR", args->par, "the project")->required();
     command->add_option("--process", args->process,

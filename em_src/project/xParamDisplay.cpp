@@ -25,6 +25,14 @@ void xParamDisplay::AddRow(const std::string& label, const std::string& value) {
     items_.push_back({row, value, {}});
 }
 
+void xParamDisplay::AddRow(const std::string& label, const std::string& name,
+                           const std::string& value) {
+    int row = NextRow();
+    items_.push_back({row, label, {}});
+    items_.push_back({row, name, {}});
+    items_.push_back({row, value, {}});
+}
+
 void xParamDisplay::AddHeading(const std::string& title) {
     items_.push_back({NextRow(), title, {}});
 }

@@ -20,6 +20,8 @@ class xParamDisplay {
     void AddTitleRow(const std::string& project, const std::string& descriptor);
     // A new row with the label and its value.
     void AddRow(const std::string& label, const std::string& value);
+    // A new row with the label, a name beside it, and the value.
+    void AddRow(const std::string& label, const std::string& name, const std::string& value);
     // A new row holding the process title.
     void AddHeading(const std::string& title);
     void AddList(const std::vector<std::string>& lines);

@@ -179,9 +179,15 @@ void xPrsCont::Fields(xParamFields& fields) {
     BlockFields(fields);
 }
 
-void xPrsCont::Display(xParamDisplay& display) const {
+void xPrsCont::Display(xParamDisplay& display, bool withNames) const {
     xParamFields fields;
     const_cast<xPrsCont*>(this)->Fields(fields);
     display.AddHeading(Title().empty() ? "Process " + std::to_string(processId_) : Title());
-    for (const auto& field : fields.All()) display.AddRow(field.label, field.show());
+    const std::string id = std::to_string(processId_) + ".";
+    for (const auto& field : fields.All()) {
+        if (withNames)
+            display.AddRow(field.label, id + field.name, field.show());
+        else
+            display.AddRow(field.label, field.show());
+    }
 }

@@ -40,8 +40,9 @@ class xPrsCont {
     // Writes the section in place, or appends it. 1 on success.
     int Save();
 
-    // The labelled rows of the parameter display for this class.
-    void Display(xParamDisplay& display) const;
+    // The labelled rows of the parameter display for this class; with names,
+    // each label has the "ID.Field" name that `tovarn set` takes beside it.
+    void Display(xParamDisplay& display, bool withNames = false) const;
     // The fields that the display shows and `tovarn set` may change.
     void Fields(xParamFields& fields);
     // The process title, ending in a slash ("ASCII->BIN/").

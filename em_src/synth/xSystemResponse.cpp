@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cmath>
 #include <numbers>
+#include <sstream>
 
 #include "xEMDesc.h"
 #include "xRxUnit.h"
@@ -110,19 +111,23 @@ bool xSystemResponse::SetSystem(const xEMDesc& descriptor) {
     }
     const xEMWDesc& first = descriptor.Components().begin()->second.wave;
     unit_ = first.rxPrimary.unit;
-    const auto& units = first.rxUnits;
-    if (std::find(units.begin(), units.end(), unit_) == units.end()) unit_ = "ppm";
-    if (unit_ == "Wb/m^2")
-        quantity_ = Quantity::B;
-    else if (unit_ == "amp/m")
-        quantity_ = Quantity::H;
-    else if (unit_ == "nV/amp/m^2" || unit_ == "nV/amp" || unit_ == "nanoVolts")
-        quantity_ = Quantity::DbDt;
+    const xRxUnit unit = xRxUnit::Of(unit_);
+    if (unit.kind() == xRxUnit::Kind::Unknown) {
+        problem_ = "The receiver unit \"" + unit_ +
+                   "\" says nothing a survey can be modelled in: set the receiver primary "
+                   "field's unit to ppm, ppt or %, to a field per unit moment (fT, pT, nT, T, "
+                   "Wb/m^2, amp/m) or to its rate of change (V/amp/m^4, nV/amp/m^4, pV/amp/m^4, "
+                   "nV/amp/m^2, T/s, nT/s, pT/s, fT/s).";
+        return false;
+    }
+    if (unit.IsAbsolute())
+        quantity_ = unit.kind() == xRxUnit::Kind::FieldRate ? Quantity::DbDt : Quantity::B;
     else
-        quantity_ = first.rxPrimary.IsDefined() && first.rxPrimary.unit != "Wb/m^2" &&
-                            !frequencyDomain_ && ReceiverShowsRateOfChange(first)
-                        ? Quantity::DbDt
-                        : Quantity::B;
+        quantity_ =
+            first.rxPrimary.IsDefined() && !frequencyDomain_ && ReceiverShowsRateOfChange(first)
+                ? Quantity::DbDt
+                : Quantity::B;
+    moment_ = TransmitterMoment(first.txWaveform);
     if (!frequencyDomain_ && !(halfPeriod_ > 0.0)) {
         problem_ = "The half period of the system is not defined.";
         return false;
@@ -130,6 +135,10 @@ bool xSystemResponse::SetSystem(const xEMDesc& descriptor) {
     for (const auto& [id, component] : descriptor.Components())
         if (!AddComponent(descriptor, id)) return false;
     return true;
+}
+
+double xSystemResponse::TransmitterMoment(const xWaveform& current) {
+    return current.unit == "amp/m^2" ? double(current.AmplitudeFactor()) : 1.0;
 }
 
 bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
@@ -144,66 +153,73 @@ bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
     c.axis = int(id - 107);
     c.offset = {0.0, described.geometry.GetSeparationX(), described.geometry.GetSeparationY(),
                 described.geometry.GetSeparationZ()};
-    const xRealField primary = PrimaryField(c.offset);
-    const double magnitude =
-        std::sqrt(primary[0] * primary[0] + primary[1] * primary[1] + primary[2] * primary[2]);
-    // A frequency-domain ratio keeps the primary's sign (coplanar in-phase reads
-    // positive); a decay is divided by the primary's size, so that its sign is
-    // that of the field along the receiver axis.
-    const double along = primary[std::size_t(c.axis)];
-    double reference =
-        normalization_ == "component" ? (frequencyDomain_ ? along : std::fabs(along)) : magnitude;
     const xEMWDesc& wave = described.wave;
     if (frequencyDomain_) {
         for (long r = 0; r < wave.frequencies.Rows(); ++r)
             c.edges.push_back(2.0 * std::numbers::pi * double(wave.frequencies[r][0]));
-    } else {
-        const xEMSDesc& header = descriptor.systemDesc;
-        for (long r = 0; r < wave.windows.Rows(); ++r) {
-            c.edges.push_back(header.RealSeconds(wave.windows[r][0]));
-            c.edges.push_back(header.RealSeconds(wave.windows[r][1]));
-        }
-        const FloatMatrix& samples = wave.txWaveform.samples;
-        const double amplitude = wave.txWaveform.AmplitudeFactor();
-        for (long r = 0; r < samples.Rows(); ++r) {
-            c.waveTimes.push_back(header.RealSeconds(samples[r][0]));
-            c.waveCurrent.push_back(double(samples[r][1]) * amplitude);
-        }
-        if (c.waveTimes.size() < 2) {
-            problem_ =
-                "The transmitter current of component " + ComponentName(id) + " is not defined.";
-            return false;
-        }
-        // The primary seen at its peak: the current's, or its rate of change's.
-        double peak = 0.0;
-        for (std::size_t j = 0; j < c.waveTimes.size(); ++j) {
-            if (quantity_ != Quantity::DbDt) {
-                peak = std::max(peak, std::fabs(c.waveCurrent[j]));
-                continue;
-            }
-            const double dt =
-                j + 1 < c.waveTimes.size() ? c.waveTimes[j + 1] - c.waveTimes[j] : 0.0;
-            if (dt > 0.0)
-                peak = std::max(peak, std::fabs(c.waveCurrent[j + 1] - c.waveCurrent[j]) / dt);
-        }
-        reference *= peak * Mu0;
+    } else if (!TakeWindowsAndCurrent(descriptor.systemDesc, wave, c)) {
+        problem_ = "The transmitter current of component " + ComponentName(id) + " is not defined.";
+        return false;
     }
     const xRxUnit unit = xRxUnit::Of(unit_);
-    const bool normalised = unit.IsRelative();
-    if (normalised) {
-        c.reference = reference;
+    if (unit.IsAbsolute()) {
+        c.factor = Mu0 * moment_ / unit.Factor();
+    } else {
+        c.reference = PrimaryReference(c);
         c.factor = unit.Factor();
-        if (reference == 0.0) {
+        if (c.reference == 0.0) {
             problem_ = "The primary field of component " + ComponentName(id) +
                        " is zero at the receiver; data normalised by it cannot be modelled.";
             return false;
         }
-    } else {
-        c.factor = quantity_ == Quantity::H ? 1.0 : (quantity_ == Quantity::B ? Mu0 : Mu0 * 1.0e9);
     }
-    if (!frequencyDomain_ && normalised) c.factor *= Mu0;
     components_.push_back(std::move(c));
     return true;
+}
+
+bool xSystemResponse::TakeWindowsAndCurrent(const xEMSDesc& header, const xEMWDesc& wave,
+                                            Component& c) {
+    for (long r = 0; r < wave.windows.Rows(); ++r) {
+        c.edges.push_back(header.RealSeconds(wave.windows[r][0]));
+        c.edges.push_back(header.RealSeconds(wave.windows[r][1]));
+    }
+    // The current's shape at a peak of 1 A: the moment scales the field.
+    const FloatMatrix& samples = wave.txWaveform.samples;
+    const double peak = Peak(samples);
+    if (samples.Rows() < 2 || peak == 0.0) return false;
+    for (long r = 0; r < samples.Rows(); ++r) {
+        c.waveTimes.push_back(header.RealSeconds(samples[r][0]));
+        c.waveCurrent.push_back(double(samples[r][1]) / peak);
+    }
+    return true;
+}
+
+double xSystemResponse::PrimaryReference(const Component& c) const {
+    const xRealField primary = PrimaryField(c.offset);
+    const double along = primary[std::size_t(c.axis)];
+    if (frequencyDomain_)
+        return normalization_ == "component" ? along
+                                             : std::hypot(primary[0], primary[1], primary[2]);
+    // A decay is a part of the primary as the receiver sees it at its peak: the
+    // field at the current's peak, or for dB/dt the rate of change as the current
+    // falls, of the sign opposite to the field's. Per component the primary
+    // along the receiver's axis keeps its sign, as delivered surveys have it;
+    // against the whole primary a late decay reads positive.
+    const bool rate = quantity_ == Quantity::DbDt;
+    if (normalization_ != "component")
+        return std::hypot(primary[0], primary[1], primary[2]) * PeakRate(c, rate);
+    return (rate ? -along : along) * PeakRate(c, rate);
+}
+
+double xSystemResponse::PeakRate(const Component& c, bool rate) {
+    if (!rate) return 1.0;
+    double peak = 0.0;
+    for (std::size_t j = 0; j + 1 < c.waveTimes.size(); ++j) {
+        const double dt = c.waveTimes[j + 1] - c.waveTimes[j];
+        if (dt > 0.0)
+            peak = std::max(peak, std::fabs(c.waveCurrent[j + 1] - c.waveCurrent[j]) / dt);
+    }
+    return peak;
 }
 
 std::map<long, std::vector<double>> xSystemResponse::Sounding(const xLayeredEarth& earth,
@@ -364,12 +380,13 @@ std::vector<double> xSystemResponse::TimeDomain(const Component& c, const xStepO
 }
 
 std::string xSystemResponse::UnitsText() const {
-    const std::string quantity =
-        quantity_ == Quantity::DbDt ? "-dB/dt" : (quantity_ == Quantity::B ? "B" : "H");
-    if (unit_ == "ppm" || unit_ == "ppt" || unit_ == "%")
+    const std::string quantity = quantity_ == Quantity::DbDt ? "-dB/dt" : "B";
+    if (xRxUnit::Of(unit_).IsRelative())
         return quantity + " in " + unit_ + " of the " +
                (normalization_ == "component" ? "component's primary field"
                                               : "magnitude of the primary field") +
                " at the receiver" + (frequencyDomain_ ? ", in-phase then quadrature" : "");
-    return quantity + " in " + unit_ + " per unit transmitter moment (1 A m^2)";
+    std::ostringstream moment;
+    moment << moment_;
+    return quantity + " in " + unit_ + " for a transmitter moment of " + moment.str() + " A m^2";
 }

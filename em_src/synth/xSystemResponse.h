@@ -7,21 +7,22 @@
 // quadrature. Values come out in the descriptor's receiver units:
 //
 //   ppm, ppt, %   the secondary over the primary field at the receiver: the
-//                 component's own primary for "component" normalisation, the
-//                 magnitude of the primary vector for "total field"; for a
-//                 dB/dt receiver the primary is its peak rate of change. In the
-//                 frequency domain the ratio keeps the primary's sign; a time-
-//                 domain decay is divided by the primary's size, so that over a
-//                 half-space late Z decays read positive.
-//   Wb/m^2        B (T) per unit transmitter moment (A m^2) at unit current.
-//   amp/m         H (A/m) per unit moment.
-//   nV/amp/m^2, nV/amp, nanoVolts
-//                 the receiver's EMF per unit area, -dB/dt, in nV per unit moment.
+//                 component's own primary, with its sign, for "component"
+//                 normalisation, the magnitude of the primary vector for "total
+//                 field". A B receiver's primary is the field at the current's
+//                 peak; a dB/dt receiver's is the largest rate of change, taken
+//                 as the current falls (of the sign opposite to the field's).
+//   fields        B in the unit's tesla (fT, ..., Wb/m^2), or amp/m, for the
+//                 transmitter's moment: the amplitude of an "amp/m^2" current,
+//                 1 A m^2 for an "amp" one. The current's shape is scaled to a
+//                 peak of 1.
+//   rates         -dB/dt in the unit's T/s (V/amp/m^4, nV/amp/m^2, ...), which
+//                 is the receiver's EMF per unit area, for the same moment.
 //
-// A dB/dt receiver reports -dB/dt, so that a field decaying with the sign of its
-// primary gives positive decays, as survey data show them. Only transmitters
-// with a vertical axis are modelled (TzRx, TzRy, TzRz); a loop counts as a
-// dipole of its moment at its centre.
+// A dB/dt receiver in absolute units reports -dB/dt, so that a field decaying
+// with the sign of the transmitter's moment gives positive decays, as survey
+// data show them. Only transmitters with a vertical axis are modelled (TzRx,
+// TzRy, TzRz); a loop counts as a dipole of its moment at its centre.
 
 #include <map>
 #include <string>
@@ -30,6 +31,9 @@
 #include "LayeredEarth.h"
 
 class xEMDesc;
+class xEMSDesc;
+class xEMWDesc;
+class xWaveform;
 
 class xSystemResponse {
   public:
@@ -45,7 +49,7 @@ class xSystemResponse {
     std::string UnitsText() const;
 
   private:
-    enum class Quantity { B, H, DbDt };
+    enum class Quantity { B, DbDt };
     struct Component {
         long id = 0;
         int axis = 2;  // receiver axis: 0 x, 1 y, 2 z
@@ -68,11 +72,20 @@ class xSystemResponse {
     std::vector<double> FrequencyDomain(const Component& component, const xLayeredEarth& earth,
                                         double txHeight) const;
     bool AddComponent(const xEMDesc& descriptor, long id);
+    // False when the component's current has no shape.
+    static bool TakeWindowsAndCurrent(const xEMSDesc& header, const xEMWDesc& wave, Component& c);
+    // What data normalised by the primary field are divided by (H per unit moment,
+    // times the peak rate of change of a unit current for dB/dt).
+    double PrimaryReference(const Component& c) const;
+    static double PeakRate(const Component& c, bool rate);
+    // A-m^2 at the current's peak: the amplitude of an "amp/m^2" current, else 1.
+    static double TransmitterMoment(const xWaveform& current);
 
     bool frequencyDomain_ = false;
     Quantity quantity_ = Quantity::B;
     std::string unit_;
     std::string normalization_;
+    double moment_ = 1.0;
     double halfPeriod_ = 0.0;
     std::vector<Component> components_;
     std::string problem_;

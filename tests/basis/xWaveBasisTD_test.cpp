@@ -624,6 +624,27 @@ TEST(WaveBasisTD, BuildWritesTheChosenTausBackInTheirUnit) {
     EXPECT_NEAR(builder.Taus()[6], 2.0f, 1e-5);
 }
 
+// GEOTEM's windows end 15742 us after the pulse (4108 us long, windows to
+// 19850 us): the automatic choice, 0.1 s unbounded, stops there unless lifted.
+TEST(WaveBasisTD, AutomaticTausEndWhereTheWindowsDo) {
+    xRecordingPlatform platform;
+    const xEMDesc d = Example("geotem-gsq823/GEOTEM.DSC");
+    xBasisSettings p;
+    xWaveBasisTD builder(d, p, platform);
+    builder.Build(109);
+    EXPECT_NEAR(p.lateTau, 0.015742, 1e-6);
+    EXPECT_NEAR(p.lateTauLimit, 0.015742, 1e-6);
+    EXPECT_LT(p.earlyTau, 1e-4f);
+
+    xBasisSettings lifted;
+    lifted.lateTauWindowMultiple = 0.0;
+    xWaveBasisTD unbounded(d, lifted, platform);
+    unbounded.Build(109);
+    EXPECT_GT(lifted.lateTau, 0.05f);
+    EXPECT_EQ(lifted.lateTauLimit, 0.0);
+    EXPECT_FLOAT_EQ(lifted.earlyTau, p.earlyTau);
+}
+
 TEST(WaveBasisTD, ChangedComparesWindowsWaveformAndTaus) {
     xRecordingPlatform platform;
     const Points rx{{0, 0}, {100, 1}, {110, 0}, {1000, 0}};

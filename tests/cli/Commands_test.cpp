@@ -52,13 +52,35 @@ TEST_F(CommandsTest, SetThenParamsShowsTheNewValues) {
 
     const std::string shown = Params(0);
     EXPECT_EQ(shown.rfind("Project Name:" + std::string(22, ' ') + "survey", 0), 0u);
-    EXPECT_NE(shown.find("ThreshHold(norm):" + std::string(18, ' ') + "0.001"), std::string::npos);
+    EXPECT_NE(shown.find("ThreshHold(norm):" + std::string(18, ' ') + "703.Threshold" +
+                         std::string(22, ' ') + "0.001"),
+              std::string::npos);
     EXPECT_NE(shown.find("500"), std::string::npos);
     EXPECT_NE(shown.find("a.asc, b.asc"), std::string::npos);
 
     const std::string basisOnly = Params(702);
     EXPECT_NE(basisOnly.find("Basis Functions/"), std::string::npos);
     EXPECT_EQ(basisOnly.find("Deconvolution/"), std::string::npos);
+}
+
+// Every name beside a caption is one that set knows; nearly all take back the
+// value shown (a count of files and the words of a choice are only shown).
+TEST_F(CommandsTest, ParamsNamesWhatSetTakes) {
+    std::istringstream shown(Params(0));
+    int names = 0, taken = 0;
+    for (std::string line; std::getline(shown, line);) {
+        if (line.size() <= 70 || line.find('.', 35) != 38) continue;
+        const std::string name = line.substr(35, line.find(' ', 35) - 35);
+        std::string value = line.substr(70);
+        value.erase(value.find_last_not_of(' ') + 1);
+        std::ostringstream out;
+        taken += cli::Set(par_, {name + "=" + value}, out) == cli::kSuccess;
+        ++names;
+    }
+    for (const std::string& error : platform_.Texts("error"))
+        EXPECT_EQ(error.find("Unknown parameter"), std::string::npos) << error;
+    EXPECT_GT(names, 60);
+    EXPECT_GE(taken, names - 2);
 }
 
 TEST_F(CommandsTest, SetRefusesUnknownNamesAndBadValuesAndSavesNothing) {

@@ -6,8 +6,10 @@
 
 #include <cmath>
 #include <filesystem>
+#include <sstream>
 
 #include "../store/SurveyFiles.h"
+#include "SharedData.h"
 #include "TempFolder.h"
 #include "TovarnProgram.h"
 #include "xEMDesc.h"
@@ -80,8 +82,17 @@ TEST_F(SynthTest, TheImportReadsEveryRecordThatSynthWrites) {
     ASSERT_TRUE(line.Next());
     EXPECT_EQ(line.LineNumber(), 10010);
     EXPECT_EQ(line.Item(0, 4), 120.0f);                     // altitude
-    EXPECT_GT(line.Item(0, 6 + 16), 0.0f);                  // an off-time Z decay
-    EXPECT_GT(line.Item(0, 6 + 16), line.Item(0, 6 + 31));  // that decays
+    EXPECT_GT(line.Item(0, 6 + 16), line.Item(0, 6 + 31));  // an off-time Z decay
+    // X and Z of window 1 with the signs of the delivered survey's first record.
+    std::istringstream delivered(
+        FirstLineOf(fs::path(kGeotem).parent_path() / "Geotem_GSQ823.dat"));
+    std::vector<double> columns{0.0};
+    for (double v; delivered >> v;) columns.push_back(v);
+    ASSERT_GE(columns.size(), 41u);
+    EXPECT_GT(columns[20], 0.0);
+    EXPECT_GT(columns[40], 0.0);
+    EXPECT_GT(line.Item(0, 6), 0.0f);
+    EXPECT_GT(line.Item(0, 6 + 16), 0.0f);
     const std::string notes = Slurp(dir_ / "survey" / "GEOTEM_synthetic.txt");
     EXPECT_NE(notes.find("-dB/dt in ppm of the component's primary field"), std::string::npos)
         << notes;
@@ -130,8 +141,11 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
     const float slope = (r[conductance + 25] - r[conductance + 2]) / float(23 * DepthStep);
     EXPECT_NEAR(slope / sigma, 1.0f, 0.12f);
     double discrete = 0.0;
+    // Below 120 m the decays the windows resolve end: the layered section reads
+    // up to 17 % low there.
     for (long d = 2; d <= 25; ++d) {
-        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 1.0f, 0.06f) << d * DepthStep << " m";
+        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 1.0f, d <= 12 ? 0.06f : 0.2f)
+            << d * DepthStep << " m";
         discrete += r[cnd->SectionStart(0) + d];
     }
     EXPECT_NEAR(discrete / 24.0 / sigma, 1.0, 0.12);
@@ -150,17 +164,32 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
         << Output();
 }
 
-// 100 ohm m for 50 m over 10 ohm m: 10 mS/m on top, the rise placed within
-// 20 m of the boundary and 100 mS/m right below it. Deeper the section goes on
-// rising (the basement reads up to 60 % high by 120 m): the decay no longer
-// tells the depth apart there.
+// 10 ohm m, 100 mS/m: taus no later than the windows resolve keep the layered
+// section within 10 % from 30 to 150 m (with taus to 0.1 s it read three
+// times too high).
+TEST_F(SynthTest, TheCdiRecoversAConductiveHalfSpace) {
+    std::unique_ptr<xMCond> cnd;
+    const FloatArray r = CdiRecord("10", cnd);
+    EXPECT_NE(Output().find(" to 0.015742 s: chosen automatically, the latest cut to the time "
+                            "from the current's last change to the end of the last window "
+                            "(0.015742 s), as the windows cannot tell later decays apart; for "
+                            "later taus set 702.AutomaticSelection=USER with 702.EarlyTau and "
+                            "702.LateTau."),
+              std::string::npos)
+        << Output();
+    for (long d = 3; d <= 15; ++d)
+        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / 100.0f, 1.0f, 0.1f) << d * DepthStep << " m";
+}
+
+// 100 ohm m for 50 m over 10 ohm m: 10 mS/m on top (read up to 40 % low), the
+// rise placed within 20 m of the boundary and 100 mS/m right below it.
 TEST_F(SynthTest, TheCdiPlacesTheBoundaryOfATwoLayerEarth) {
     std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("100:50,10", cnd);
     const long discrete = cnd->SectionStart(0);
-    for (long d = 1; d <= 2; ++d) EXPECT_NEAR(r[discrete + d] / 10.0f, 1.0f, 0.15f) << d;
+    for (long d = 1; d <= 2; ++d) EXPECT_NEAR(r[discrete + d] / 10.0f, 1.0f, 0.45f) << d;
     long rise = 0;
     while (rise < cnd->DepthCount() && r[discrete + rise] < std::sqrt(10.0f * 100.0f)) ++rise;
     EXPECT_NEAR(float(rise * DepthStep), 50.0f, 20.0f);
-    EXPECT_NEAR(r[discrete + 6] / 100.0f, 1.0f, 0.15f);
+    EXPECT_NEAR(r[discrete + 6] / 100.0f, 1.0f, 0.2f);
 }

@@ -115,8 +115,9 @@ TEST(SystemResponse, NormalisationByComponentOrByTheWholePrimary) {
     // The primary of a vertical dipole 100 m across and 40 m down.
     const double x = -100.0, z = -40.0, R = std::hypot(x, z);
     const double px = 3 * x * z / std::pow(R, 5), pz = (3 * z * z - R * R) / std::pow(R, 5);
+    // Per component the primary keeps its sign (down at this receiver).
     for (std::size_t w = 0; w < total.size(); ++w)
-        EXPECT_NEAR(total[w] / component[w], std::fabs(pz) / std::hypot(px, pz), 1e-9);
+        EXPECT_NEAR(total[w] / component[w], pz / std::hypot(px, pz), 1e-9);
 }
 
 TEST(SystemResponse, FrequencyDomainPpmAgainstTheSurfaceHalfSpace) {
@@ -157,4 +158,49 @@ TEST(SystemResponse, SystemsThatCannotBeModelledSaySo) {
     noCurrent.Components()[109].wave.txWaveform.samples.Resize(0, 0, 0, 2);
     EXPECT_FALSE(response.SetSystem(noCurrent));
     EXPECT_EQ(response.Problem(), "The transmitter current of component TzRz is not defined.");
+}
+
+// Absolute data are the field for the descriptor's moment in the unit's SI
+// multiple; relative data the same field over the signed primary. A value in
+// either unit is one fraction of the primary: the rule the CDI reads them by.
+TEST(SystemResponse, AbsoluteUnitsScaleByTheirMultipleAndTheMoment) {
+    xRecordingPlatform platform;
+    const xLayeredEarth earth{{0.05}, {}};
+    auto sounding = [&](const std::string& unit, const std::string& txUnit, float moment) {
+        xEMDesc d = TimeDomainSystem(unit, -40.0f);
+        d.systemDesc.normalization = "component";
+        xWaveform& current = d.Components()[109].wave.txWaveform;
+        current.unit = txUnit;
+        current.scaleSecond = moment;
+        // The shape's own peak does not count: the moment does.
+        for (long r = 0; r < current.samples.Rows(); ++r) current.samples[r][1] *= 3.0f;
+        xSystemResponse response;
+        EXPECT_TRUE(response.SetSystem(d)) << response.Problem();
+        return response.Sounding(earth, 100.0).at(109);
+    };
+    const auto tesla = sounding("Wb/m^2", "amp", 7.0f);  // an "amp" current is 1 A m^2
+    const auto femto = sounding("fT", "amp/m^2", 0.5f);
+    const auto ppm = sounding("ppm", "amp/m^2", 0.5f);
+    const auto rate = sounding("V/amp/m^4", "amp", 1.0f);
+    const auto nanoRate = sounding("nV/amp/m^2", "amp/m^2", 2.0f);
+    const double x = -100.0, z = -40.0, R = std::hypot(x, z);
+    const double bp = Mu0 * (3 * z * z - R * R) / (4.0 * Pi * std::pow(R, 5));
+    for (std::size_t w = 0; w < tesla.size(); ++w) {
+        EXPECT_NEAR(femto[w], tesla[w] * 0.5e15, 1e-6 * std::fabs(femto[w]));
+        EXPECT_NEAR(nanoRate[w], rate[w] * 2.0e9, 1e-6 * std::fabs(nanoRate[w]));
+        EXPECT_NEAR(ppm[w] / 1e6, femto[w] * 1e-15 / (0.5 * bp), 1e-6 * std::fabs(ppm[w] / 1e6));
+    }
+    // After the current's fall the field keeps the moment's sign, and decays.
+    EXPECT_GT(tesla.back(), 0.0);
+    EXPECT_GT(rate.back(), 0.0);
+}
+
+TEST(SystemResponse, UnknownReceiverUnitsAreRefusedWithTheUnitsToSet) {
+    xRecordingPlatform platform;
+    xSystemResponse response;
+    EXPECT_FALSE(response.SetSystem(TimeDomainSystem("nanoVolts")));
+    EXPECT_NE(response.Problem().find("The receiver unit \"nanoVolts\" says nothing a survey can "
+                                      "be modelled in: set the receiver primary field's unit to"),
+              std::string::npos)
+        << response.Problem();
 }
