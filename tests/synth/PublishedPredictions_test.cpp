@@ -67,10 +67,11 @@ xEMDesc Descriptor(const fs::path& stm, const fs::path& dfn,
     options.channels = {{"Z", channels}};
     options.rxOffset = {station.dx, 0.0f, station.dz};
     options.rxUnit = rxUnit;
-    options.txUnit = "amp/m^2";
     xEMDesc d;
     EXPECT_TRUE(xDescriptorBuilder::Build(system, layout, options, d));
-    d.Components().at(109).wave.txWaveform.scaleSecond = moment;
+    const xWaveform& current = d.Components().at(109).wave.txWaveform;
+    EXPECT_EQ(current.unit, "amp/m^2");
+    EXPECT_FLOAT_EQ(current.AmplitudeFactor(), moment);
     return d;
 }
 
