@@ -25,7 +25,7 @@ struct SurveyCheck {
 inline const std::string kTempestFromeBuild =
     "--system {data}/Tempest-standard.stm --layout {data}/inversion.output.dfn "
     "--map line=Line,fid=Fiducial,east=Easting,north=Northing,z_topo=DTM,"
-    "altitude=input_tx_height --channels Z=-observed_EMSystem_1_ZS --rx-offset -115,0,-40 "
+    "altitude=input_tx_height --channels Z=observed_EMSystem_1_ZS --rx-offset -115,0,-40 "
     "--name \"TEMPEST Frome 2010\"";
 
 // The high and low moments differ in their system file and channel group only.
