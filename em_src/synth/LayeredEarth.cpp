@@ -140,14 +140,22 @@ Complex ReflectionTE(double lambda, const std::vector<double>& q,
     return (lambda - y) / (lambda + y);
 }
 
+// The Hankel integrals every dipole's secondary field is made of, each over
+// 4 pi, r_TE the reflection coefficient:
+//   I0 = int r_TE l^2 e^{-la} J0(lr) dl,  I1 = int r_TE l^2 e^{-la} J1(lr) dl,
+//   K  = int r_TE l e^{-la} J1(lr) dl / r   (at r = 0 its limit I0/2).
+enum Kernel : size_t { kI0, kI1, kK, kKernels };
+using KernelValues = std::array<Complex, kKernels>;
+using KernelNeeds = std::array<bool, kKernels>;
+
 // Abscissae of the Hankel integrals, shared by every frequency: they depend only
 // on the offset r and the height sum a. The integrals are summed interval by
 // interval between the zeros of J0(lr) ("quadrature with extrapolation": Gauss
 // rules between the zeros, partial sums extrapolated by Wynn's epsilon
-// algorithm). The kernel's frequency-independent factors l^2 e^{-la} J(lr) and
-// the Gauss weights are folded into w0 and w1, so a frequency only costs one
-// reflection coefficient per node. The J1 integral uses the same break points:
-// at the zeros of J0 its tails are already of second order.
+// algorithm). The kernels' frequency-independent factors l^m e^{-la} J(lr) and
+// the Gauss weights are folded into the weights w, so a frequency only costs one
+// reflection coefficient per node. The J1 integrals use the same break points:
+// at the zeros of J0 their tails are already of second order.
 class HankelNodes {
   public:
     HankelNodes(double r, double a) : r_(r), a_(a) {
@@ -163,7 +171,8 @@ class HankelNodes {
     size_t Begin(size_t k) const { return k == 0 ? 0 : end_[k - 1]; }
     size_t End(size_t k) const { return end_[k]; }
 
-    std::vector<double> lambda, w0, w1;
+    std::vector<double> lambda;
+    std::array<std::vector<double>, kKernels> w;
 
     // The panels of the first interval, with the sums of w l^m (m = 0..2): where
     // the kernel is still near its limit -1 + 2l/Y(0) - ..., a quadratic in l
@@ -171,7 +180,7 @@ class HankelNodes {
     struct Panel {
         size_t end;  // first node after the panel
         double mid, top;
-        double sum0[3], sum1[3];
+        double sum[kKernels][3];
     };
     std::vector<Panel> firstPanels;
 
@@ -188,17 +197,18 @@ class HankelNodes {
 
     void AddPanel(double lo, double hi, const GaussRule& g) {
         const double width = hi - lo;
-        Panel panel{0, 0.5 * (lo + hi), hi, {}, {}};
+        Panel panel{0, 0.5 * (lo + hi), hi, {}};
         for (size_t i = 0; i < g.x.size(); ++i) {
             const double l = lo + width * g.x[i];
             const double common = width * g.w[i] * l * l * std::exp(-l * a_);
+            const double j1 = ::j1(l * r_);
             lambda.push_back(l);
-            w0.push_back(common * ::j0(l * r_));
-            w1.push_back(common * ::j1(l * r_));
+            w[kI0].push_back(common * ::j0(l * r_));
+            w[kI1].push_back(common * j1);
+            w[kK].push_back(common / l * j1);
             for (int m = 0; m < 3; ++m) {
                 const double lm = m == 0 ? 1.0 : m == 1 ? l : l * l;
-                panel.sum0[m] += w0.back() * lm;
-                panel.sum1[m] += w1.back() * lm;
+                for (size_t k = 0; k < kKernels; ++k) panel.sum[k][m] += w[k].back() * lm;
             }
         }
         panel.end = lambda.size();
@@ -328,32 +338,34 @@ xRealField PrimaryField(const xDipoleGeometry& geometry) {
     const double r2 = x * x + y * y + z * z;
     if (r2 == 0.0) throw std::invalid_argument("dipole geometry: receiver at the transmitter");
     const double c = 1.0 / (4.0 * kPi * r2 * r2 * std::sqrt(r2));
-    return {3.0 * z * x * c, 3.0 * z * y * c, (3.0 * z * z - r2) * c};
+    const xRealField& m = geometry.axis;
+    const double along = m[0] * x + m[1] * y + m[2] * z;
+    return {(3.0 * along * x - m[0] * r2) * c, (3.0 * along * y - m[1] * r2) * c,
+            (3.0 * along * z - m[2] * r2) * c};
 }
 
 namespace {
 
-// The field at each frequency; the vertical or the horizontal part may be left
-// out (zero), which spares its extrapolation.
-std::vector<xComplexField> FieldFD(const xLayeredEarth& earth, const xDipoleGeometry& geometry,
-                                   const std::vector<double>& omegas, bool vertical,
-                                   bool horizontal) {
-    CheckEarth(earth);
-    const PairGeometry g = CheckGeometry(geometry);
-    const bool radial = horizontal && g.r > 0.0;
+// The kernel integrals at each frequency; those not needed read 0 and spare
+// their extrapolation.
+std::vector<KernelValues> KernelIntegrals(const xLayeredEarth& earth, const PairGeometry& g,
+                                          const std::vector<double>& omegas, KernelNeeds need) {
+    if (g.r == 0.0) {  // J1 vanishes on the axis; K is then half of I0
+        need[kI0] = need[kI0] || need[kK];
+        need[kI1] = need[kK] = false;
+    }
     HankelNodes nodes(g.r, g.a);
     // Absolute tolerance against the size of the primary field at that spacing.
     const double atol = 1e-13 / std::pow(g.r * g.r + g.a * g.a, 1.5);
 
-    std::vector<xComplexField> out;
+    std::vector<KernelValues> out;
     out.reserve(omegas.size());
     std::vector<double> q(earth.conductivity.size());
-    WynnEpsilon<Complex> wynnZ, wynnR;
+    std::array<WynnEpsilon<Complex>, kKernels> wynn;
     for (double omega : omegas) {
         for (size_t j = 0; j < q.size(); ++j) q[j] = omega * kMu0 * earth.conductivity[j];
-        wynnZ.Reset();
-        wynnR.Reset();
-        Complex sumZ = 0.0, sumR = 0.0, estZ = 0.0, estR = 0.0;
+        for (auto& w : wynn) w.Reset();
+        KernelValues sum{}, est{};
         int settled = 0;
         for (size_t k = 0; k < kMaxIntervals && nodes.HasInterval(k); ++k) {
             size_t first = nodes.Begin(k);
@@ -365,40 +377,64 @@ std::vector<xComplexField> FieldFD(const xLayeredEarth& earth, const xDipoleGeom
                     const Complex dMid = ReflectionTE(p.mid, q, earth.thickness) + 1.0;
                     const Complex c2 = (dTop / p.top - dMid / p.mid) / (p.top - p.mid);
                     const Complex c1 = dTop / p.top - c2 * p.top;
-                    sumZ += -p.sum0[0] + c1 * p.sum0[1] + c2 * p.sum0[2];
-                    sumR += -p.sum1[0] + c1 * p.sum1[1] + c2 * p.sum1[2];
+                    for (size_t j = 0; j < kKernels; ++j)
+                        sum[j] += -p.sum[j][0] + c1 * p.sum[j][1] + c2 * p.sum[j][2];
                     first = p.end;
                 }
             }
             for (size_t i = first; i < nodes.End(k); ++i) {
                 const Complex rte = ReflectionTE(nodes.lambda[i], q, earth.thickness);
-                sumZ += rte * nodes.w0[i];
-                sumR += rte * nodes.w1[i];
+                for (size_t j = 0; j < kKernels; ++j) sum[j] += rte * nodes.w[j][i];
             }
             if (nodes.IsLast(k)) {  // the exponential has cut the integral off
-                estZ = sumZ;
-                estR = sumR;
+                est = sum;
                 break;
             }
-            const Complex newZ = vertical ? wynnZ.Add(sumZ) : Complex(0.0);
-            const Complex newR = radial ? wynnR.Add(sumR) : Complex(0.0);
             // Twice running: two estimates can agree by chance early on.
-            const bool agree = k >= 2 && (!vertical || Settled(newZ, estZ, kHankelRtol, atol)) &&
-                               (!radial || Settled(newR, estR, kHankelRtol, atol));
+            bool agree = k >= 2;
+            for (size_t j = 0; j < kKernels; ++j) {
+                const Complex next = need[j] ? wynn[j].Add(sum[j]) : Complex(0.0);
+                agree = agree && (!need[j] || Settled(next, est[j], kHankelRtol, atol));
+                est[j] = next;
+            }
             settled = agree ? settled + 1 : 0;
-            estZ = newZ;
-            estR = newR;
             if (settled >= 2) break;
         }
         const double scale = 1.0 / (4.0 * kPi);
-        xComplexField h{0.0, 0.0, vertical ? estZ * scale : Complex(0.0)};
-        if (radial) {
-            h[0] = estR * scale * geometry.dx / g.r;
-            h[1] = estR * scale * geometry.dy / g.r;
-        }
-        out.push_back(h);
+        KernelValues values{};
+        for (size_t j = 0; j < kKernels; ++j)
+            if (need[j]) values[j] = est[j] * scale;
+        if (g.r == 0.0)
+            values[kK] = 0.5 * values[kI0];
+        else
+            values[kK] /= g.r;
+        out.push_back(values);
     }
     return out;
+}
+
+// How the kernel integrals make up the field of a dipole of unit axis m at the
+// horizontal offset r n (n a unit vector, 0 on the axis):
+//   H = m_z (I0 e_z + I1 n) + (m.n) (I0 n - I1 e_z) + K (m_h - 2 (m.n) n).
+// A horizontal dipole's potential is m_h . grad of the vertical one's potential
+// integrated once over height; its derivatives give the terms in m.n and K.
+using KernelWeights = std::array<xRealField, kKernels>;
+
+KernelWeights WeightsOf(const xDipoleGeometry& geometry, double r) {
+    const xRealField& m = geometry.axis;
+    const double nx = r > 0.0 ? geometry.dx / r : 0.0, ny = r > 0.0 ? geometry.dy / r : 0.0;
+    const double mn = m[0] * nx + m[1] * ny;
+    return {{{mn * nx, mn * ny, m[2]},
+             {m[2] * nx, m[2] * ny, -mn},
+             {m[0] - 2.0 * mn * nx, m[1] - 2.0 * mn * ny, 0.0}}};
+}
+
+// The kernels that the axes asked for take.
+KernelNeeds NeedsOf(const KernelWeights& weights, const std::array<bool, 3>& axes) {
+    KernelNeeds need{};
+    for (size_t j = 0; j < kKernels; ++j)
+        for (size_t c = 0; c < 3; ++c) need[j] = need[j] || (axes[c] && weights[j][c] != 0.0);
+    return need;
 }
 
 }  // namespace
@@ -406,7 +442,20 @@ std::vector<xComplexField> FieldFD(const xLayeredEarth& earth, const xDipoleGeom
 std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
                                             const xDipoleGeometry& geometry,
                                             const std::vector<double>& omegas) {
-    return FieldFD(earth, geometry, omegas, true, true);
+    CheckEarth(earth);
+    const PairGeometry g = CheckGeometry(geometry);
+    const KernelWeights weights = WeightsOf(geometry, g.r);
+    const auto kernels = KernelIntegrals(earth, g, omegas, NeedsOf(weights, {true, true, true}));
+    std::vector<xComplexField> out;
+    out.reserve(kernels.size());
+    for (const KernelValues& v : kernels) {
+        xComplexField h{};
+        for (size_t j = 0; j < kKernels; ++j)
+            for (size_t c = 0; c < 3; ++c)
+                if (weights[j][c] != 0.0) h[c] += weights[j][c] * v[j];
+        out.push_back(h);
+    }
+    return out;
 }
 
 namespace {
@@ -482,11 +531,12 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
             throw std::invalid_argument("step-off response: times must be positive and rising");
     out.field.assign(times.size(), xRealField{});
     out.integral.assign(times.size(), xRealField{});
-    // The spectra worked on: z, and the radial part (Hx, Hy follow from it).
-    const bool vertical = axes[2], radial = (axes[0] || axes[1]) && pair.r > 0.0;
-    std::vector<int> kinds;  // 0: z, 1: radial
-    if (vertical) kinds.push_back(0);
-    if (radial) kinds.push_back(1);
+    // The spectra worked on are the kernels the axes take; the field follows from them.
+    const KernelWeights weights = WeightsOf(geometry, pair.r);
+    const KernelNeeds need = NeedsOf(weights, axes);
+    std::vector<size_t> kinds;
+    for (size_t j = 0; j < kKernels; ++j)
+        if (need[j]) kinds.push_back(j);
     if (kinds.empty()) return out;
     const size_t ncomp = kinds.size();
 
@@ -499,7 +549,7 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         static_cast<size_t>(std::ceil((std::log(1e2 / times.front()) - x0) / h)) + 1;
     std::vector<double> omegas(knots);
     for (size_t i = 0; i < knots; ++i) omegas[i] = std::exp(x0 + i * h);
-    const std::vector<xComplexField> fd = FieldFD(earth, geometry, omegas, vertical, radial);
+    const std::vector<KernelValues> fd = KernelIntegrals(earth, pair, omegas, need);
 
     // Moments are needed up to the last knot where w t stays in the Taylor range.
     size_t momentKnots = 1;
@@ -507,13 +557,9 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         ++momentKnots;
 
     std::vector<SpectrumComponent> comp;
-    for (int kind : kinds) {
+    for (size_t kind : kinds) {
         std::vector<double> g(knots);
-        for (size_t i = 0; i < knots; ++i) {
-            Complex v = fd[i][2];
-            if (kind == 1) v = (fd[i][0] * geometry.dx + fd[i][1] * geometry.dy) / pair.r;
-            g[i] = v.imag() / omegas[i];
-        }
+        for (size_t i = 0; i < knots; ++i) g[i] = fd[i][kind].imag() / omegas[i];
         comp.push_back(MakeComponent(g, x0, h, momentKnots));
     }
     double gmax = 0.0;
@@ -531,13 +577,11 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
 
     // Past some twenty columns the table only adds rounding.
     constexpr size_t kWynnDepth = 21;
-    WynnEpsilon<double> wynn[4] = {WynnEpsilon<double>(kWynnDepth), WynnEpsilon<double>(kWynnDepth),
-                                   WynnEpsilon<double>(kWynnDepth),
-                                   WynnEpsilon<double>(kWynnDepth)};
+    std::vector<WynnEpsilon<double>> wynn(2 * ncomp, WynnEpsilon<double>(kWynnDepth));
     for (size_t it = 0; it < times.size(); ++it) {
         const double t = times[it];
         // b(t) = -(2/pi) int g cos(wt) dw and int_0^t b = -(2/pi) int g/w sin(wt) dw.
-        double cosSum[2] = {}, sinSum[2] = {};
+        double cosSum[kKernels] = {}, sinSum[kKernels] = {};
         // Below the grid, analytically.
         for (size_t c = 0; c < ncomp; ++c) {
             cosSum[c] = comp[c].lowA * LowIntegral(1.0, w0, t, false) +
@@ -564,8 +608,9 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         // while g' decays from the start. Both sums are then read at the zeros
         // of sin(wt), where they alternate, and extrapolated.
         for (auto& w : wynn) w.Reset();
-        double est[4] = {}, previousEst[4] = {}, previousSum[4] = {};
-        int sumSettledRuns[4] = {};
+        double est[2 * kKernels] = {}, previousEst[2 * kKernels] = {},
+                       previousSum[2 * kKernels] = {};
+        int sumSettledRuns[2 * kKernels] = {};
         double lo = omegas[cell];
         for (size_t c = 0; c < ncomp; ++c)
             cosSum[c] -= comp[c].cells[cell].c0 * std::sin(lo * t) / t;
@@ -624,13 +669,11 @@ xStepOff StepOffResponse(const xLayeredEarth& earth, const xDipoleGeometry& geom
         const double f = -2.0 / kPi;
         for (size_t c = 0; c < ncomp; ++c) {
             const double b = f * est[2 * c], bi = f * est[2 * c + 1];
-            if (kinds[c] == 0) {
-                out.field[it][2] = b;
-                out.integral[it][2] = bi;
-            } else {
-                const double cx = geometry.dx / pair.r, cy = geometry.dy / pair.r;
-                out.field[it] = {b * cx, b * cy, out.field[it][2]};
-                out.integral[it] = {bi * cx, bi * cy, out.integral[it][2]};
+            const xRealField& weight = weights[kinds[c]];
+            for (size_t axis = 0; axis < 3; ++axis) {
+                if (!axes[axis] || weight[axis] == 0.0) continue;
+                out.field[it][axis] += b * weight[axis];
+                out.integral[it][axis] += bi * weight[axis];
             }
         }
     }

@@ -1,5 +1,5 @@
 #pragma once
-// The quasi-static field of a vertical magnetic dipole over a horizontally
+// The quasi-static field of a magnetic dipole, of any axis, over a horizontally
 // layered earth. Pure functions of numbers: no files, no messages. Fields are
 // H in A/m per unit dipole moment (1 A m^2); the earth is non-magnetic and the
 // displacement currents are neglected. Coordinates: x, y horizontal, z up; the
@@ -15,13 +15,16 @@ struct xLayeredEarth {
     std::vector<double> thickness;     // m, one fewer than the conductivities
 };
 
+using xComplexField = std::array<std::complex<double>, 3>;  // x, y, z
+using xRealField = std::array<double, 3>;
+
 struct xDipoleGeometry {
     double txHeight = 0.0;  // m above the ground
     double dx = 0.0, dy = 0.0, dz = 0.0;
-};
+    xRealField axis{0.0, 0.0, 1.0};  // of the transmitter's moment, a unit vector
 
-using xComplexField = std::array<std::complex<double>, 3>;  // x, y, z
-using xRealField = std::array<double, 3>;
+    bool operator==(const xDipoleGeometry&) const = default;
+};
 
 // The free-space field of the dipole at the receiver.
 xRealField PrimaryField(const xDipoleGeometry& geometry);
@@ -34,7 +37,7 @@ std::vector<xComplexField> SecondaryFieldFD(const xLayeredEarth& earth,
 
 // After a unit transmitter current is switched off at t = 0: the secondary
 // field b(t) and its integral from 0 to t, at each time (s, rising, > 0). Only
-// the axes asked for are computed (x and y come together); the others read 0.
+// the axes asked for are computed; the others read 0.
 struct xStepOff {
     std::vector<double> times;
     std::vector<xRealField> field;     // A/m per A m^2

@@ -142,17 +142,18 @@ double xSystemResponse::TransmitterMoment(const xWaveform& current) {
 }
 
 bool xSystemResponse::AddComponent(const xEMDesc& descriptor, long id) {
-    if (id < 107 || id > 109) {
-        problem_ = "Only transmitters with a vertical axis can be modelled; component " +
-                   ComponentName(id) + " has another.";
+    if (id < FirstComponent || id > LastComponent) {
+        problem_ = "Component " + ComponentName(id) + " has no transmitter and receiver axes.";
         return false;
     }
     const xEMCompDesc& described = descriptor.Components().at(id);
     Component c;
     c.id = id;
-    c.axis = int(id - 107);
+    c.axis = int((id - FirstComponent) % 3);
     c.offset = {0.0, described.geometry.GetSeparationX(), described.geometry.GetSeparationY(),
                 described.geometry.GetSeparationZ()};
+    c.offset.axis = {0.0, 0.0, 0.0};
+    c.offset.axis[std::size_t((id - FirstComponent) / 3)] = 1.0;
     const xEMWDesc& wave = described.wave;
     if (frequencyDomain_) {
         for (long r = 0; r < wave.frequencies.Rows(); ++r)
@@ -232,19 +233,15 @@ std::map<long, std::vector<double>> xSystemResponse::Sounding(const xLayeredEart
             channels[c.id] = FrequencyDomain(c, earth, txHeight);
             continue;
         }
-        auto same = std::find_if(computed.begin(), computed.end(), [&c](const auto& done) {
-            const xDipoleGeometry& o = done.first->offset;
-            return o.dx == c.offset.dx && o.dy == c.offset.dy && o.dz == c.offset.dz;
-        });
+        auto same = std::find_if(computed.begin(), computed.end(),
+                                 [&c](const auto& done) { return done.first->offset == c.offset; });
         if (same == computed.end()) {
             xDipoleGeometry at = c.offset;
             at.txHeight = txHeight;
             // Only the axes of the receivers there.
             std::array<bool, 3> axes{false, false, false};
             for (const Component& other : components_)
-                if (other.offset.dx == c.offset.dx && other.offset.dy == c.offset.dy &&
-                    other.offset.dz == c.offset.dz)
-                    axes[std::size_t(other.axis)] = true;
+                if (other.offset == c.offset) axes[std::size_t(other.axis)] = true;
             computed.emplace_back(&c, StepOffResponse(earth, at, StepTimes(), axes));
             same = computed.end() - 1;
         }

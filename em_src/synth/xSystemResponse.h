@@ -21,8 +21,8 @@
 //
 // A dB/dt receiver in absolute units reports -dB/dt, so that a field decaying
 // with the sign of the transmitter's moment gives positive decays, as survey
-// data show them. Only transmitters with a vertical axis are modelled (TzRx,
-// TzRy, TzRz); a loop counts as a dipole of its moment at its centre.
+// data show them. Transmitters of every axis are modelled (TxRx .. TzRz); a
+// loop counts as a dipole of its moment at its centre.
 
 #include <map>
 #include <string>
@@ -52,8 +52,8 @@ class xSystemResponse {
     enum class Quantity { B, DbDt };
     struct Component {
         long id = 0;
-        int axis = 2;  // receiver axis: 0 x, 1 y, 2 z
-        xDipoleGeometry offset;
+        int axis = 2;                     // receiver axis: 0 x, 1 y, 2 z
+        xDipoleGeometry offset;           // with the transmitter's axis
         double reference = 1.0;           // what the secondary is divided by
         double factor = 1.0;              // then multiplied by
         std::vector<double> edges;        // window starts and ends in s, or frequencies in rad/s

@@ -202,3 +202,137 @@ TEST(LayeredEarthTest, RejectsImpossibleInput) {
 }
 
 }  // namespace
+
+namespace {
+
+xDipoleGeometry Pair(double txHeight, double dx, double dy, double dz, xRealField axis) {
+    xDipoleGeometry g{txHeight, dx, dy, dz};
+    g.axis = axis;
+    return g;
+}
+
+constexpr xRealField kAxisX{1.0, 0.0, 0.0}, kAxisY{0.0, 1.0, 0.0}, kAxisZ{0.0, 0.0, 1.0};
+
+// The field of a unit dipole of axis m at the relative position p, a vector of
+// its own: (3 (m.n) n - m) / (4 pi R^3).
+xRealField DipoleAt(const xRealField& m, const std::array<double, 3>& p) {
+    const double rr = std::hypot(p[0], p[1], p[2]);
+    const double mn = (m[0] * p[0] + m[1] * p[1] + m[2] * p[2]) / rr;
+    xRealField h;
+    for (int c = 0; c < 3; ++c) h[c] = (3.0 * mn * p[c] / rr - m[c]) / (4.0 * kPi * rr * rr * rr);
+    return h;
+}
+
+// Half-space under a layer, the admittance by its textbook form.
+Complex TwoLayerReflection(double lambda, double omega, double s1, double s2, double d) {
+    const Complex u1 = std::sqrt(Complex(lambda * lambda, omega * kMu0 * s1));
+    const Complex u2 = std::sqrt(Complex(lambda * lambda, omega * kMu0 * s2));
+    const Complex t = std::tanh(u1 * d);
+    const Complex y = u1 * (u2 + u1 * t) / (u1 + u2 * t);
+    return (lambda - y) / (lambda + y);
+}
+
+// int_0^inf r_TE l^m e^{-la} J(lr) dl / (4 pi) by composite Simpson on a fine grid.
+Complex BruteHankel(double omega, double a, double r, int power, bool besselOne) {
+    const double top = 60.0 / a;
+    const int n = 200000;
+    const double h = top / n;
+    Complex sum = 0.0;
+    for (int i = 0; i <= n; ++i) {
+        const double l = i * h;
+        const double bessel = besselOne ? ::j1(l * r) : ::j0(l * r);
+        const double weight = (i == 0 || i == n) ? 1.0 : (i % 2 ? 4.0 : 2.0);
+        sum += weight * TwoLayerReflection(l, omega, 0.02, 0.2, 25.0) * std::pow(l, power) *
+               std::exp(-l * a) * bessel;
+    }
+    return sum * h / 3.0 / (4.0 * kPi);
+}
+
+}  // namespace
+
+TEST(LayeredEarthTest, PrimaryFieldOfEveryAxis) {
+    for (const xRealField& m : {kAxisX, kAxisY, kAxisZ, xRealField{0.6, 0.0, 0.8}})
+        for (const auto& p : std::vector<std::array<double, 3>>{{3, 4, 0}, {0, 0, 2}, {-5, 2, 7}}) {
+            const xRealField got = PrimaryField(Pair(10.0, p[0], p[1], p[2], m));
+            const xRealField expected = DipoleAt(m, p);
+            for (int c = 0; c < 3; ++c)
+                EXPECT_NEAR(got[c], expected[c], 1e-14 / std::pow(std::hypot(p[0], p[1], p[2]), 3))
+                    << m[0] << m[1] << m[2] << " " << c;  // rounding only
+        }
+}
+
+TEST(LayeredEarthTest, HorizontalDipoleImageOfPerfectConductorAndFreeSpace) {
+    // Over a perfect conductor a horizontal dipole has an image of the same
+    // direction at depth; inline, broadside, on the axis and off the axes.
+    for (const auto& offset :
+         std::vector<std::array<double, 3>>{{9, 0, 0}, {0, 9, 0}, {0, 0, 0.5}, {6, -8, 5}}) {
+        for (const xRealField& m : {kAxisX, kAxisY}) {
+            const xDipoleGeometry g = Pair(30.0, offset[0], offset[1], offset[2], m);
+            const xRealField image = DipoleAt(m, {offset[0], offset[1], 60.0 + offset[2]});
+            const auto hi = SecondaryFieldFD(HalfSpace(100.0), g, {1e9});
+            const double size = std::hypot(image[0], image[1], image[2]);
+            for (int c = 0; c < 3; ++c) {
+                // r_TE = -1 + O(1/|k|a): rel. 1e-3 of the image's size
+                EXPECT_NEAR(hi[0][c].real(), image[c], 1e-3 * size) << offset[0] << " " << c;
+                EXPECT_LT(std::abs(hi[0][c].imag()), 1e-2 * size) << c;  // the image is real
+            }
+            const xRealField primary = PrimaryField(g);
+            const double primarySize = std::hypot(primary[0], primary[1], primary[2]);
+            for (const auto& h : SecondaryFieldFD(HalfSpace(1e-12), g, {1.0, 1e3, 1e6}))
+                for (int c = 0; c < 3; ++c) EXPECT_LT(std::abs(h[c]), 1e-9 * primarySize) << c;
+        }
+    }
+}
+
+TEST(LayeredEarthTest, ReciprocityAndRotationOfHorizontalDipoles) {
+    const xLayeredEarth earth{{0.02, 0.2}, {25.0}};
+    const std::vector<double> omegas = LogSpaced(1e2, 1e6, 5);
+    const auto near = [](Complex got, Complex expected, Complex scale, const char* what) {
+        EXPECT_LE(std::abs(got - expected), 1e-7 * std::abs(scale)) << what;  // the sums' tolerance
+    };
+    // Swapping transmitter and receiver: the x field of a vertical dipole at B
+    // seen from A is the z field of an x dipole at A seen from B.
+    const auto xz = SecondaryFieldFD(earth, Pair(30.0, 7.0, -3.0, 4.0, kAxisX), omegas);
+    const auto zx = SecondaryFieldFD(earth, Pair(34.0, -7.0, 3.0, -4.0, kAxisZ), omegas);
+    // A quarter turn about z takes a y dipole at (dx, dy) to an x dipole at (dy, -dx).
+    const auto yy = SecondaryFieldFD(earth, Pair(30.0, 7.0, -3.0, 4.0, kAxisY), omegas);
+    for (size_t i = 0; i < omegas.size(); ++i) {
+        near(xz[i][2], zx[i][0], zx[i][2], "reciprocal");
+        near(yy[i][1],
+             SecondaryFieldFD(earth, Pair(30.0, -3.0, -7.0, 4.0, kAxisX), {omegas[i]})[0][0],
+             yy[i][1], "turned");
+    }
+}
+
+TEST(LayeredEarthTest, HorizontalDipoleAgainstBruteForceHankelSums) {
+    const xLayeredEarth earth{{0.02, 0.2}, {25.0}};
+    const double omega = 2.0 * kPi * 3300.0, a = 60.0, r = 9.0;
+    const Complex i0 = BruteHankel(omega, a, r, 2, false), i1 = BruteHankel(omega, a, r, 2, true);
+    const Complex k = BruteHankel(omega, a, r, 1, true) / r;
+    // Coaxial and inline vertical: Hx = I0 - K, Hz = -I1; broadside: Hx = K.
+    const auto inline_ = SecondaryFieldFD(earth, Pair(30.0, r, 0.0, 0.0, kAxisX), {omega})[0];
+    const auto broadside = SecondaryFieldFD(earth, Pair(30.0, 0.0, r, 0.0, kAxisX), {omega})[0];
+    const double tol = 1e-6 * std::abs(i0);  // Simpson at 3e-4 m^-1 steps: rel. 1e-6
+    EXPECT_NEAR(std::abs(inline_[0] - (i0 - k)), 0.0, tol);
+    EXPECT_NEAR(std::abs(inline_[2] + i1), 0.0, tol);
+    EXPECT_NEAR(std::abs(broadside[0] - k), 0.0, tol);
+    EXPECT_NEAR(std::abs(broadside[1]) + std::abs(broadside[2]), 0.0, tol);
+}
+
+TEST(LayeredEarthTest, HorizontalDipoleStepOffStartsAtTheImage) {
+    // Switched off over a good conductor, the earth holds the field it had: at
+    // times far below mu0 sigma a^2 (here 45 s) the secondary is the image of
+    // the dipole with its sign turned. The times reach past 45 s so that the
+    // spectrum is sampled where the earth's response lies.
+    const xDipoleGeometry g = Pair(30.0, -9.0, 2.0, 0.5, kAxisX);
+    const xRealField image = DipoleAt(kAxisX, {-9.0, 2.0, 60.5});
+    const std::vector<double> times = LogSpaced(1e-6, 100.0, 9);
+    const xStepOff so = StepOffResponse(HalfSpace(1e4), g, times);
+    const double size = std::hypot(image[0], image[1], image[2]);
+    // The currents sink as 2 sqrt(t/(pi mu0 sigma)), 1 cm by 1 us: 3 cm/a of the field.
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(so.field[0][c], -image[c], 1e-3 * size) << c;
+    // Only the axes asked for.
+    const xStepOff z = StepOffResponse(HalfSpace(1e4), g, times, {false, false, true});
+    EXPECT_EQ(z.field[0][0], 0.0);
+    EXPECT_EQ(z.field[0][2], so.field[0][2]);
+}

@@ -147,13 +147,11 @@ TEST(SystemResponse, FrequencyDomainPpmAgainstTheSurfaceHalfSpace) {
 
 TEST(SystemResponse, SystemsThatCannotBeModelledSaySo) {
     xRecordingPlatform platform;
-    xEMDesc horizontal = TimeDomainSystem("ppm");
-    horizontal.Components()[101] = horizontal.Components()[109];
+    xEMDesc undefined = TimeDomainSystem("ppm");
+    undefined.Components()[UndefinedComponent] = undefined.Components()[109];
     xSystemResponse response;
-    EXPECT_FALSE(response.SetSystem(horizontal));
-    EXPECT_EQ(
-        response.Problem(),
-        "Only transmitters with a vertical axis can be modelled; component TxRx has another.");
+    EXPECT_FALSE(response.SetSystem(undefined));
+    EXPECT_EQ(response.Problem(), "Component ???? has no transmitter and receiver axes.");
     xEMDesc noCurrent = TimeDomainSystem("ppm");
     noCurrent.Components()[109].wave.txWaveform.samples.Resize(0, 0, 0, 2);
     EXPECT_FALSE(response.SetSystem(noCurrent));
@@ -203,4 +201,38 @@ TEST(SystemResponse, UnknownReceiverUnitsAreRefusedWithTheUnitsToSet) {
                                       "be modelled in: set the receiver primary field's unit to"),
               std::string::npos)
         << response.Problem();
+}
+
+TEST(SystemResponse, CoaxialPairOverAGoodConductorReadsItsImage) {
+    // A coaxial pair with the receiver 9 m behind, 30 m up: over a good
+    // conductor the in-phase ppm is the image dipole's field along x over the
+    // primary's, and the quadrature vanishes; a coplanar pair beside it keeps
+    // its own response.
+    xRecordingPlatform platform;
+    xEMDesc d = OneComponent(-9.0f, 0.0f, "ppm");
+    d.systemDesc.waveformType = "frequency domain";
+    d.systemDesc.normalization = "component";
+    auto& wave = d.Components()[109].wave;
+    wave.frequencies.Resize(0, 0, 0, 0);
+    wave.frequencies[0][0] = 3300.0f;
+    xEMCompDesc coaxial = d.Components()[109];
+    coaxial.id = 101;
+    coaxial.geometry.transmitter = xEMSensorType();
+    coaxial.geometry.transmitter.AddComponent(AxisX);
+    d.Components()[101] = coaxial;
+    xSystemResponse response;
+    ASSERT_TRUE(response.SetSystem(d)) << response.Problem();
+    const auto channels = response.Sounding({{1e6}, {}}, 30.0);
+    const double x = -9.0, a = 60.0, d2 = x * x + a * a;
+    const double imageX = (3.0 * x * x / d2 - 1.0) / std::pow(d2, 1.5);  // both over 4 pi
+    const double primaryX = 2.0 / std::pow(std::fabs(x), 3);
+    const double ppm = imageX / primaryX * 1e6;
+    const auto& xx = channels.at(101);
+    ASSERT_EQ(xx.size(), 2u);
+    EXPECT_NEAR(xx[0], ppm, 2e-3 * std::fabs(ppm));  // the skin depth, 9 mm, over a: 0.05 %
+    EXPECT_LT(std::fabs(xx[1]), 2e-2 * std::fabs(ppm));
+    const double imageZ = -(3.0 * a * a / d2 - 1.0) / std::pow(d2, 1.5);  // the opposite image
+    const double primaryZ = -1.0 / std::pow(std::fabs(x), 3);
+    EXPECT_NEAR(channels.at(109)[0], imageZ / primaryZ * 1e6,
+                2e-3 * std::fabs(imageZ / primaryZ * 1e6));
 }
