@@ -27,11 +27,16 @@ struct xBasisSettings {
     FloatArray thinSheetFactors;
     FloatArray halfSpaceFactors;
     long extraTaus = 2;
-    // The automatic choice keeps its latest tau within this multiple of the
-    // time from the current's last change to the last window's end: a longer
-    // decay looks alike on every window. 0 lifts the limit.
-    double lateTauWindowMultiple = 1.0;
-    // Written back: the limit, in unit, when it cut the automatic choice; else 0.
+    // The automatic choice keeps to decays the windows can tell apart, timed
+    // from the current's last change: its earliest tau no later than this
+    // fraction of the first window's centre (a shorter decay still shows there),
+    // its latest no later than this fraction of the last window's start (a
+    // longer one hardly decays over the windows and is told from its
+    // neighbours by the late, noisiest windows only). 0 lifts a limit.
+    double earlyTauWindowFraction = 0.25;
+    double lateTauWindowFraction = 0.4;
+    // Written back, in unit, when a limit cut the automatic choice; else 0.
+    double earlyTauLimit = 0.0;
     double lateTauLimit = 0.0;
     std::string descriptorName;
 };

@@ -1,6 +1,7 @@
 #include "xWaveBasis.h"
 
 #include <algorithm>
+#include <iomanip>
 #include <limits>
 #include <sstream>
 #include <vector>
@@ -73,18 +74,32 @@ void xWaveBasis::AdviseOnTaus(const xEMDesc& descriptor) const {
         std::to_string(fewest));
 }
 
+namespace {
+// " (the earliest at most 1.7e-06 s, 0.25 of the first window's centre after the
+// current's last change)", or nothing when no limit cut.
+std::string LimitText(const char* which, double seconds, double fraction, const char* where) {
+    if (!(seconds > 0.0)) return "";
+    std::ostringstream text;
+    text << " (the " << which << " at most " << seconds << " s, " << std::setprecision(2)
+         << fraction << " of the " << where << " after the current's last change)";
+    return text.str();
+}
+}  // namespace
+
 void xWaveBasis::TellTauRange(const FloatArray& taus) const {
     std::ostringstream note;
     note << "taus " << taus[taus.Low()] << " to " << taus[taus.High()] << " s: ";
     const double seconds = xEMSDesc::SecondsPer(Parameters().unit);
     if (!settings_.selectionWasAutomatic)
         note << "as 702.EarlyTau and 702.LateTau give them (702.AutomaticSelection=USER).";
-    else if (settings_.lateTauLimit > 0.0)
-        note << "chosen automatically, the latest cut to the time from the current's last change "
-                "to the end of the last window ("
-             << settings_.lateTauLimit * seconds
-             << " s), as the windows cannot tell later decays apart; for later taus set "
-                "702.AutomaticSelection=USER with 702.EarlyTau and 702.LateTau.";
+    else if (settings_.earlyTauLimit > 0.0 || settings_.lateTauLimit > 0.0)
+        note << "chosen automatically, then kept to what the windows can tell apart"
+             << LimitText("earliest", settings_.earlyTauLimit * seconds,
+                          settings_.earlyTauWindowFraction, "first window's centre")
+             << LimitText("latest", settings_.lateTauLimit * seconds,
+                          settings_.lateTauWindowFraction, "last window's start")
+             << "; for other taus set 702.AutomaticSelection=USER with 702.EarlyTau and "
+                "702.LateTau.";
     else
         note << "chosen automatically from the decays the windows can tell apart.";
     Platform().Note(note.str());

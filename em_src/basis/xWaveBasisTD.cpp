@@ -459,9 +459,9 @@ void xWaveBasisTD::BuildStages(long component, long n) {
     late_ = ToBuilderUnits(settings_.lateTau);
     MakeRxWaveform();
     if (settings_.automaticSelection) {
-        settings_.lateTauLimit = 0.0;
+        settings_.earlyTauLimit = settings_.lateTauLimit = 0.0;
         SelectTaus(windows_);
-        LimitLateTau();
+        LimitToWindows();
     }
     taus_ = TauGrid(early_, late_, n);
     if (!Strip(windows_)) BuildLast(windows_, n);
@@ -478,25 +478,35 @@ void xWaveBasisTD::BuildStages(long component, long n) {
     settings_.selectionWasAutomatic = settings_.automaticSelection;
 }
 
-double xWaveBasisTD::LastWindowAfterCurrent() const {
+double xWaveBasisTD::CurrentsLastChange() const {
     // The windows are seen from the last node of the current before the first
     // of them: the end of the turn-off, or of the reversal of a square wave.
     const FloatMatrix& current = descriptor_.Components().at(component_).wave.txWaveform.samples;
-    const double first = windows_[0][1];
+    const double first = windows_[0][windows_.ColLow()];
     double from = 0.0;
     for (long r = current.RowLow(); r <= current.RowHigh(); ++r) {
         const double t = double(current[r][current.ColLow()]) * timeScale_;
         if (t <= first) from = std::max(from, t);
     }
-    return windows_[1][windows_.ColHigh()] - from;
+    return from;
 }
 
-void xWaveBasisTD::LimitLateTau() {
-    const double limit = settings_.lateTauWindowMultiple * LastWindowAfterCurrent();
-    if (!(limit > 0.0) || late_ <= limit) return;
-    late_ = limit;
+void xWaveBasisTD::LimitToWindows() {
+    const double from = CurrentsLastChange();
+    const long first = windows_.ColLow();
+    const double centre = (double(windows_[0][first]) + double(windows_[1][first])) / 2.0;
+    const double earliest = settings_.earlyTauWindowFraction * (centre - from);
+    const double latest =
+        settings_.lateTauWindowFraction * (windows_[0][windows_.ColHigh()] - from);
+    if (latest > 0.0 && late_ > latest) {
+        late_ = latest;
+        settings_.lateTauLimit = ToParameterUnits(latest);
+    }
+    if (earliest > 0.0 && early_ > earliest) {
+        early_ = earliest;
+        settings_.earlyTauLimit = ToParameterUnits(earliest);
+    }
     early_ = std::min(early_, late_ / 10.0);
-    settings_.lateTauLimit = ToParameterUnits(limit);
 }
 
 void xWaveBasisTD::SaveState() {

@@ -70,11 +70,11 @@ class xWaveBasisTD : public xWaveBasisBuilder {
     // Build after the number of taus has been chosen: every stage, the
     // primary field and the conversion to the parameters' unit.
     void BuildStages(long component, long n);
-    // Builder units from the current's last change before the windows to the
-    // end of the last window.
-    double LastWindowAfterCurrent() const;
-    // Brings the automatic late tau within the settings' multiple of it.
-    void LimitLateTau();
+    // Builder units: the current's last change before the first window.
+    double CurrentsLastChange() const;
+    // Brings the automatic taus within the settings' fractions of the first
+    // and the last window's start after that change.
+    void LimitToWindows();
     // The last stage with the stripping of the parameters; false when there is
     // none or the user declined it, and result_ is then untouched.
     bool Strip(const FloatMatrix& windows);

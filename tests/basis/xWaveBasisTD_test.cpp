@@ -637,7 +637,7 @@ TEST(WaveBasisTD, AutomaticTausEndWhereTheWindowsDo) {
     EXPECT_LT(p.earlyTau, 1e-4f);
 
     xBasisSettings lifted;
-    lifted.lateTauWindowMultiple = 0.0;
+    lifted.earlyTauWindowFraction = lifted.lateTauWindowFraction = 0.0;
     xWaveBasisTD unbounded(d, lifted, platform);
     unbounded.Build(109);
     EXPECT_GT(lifted.lateTau, 0.05f);
