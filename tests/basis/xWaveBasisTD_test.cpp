@@ -624,16 +624,17 @@ TEST(WaveBasisTD, BuildWritesTheChosenTausBackInTheirUnit) {
     EXPECT_NEAR(builder.Taus()[6], 2.0f, 1e-5);
 }
 
-// GEOTEM's windows end 15742 us after the pulse (4108 us long, windows to
-// 19850 us): the automatic choice, 0.1 s unbounded, stops there unless lifted.
+// GEOTEM's last window starts 12929.5 us after the pulse ends (at 4108 us;
+// the windows run to 19850 us): the automatic choice, 0.1 s unbounded, stops at 0.4 of
+// that unless lifted.
 TEST(WaveBasisTD, AutomaticTausEndWhereTheWindowsDo) {
     xRecordingPlatform platform;
     const xEMDesc d = Example("geotem-gsq823/GEOTEM.DSC");
     xBasisSettings p;
     xWaveBasisTD builder(d, p, platform);
     builder.Build(109);
-    EXPECT_NEAR(p.lateTau, 0.015742, 1e-6);
-    EXPECT_NEAR(p.lateTauLimit, 0.015742, 1e-6);
+    EXPECT_NEAR(p.lateTau, 0.0051718, 1e-6);
+    EXPECT_NEAR(p.lateTauLimit, 0.0051718, 1e-6);
     EXPECT_LT(p.earlyTau, 1e-4f);
 
     xBasisSettings lifted;
@@ -643,6 +644,19 @@ TEST(WaveBasisTD, AutomaticTausEndWhereTheWindowsDo) {
     EXPECT_GT(lifted.lateTau, 0.05f);
     EXPECT_EQ(lifted.lateTauLimit, 0.0);
     EXPECT_FLOAT_EQ(lifted.earlyTau, p.earlyTau);
+}
+
+// TEMPEST's current reverses by 6.67 us, its first window runs 6.67 to 20 us:
+// the automatic choice (41 us onwards) starts at a quarter of 6.67 us instead.
+TEST(WaveBasisTD, AutomaticTausStartWhereTheFirstWindowSees) {
+    xRecordingPlatform platform;
+    const xEMDesc d = Example("tempest-frome2010/TEMPEST.DSC");
+    xBasisSettings p;
+    xWaveBasisTD builder(d, p, platform);
+    builder.Build(109);
+    EXPECT_NEAR(p.earlyTau, 1.6667e-6, 1e-9);
+    EXPECT_NEAR(p.earlyTauLimit, 1.6667e-6, 1e-9);
+    EXPECT_NEAR(p.lateTau, 0.4 * (0.0124067 - 6.6667e-6), 1e-7);
 }
 
 TEST(WaveBasisTD, ChangedComparesWindowsWaveformAndTaus) {
