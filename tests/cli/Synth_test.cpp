@@ -130,8 +130,10 @@ TEST_F(SynthTest, WrongModelsAndPlatesAreRefused) {
 }
 
 // A half-space of 50 ohm m, 20 mS/m: the conductance grows by 20 mS a metre,
-// the layered section holds the value at every depth, the discrete section
-// scatters around it.
+// the layered section holds one value at every depth, the discrete section
+// scatters around it. The default taus end at 0.4 of the last window's start
+// (5.2 ms on GEOTEM), where real surveys image best: on noise-free data that
+// reads 14 % low (with taus to 15.7 ms it was within 6 %).
 TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
     std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("50", cnd);
@@ -139,16 +141,16 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
     const float sigma = 20.0f;
     const long conductance = cnd->SectionStart(2);
     const float slope = (r[conductance + 25] - r[conductance + 2]) / float(23 * DepthStep);
-    EXPECT_NEAR(slope / sigma, 1.0f, 0.12f);
+    EXPECT_NEAR(slope / sigma, 0.87f, 0.05f);
     double discrete = 0.0;
     // Below 120 m the decays the windows resolve end: the layered section reads
-    // up to 17 % low there.
+    // up to 30 % low there.
     for (long d = 2; d <= 25; ++d) {
-        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 1.0f, d <= 12 ? 0.06f : 0.2f)
+        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 0.86f, d <= 12 ? 0.05f : 0.2f)
             << d * DepthStep << " m";
         discrete += r[cnd->SectionStart(0) + d];
     }
-    EXPECT_NEAR(discrete / 24.0 / sigma, 1.0, 0.12);
+    EXPECT_NEAR(discrete / 24.0 / sigma, 0.86, 0.05);
 
     // The drawing modes tell what the file holds, or that there is none.
     const std::string par = (dir_ / "S.PAR").string();
@@ -164,32 +166,32 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
         << Output();
 }
 
-// 10 ohm m, 100 mS/m: taus no later than the windows resolve keep the layered
-// section within 10 % from 30 to 150 m (with taus to 0.1 s it read three
-// times too high).
+// 10 ohm m, 100 mS/m: with taus that stop within the windows the layered
+// section reads a steady 36 % low from 30 to 150 m (with taus to 0.1 s it read
+// three times too high; to 15.7 ms, within 10 %), and 702 says why it cut them.
 TEST_F(SynthTest, TheCdiRecoversAConductiveHalfSpace) {
     std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("10", cnd);
-    EXPECT_NE(Output().find(" to 0.015742 s: chosen automatically, the latest cut to the time "
-                            "from the current's last change to the end of the last window "
-                            "(0.015742 s), as the windows cannot tell later decays apart; for "
-                            "later taus set 702.AutomaticSelection=USER with 702.EarlyTau and "
-                            "702.LateTau."),
+    EXPECT_NE(Output().find(" to 0.0051718 s: chosen automatically, then kept to what the windows "
+                            "can tell apart (the latest at most 0.0051718 s, 0.4 of the last "
+                            "window's start after the current's last change); for other taus set "
+                            "702.AutomaticSelection=USER with 702.EarlyTau and 702.LateTau."),
               std::string::npos)
         << Output();
     for (long d = 3; d <= 15; ++d)
-        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / 100.0f, 1.0f, 0.1f) << d * DepthStep << " m";
+        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / 100.0f, 0.64f, 0.05f) << d * DepthStep << " m";
 }
 
-// 100 ohm m for 50 m over 10 ohm m: 10 mS/m on top (read up to 40 % low), the
-// rise placed within 20 m of the boundary and 100 mS/m right below it.
+// 100 ohm m for 50 m over 10 ohm m: 10 mS/m on top (read up to 55 % low), the
+// rise placed within 20 m of the boundary and 100 mS/m right below it (read
+// 26 % low, as the conductive half-space is).
 TEST_F(SynthTest, TheCdiPlacesTheBoundaryOfATwoLayerEarth) {
     std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("100:50,10", cnd);
     const long discrete = cnd->SectionStart(0);
-    for (long d = 1; d <= 2; ++d) EXPECT_NEAR(r[discrete + d] / 10.0f, 1.0f, 0.45f) << d;
+    for (long d = 1; d <= 2; ++d) EXPECT_NEAR(r[discrete + d] / 10.0f, 1.0f, 0.55f) << d;
     long rise = 0;
     while (rise < cnd->DepthCount() && r[discrete + rise] < std::sqrt(10.0f * 100.0f)) ++rise;
     EXPECT_NEAR(float(rise * DepthStep), 50.0f, 20.0f);
-    EXPECT_NEAR(r[discrete + 6] / 100.0f, 1.0f, 0.2f);
+    EXPECT_NEAR(r[discrete + 6] / 100.0f, 0.74f, 0.05f);
 }
