@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <system_error>
 
 #include "xMCond.h"
@@ -71,8 +72,20 @@ bool xCndMerge::SameLayout(const xMCond& low, const xMCond& high) {
     return true;
 }
 
+float xCndMerge::ResolvedDepth(const xMCond& layout, const float* low) {
+    const float* discrete = low + layout.SectionStart(0);
+    long end = layout.DepthCount() - 1;
+    while (end > 0 && discrete[end] == xMCond::NullValue) --end;
+    while (end > 0 && discrete[end - 1] == discrete[end]) --end;
+    // One value from top to bottom is a uniform ground, not a lookup run out.
+    const bool uniform = end == 0 || discrete[end - 1] == xMCond::NullValue;
+    return uniform ? std::numeric_limits<float>::infinity() : -layout.RelativeDepth(end);
+}
+
 void xCndMerge::MergeRecord(const xMCond& layout, const float* low, float* merged) const {
-    const float penetration = -low[xMCond::PenetrationItem];
+    // The blend ends where the low moment's section runs out.
+    const float penetration =
+        std::min(-low[xMCond::PenetrationItem], ResolvedDepth(layout, low) - BlendMetres / 2.0f);
     for (long section = 0; section < layout.SectionCount(); ++section) {
         const long start = layout.SectionStart(section);
         for (long d = 0; d < layout.DepthCount(); ++d) {

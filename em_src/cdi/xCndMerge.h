@@ -1,9 +1,11 @@
 #pragma once
 // Two sections of the same records flown with two moments made into one: the
 // low moment resolves the ground near the surface, the high moment reaches
-// deeper. Above the low moment's estimated penetration the low moment's values
-// stand, below it the high moment's, with a blend of BlendMetres between them
-// (in log conductivity). Every other item of a record is the high moment's.
+// deeper. Above the low moment's penetration the low moment's values stand,
+// below it the high moment's, with a blend of BlendMetres between them (in log
+// conductivity). The penetration is the record's estimate, or shallower where
+// the low moment's section already ends in a run of one value. Every other
+// item of a record is the high moment's.
 
 #include <filesystem>
 #include <string>
@@ -28,6 +30,12 @@ class xCndMerge {
     static float HighWeight(float depth, float penetration);
     // One value of a section from the two; NULL stays out of the blend.
     static float Blend(float low, float high, float weight, bool logarithmic);
+
+    // The depth (metres below the top) where the low moment's discrete
+    // section of a record stops saying anything: below it the section repeats
+    // one value, the end of what its lookups reach, down to its last depth;
+    // infinity when it does not run out.
+    static float ResolvedDepth(const xMCond& layout, const float* low);
 
   private:
     bool OpenInput(xMCond& cnd, const std::filesystem::path& path);

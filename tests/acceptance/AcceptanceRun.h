@@ -29,15 +29,17 @@ class xAcceptanceRun : public xTempFolderTest {
         EXPECT_EQ(code, 0) << "tovarn " << arguments << "\n" << output_;
         return code == 0;
     }
-    // A new project on the descriptor for the survey, with the settings given
-    // (tovarn set arguments, may be empty), run through 701..704; the CDI file.
-    // The survey is a file of the folder.
+    // A new project (project.PAR) on the descriptor for the survey, with the
+    // settings given (tovarn set arguments, may be empty), run through
+    // 701..704; the CDI file. The survey is a file of the folder.
     std::filesystem::path RunChain(const std::filesystem::path& descriptor,
-                                   const std::string& survey, const std::string& settings) {
-        const bool done = Tovarn("new S.PAR --descriptor " + Quoted(descriptor)) &&
-                          Tovarn("set S.PAR 701.Files=" + survey + " " + settings) &&
-                          Tovarn("run S.PAR --only 701,702,703,704");
-        return done ? dir_ / "S.CND" : std::filesystem::path();
+                                   const std::string& survey, const std::string& settings,
+                                   const std::string& project = "S") {
+        const std::string par = project + ".PAR";
+        const bool done = Tovarn("new " + par + " --descriptor " + Quoted(descriptor)) &&
+                          Tovarn("set " + par + " 701.Files=" + survey + " " + settings) &&
+                          Tovarn("run " + par + " --only 701,702,703,704");
+        return done ? dir_ / (project + ".CND") : std::filesystem::path();
     }
     // The path quoted for the shell.
     static std::string Quoted(const std::filesystem::path& path) {

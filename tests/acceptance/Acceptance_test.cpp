@@ -46,6 +46,26 @@ std::string RecordsOfLine(const fs::path& survey, int lineColumn, long line) {
     return part;
 }
 
+// The CDI held against the survey's published models, with its figures printed.
+SectionAgreement Measured(const std::string& name, const fs::path& cnd, const SurveyCheck& check) {
+    std::vector<fs::path> files;
+    for (const auto& model : check.models) files.push_back(fs::path(check.folder) / model);
+    const auto models = ReadModels(files, check.columns, check.line);
+    const SectionAgreement a =
+        CompareSections(ReadDiscreteSections(cnd), models, kMaxDepth, kDeepDepth, kFidTolerance);
+    std::cout << "[ figures  ] " << name << ": rank correlation " << a.rho << " over " << a.values
+              << " values at " << a.paired << " of " << a.stations << " stations; values down to "
+              << kDeepDepth << " m at " << 100 * a.deepShare << " % of stations\n";
+    return a;
+}
+
+void ExpectFollowsModels(const SectionAgreement& a) {
+    EXPECT_GT(a.stations, 0u);
+    EXPECT_EQ(a.paired, a.stations) << "stations without a published model";
+    EXPECT_GE(a.rho, kMinRho);
+    EXPECT_GE(a.deepShare, kMinDeepShare);
+}
+
 class SurveyAcceptance : public xAcceptanceRun,
                          public ::testing::WithParamInterface<SurveyCheck> {};
 
@@ -60,24 +80,42 @@ TEST_P(SurveyAcceptance, DiscreteCdiOnDefaultsFollowsThePublishedModels) {
     const std::string survey = RecordsOfLine(folder / check.survey, check.lineColumn, check.line);
     const fs::path cnd = RunChain(descriptor, survey, check.settings);
     ASSERT_FALSE(cnd.empty());
-
-    std::vector<fs::path> files;
-    for (const auto& model : check.models) files.push_back(folder / model);
-    const auto models = ReadModels(files, check.columns, check.line);
-    const SectionAgreement a =
-        CompareSections(ReadDiscreteSections(cnd), models, kMaxDepth, kDeepDepth, kFidTolerance);
-    std::cout << "[ figures  ] " << check.name << ": rank correlation " << a.rho << " over "
-              << a.values << " values at " << a.paired << " of " << a.stations
-              << " stations; values down to " << kDeepDepth << " m at " << 100 * a.deepShare
-              << " % of stations\n";
-    EXPECT_GT(a.stations, 0u);
-    EXPECT_EQ(a.paired, a.stations) << "stations without a published model";
-    EXPECT_GE(a.rho, kMinRho);
-    EXPECT_GE(a.deepShare, kMinDeepShare);
+    ExpectFollowsModels(Measured(check.name, cnd, check));
 }
 
 INSTANTIATE_TEST_SUITE_P(RealSurveys, SurveyAcceptance, ::testing::ValuesIn(SurveyChecks()),
                          [](const auto& info) { return std::string(info.param.name); });
+
+class TwoMomentAcceptance : public xAcceptanceRun {
+  protected:
+    static SurveyCheck HighMomentCheck() {
+        for (const SurveyCheck& check : SurveyChecks())
+            if (std::string(check.name) == "SkytemBhmarHighMoment") return check;
+        return {};
+    }
+};
+
+// Each moment through the chain in a project of its own, then joined: the
+// merged section must follow the published models at least as well as the
+// high moment's alone.
+TEST_F(TwoMomentAcceptance, SkytemBhmarBothMoments) {
+    const SurveyCheck check = HighMomentCheck();
+    const fs::path folder = check.folder;
+    ASSERT_TRUE(Tovarn("descriptor build " + WithDataFolder(kSkytemBhmarBothBuild, folder) +
+                       " --out BHMAR.DSC"));
+    const std::string survey = RecordsOfLine(folder / check.survey, 0, 0);
+    const fs::path low = RunChain("BHMAR-LM.DSC", survey, kSkytemBhmarLowMoment, "LM");
+    const fs::path high = RunChain("BHMAR-HM.DSC", survey, kSkytemBhmarHighMoment, "HM");
+    ASSERT_FALSE(low.empty() || high.empty());
+    ASSERT_TRUE(Tovarn("cdi merge LM.CND HM.CND --out both"));
+
+    Measured("SkytemBhmarLowMoment", low, check);
+    const SectionAgreement alone = Measured("SkytemBhmarHighMoment", high, check);
+    const SectionAgreement both = Measured("SkytemBhmarBothMoments", "both.CND", check);
+    ExpectFollowsModels(both);
+    EXPECT_GE(both.rho, alone.rho);
+    EXPECT_GE(both.deepShare, alone.deepShare);
+}
 
 using HalfSpaceCase = std::tuple<HalfSpaceSystem, double>;
 

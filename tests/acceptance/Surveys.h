@@ -28,14 +28,30 @@ inline const std::string kTempestFromeBuild =
     "altitude=input_tx_height --channels Z=observed_EMSystem_1_ZS --rx-offset -115,0,-40 "
     "--name \"TEMPEST Frome 2010\"";
 
+inline const std::string kSkytemBhmarLayout =
+    "--layout {data}/bhmar-skytem.dfn "
+    "--map line=Line,fid=Fiducial,east=Easting,north=Northing,"
+    "z_topo=Ground_Elevation_Lidar,altitude=Frame_Height_Lidar --rx-offset -12.6,0,2 ";
+
 // The high and low moments differ in their system file and channel group only.
 inline std::string SkytemBhmarBuild(const std::string& moment) {
-    return "--system {data}/Skytem-" + moment +
-           ".stm --layout {data}/bhmar-skytem.dfn "
-           "--map line=Line,fid=Fiducial,east=Easting,north=Northing,"
-           "z_topo=Ground_Elevation_Lidar,altitude=Frame_Height_Lidar --channels Z=" +
-           moment + "Z --rx-offset -12.6,0,2 --name \"SkyTEM BHMAR 2009 " + moment + "\"";
+    return "--system {data}/Skytem-" + moment + ".stm " + kSkytemBhmarLayout +
+           "--channels Z=" + moment + "Z --name \"SkyTEM BHMAR 2009 " + moment + "\"";
 }
+
+// Both moments from one call: the descriptors BHMAR-LM.DSC and BHMAR-HM.DSC
+// beside --out BHMAR.DSC.
+inline const std::string kSkytemBhmarBothBuild =
+    "--system LM={data}/Skytem-LM.stm --system HM={data}/Skytem-HM.stm " + kSkytemBhmarLayout +
+    "--channels LM:Z=LMZ,HM:Z=HMZ --name \"SkyTEM BHMAR 2009\"";
+
+// What each moment's project sets: the FID step of the survey, and taus from
+// the windows (early: a third of the first window's start after the current's
+// last change; late: 0.28 of the last window's end after it).
+inline const std::string kSkytemBhmarLowMoment =
+    "701.MaxDFid=5 702.AutomaticSelection=USER 702.EarlyTau=2.44e-6 702.LateTau=2.77e-4";
+inline const std::string kSkytemBhmarHighMoment =
+    "701.MaxDFid=5 702.AutomaticSelection=USER 702.EarlyTau=1.2e-5 702.LateTau=0.0027";
 
 inline std::vector<SurveyCheck> SurveyChecks() {
     return {

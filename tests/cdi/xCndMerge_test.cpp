@@ -26,8 +26,10 @@ class CndMergeTest : public xTempFolderTest {
   protected:
     // One line of FIDs 1, 2 with every section value and a penetration; the
     // first FID and the line number can be changed to make the files disagree.
+    // From depth index runOutFrom down, the sections hold runOutValue.
     fs::path Write(const std::string& name, float value, float penetration, float firstFid = 1.0f,
-                   long depthStep = 10, std::int32_t lineNumber = 100) {
+                   long depthStep = 10, std::int32_t lineNumber = 100, long runOutFrom = Depths,
+                   float runOutValue = 0.5f) {
         std::vector<float> depths;
         for (long d = 0; d < Depths; ++d) depths.push_back(float(d * depthStep));
         xMCond cnd;
@@ -45,7 +47,8 @@ class CndMergeTest : public xTempFolderTest {
             record[xMCond::RLItem] = value;
             record[xMCond::PenetrationItem] = -penetration;
             for (long s = 0; s < cnd.SectionCount(); ++s)
-                for (long d = 0; d < Depths; ++d) record[cnd.SectionStart(s) + d] = value;
+                for (long d = 0; d < Depths; ++d)
+                    record[cnd.SectionStart(s) + d] = d < runOutFrom ? value : runOutValue;
             writer.AddRow(record);
         }
         EXPECT_TRUE(writer.Finish());
@@ -94,6 +97,27 @@ TEST_F(CndMergeTest, TheLowMomentAboveItsPenetrationAndTheHighBelow) {
     for (long d = 5; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 1000.0f) << d;
     // The conductance column adds up; it is blended as it stands.
     EXPECT_NEAR(r[both.SectionStart(2) + 4], 505.0f, 1e-2f);
+}
+
+// A low moment whose section runs out into one value at 60 m, above its
+// estimated penetration of 100 m, has given way to the high moment there; a
+// section of one value throughout is a uniform ground and keeps its estimate.
+TEST_F(CndMergeTest, TheLowMomentEndsWhereItsSectionRunsOut) {
+    const fs::path low = Write("LM.CND", 10.0f, 100.0f, 1.0f, 10, 100, 6);
+    const fs::path high = Write("HM.CND", 1000.0f, 150.0f);
+    ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
+    xMCond both;
+    const FloatArray r = Rows(both, dir_ / "both.CND").at(0);
+    const long discrete = both.SectionStart(0);
+    for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
+    EXPECT_NEAR(r[discrete + 5], 100.0f, 1e-3f);
+    for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 1000.0f) << d;
+
+    ASSERT_TRUE(merge.Merge(Write("U.CND", 10.0f, 100.0f), high, dir_ / "uniform.CND"));
+    xMCond uniform;
+    const FloatArray u = Rows(uniform, dir_ / "uniform.CND").at(0);
+    EXPECT_FLOAT_EQ(u[uniform.SectionStart(0) + 8], 10.0f);
+    EXPECT_NEAR(u[uniform.SectionStart(0) + 10], 100.0f, 1e-3f);
 }
 
 TEST_F(CndMergeTest, ANullOfOneMomentTakesTheOther) {
