@@ -45,13 +45,10 @@ inline const std::string kSkytemBhmarBothBuild =
     "--system LM={data}/Skytem-LM.stm --system HM={data}/Skytem-HM.stm " + kSkytemBhmarLayout +
     "--channels LM:Z=LMZ,HM:Z=HMZ --name \"SkyTEM BHMAR 2009\"";
 
-// What each moment's project sets: the FID step of the survey, and taus from
-// the windows (early: a third of the first window's start after the current's
-// last change; late: 0.28 of the last window's end after it).
-inline const std::string kSkytemBhmarLowMoment =
-    "701.MaxDFid=5 702.AutomaticSelection=USER 702.EarlyTau=2.44e-6 702.LateTau=2.77e-4";
-inline const std::string kSkytemBhmarHighMoment =
-    "701.MaxDFid=5 702.AutomaticSelection=USER 702.EarlyTau=1.2e-5 702.LateTau=0.0027";
+// What each moment's project sets: the FID step of the survey; all else is
+// left at its default.
+inline const std::string kSkytemBhmarLowMoment = "701.MaxDFid=5";
+inline const std::string kSkytemBhmarHighMoment = "701.MaxDFid=5";
 
 inline std::vector<SurveyCheck> SurveyChecks() {
     return {
