@@ -13,14 +13,31 @@
 // Laplace transform of s^2 e^-s / 2, which sampled on a log grid of taus gives
 // the amplitudes; every depth below the sheet must then carry S.
 
+#include <gtest/gtest.h>
+
 #include <cmath>
+#include <filesystem>
 #include <vector>
 
 #include "xArray.h"
 #include "xCndMath.h"
 #include "xEMDesc.h"
+#include "xMCond.h"
+#include "xMLine.h"
 
 namespace cditest {
+
+// The records of the first line of a written CDI file, read into cnd.
+inline std::vector<FloatArray> FirstLineRecords(xMCond& cnd, const std::filesystem::path& path) {
+    cnd.SetPath(path);
+    EXPECT_EQ(cnd.Open(), 1);
+    EXPECT_TRUE(cnd.ReadHeader());
+    xMLine line(&cnd);
+    std::vector<FloatArray> rows;
+    if (!line.Next()) return rows;
+    for (long r = 0; r < line.Rows(); ++r) rows.push_back(line.Row(r));
+    return rows;
+}
 
 inline xEMDesc AxialDipole() {
     xEMDesc desc;

@@ -57,17 +57,6 @@ class CndMergeTest : public xTempFolderTest {
         return dir_ / name;
     }
 
-    std::vector<FloatArray> Rows(xMCond& cnd, const fs::path& path) {
-        cnd.SetPath(path);
-        EXPECT_EQ(cnd.Open(), 1);
-        EXPECT_TRUE(cnd.ReadHeader());
-        xMLine line(&cnd);
-        std::vector<FloatArray> rows;
-        if (!line.Next()) return rows;
-        for (long r = 0; r < line.Rows(); ++r) rows.push_back(line.Row(r));
-        return rows;
-    }
-
     xRecordingPlatform platform;
     xCndMerge merge{platform};
 };
@@ -82,7 +71,7 @@ TEST_F(CndMergeTest, TheLowMomentAboveItsPenetrationAndTheHighBelow) {
     ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND")) << platform.Texts("error").front();
     EXPECT_FALSE(fs::exists(dir_ / "both-partial.CND"));
     xMCond both;
-    const auto rows = Rows(both, dir_ / "both.CND");
+    const auto rows = cditest::FirstLineRecords(both, dir_ / "both.CND");
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(both.Lines(), 1);
     EXPECT_EQ(both.DepthCount(), Depths);
@@ -107,7 +96,7 @@ TEST_F(CndMergeTest, TheLowMomentEndsWhereItsSectionRunsOut) {
     const fs::path high = Write("HM.CND", 1000.0f, 150.0f);
     ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
     xMCond both;
-    const FloatArray r = Rows(both, dir_ / "both.CND").at(0);
+    const FloatArray r = cditest::FirstLineRecords(both, dir_ / "both.CND").at(0);
     const long discrete = both.SectionStart(0);
     for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
     EXPECT_NEAR(r[discrete + 5], 100.0f, 1e-3f);
@@ -115,7 +104,7 @@ TEST_F(CndMergeTest, TheLowMomentEndsWhereItsSectionRunsOut) {
 
     ASSERT_TRUE(merge.Merge(Write("U.CND", 10.0f, 100.0f), high, dir_ / "uniform.CND"));
     xMCond uniform;
-    const FloatArray u = Rows(uniform, dir_ / "uniform.CND").at(0);
+    const FloatArray u = cditest::FirstLineRecords(uniform, dir_ / "uniform.CND").at(0);
     EXPECT_FLOAT_EQ(u[uniform.SectionStart(0) + 8], 10.0f);
     EXPECT_NEAR(u[uniform.SectionStart(0) + 10], 100.0f, 1e-3f);
 }

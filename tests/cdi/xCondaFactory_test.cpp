@@ -108,14 +108,7 @@ class CdiPassTest : public xTempFolderTest {
 
     // The records of the written file's first line.
     std::vector<FloatArray> Records(xMCond& cnd, const std::string& ext = "CND") {
-        cnd.SetPath(dir_ / ("T." + ext));
-        EXPECT_EQ(cnd.Open(), 1);
-        EXPECT_TRUE(cnd.ReadHeader());
-        xMLine line(&cnd);
-        std::vector<FloatArray> rows;
-        if (!line.Next()) return rows;
-        for (long r = 0; r < line.Rows(); ++r) rows.push_back(line.Row(r));
-        return rows;
+        return cditest::FirstLineRecords(cnd, dir_ / ("T." + ext));
     }
 
     xRecordingPlatform platform;
