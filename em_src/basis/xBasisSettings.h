@@ -35,6 +35,14 @@ struct xBasisSettings {
     // neighbours by the late, noisiest windows only). 0 lifts a limit.
     double earlyTauWindowFraction = 0.25;
     double lateTauWindowFraction = 0.4;
+    // A frequency f tells apart best the decays of tau = 1 / (2 pi f). In the
+    // frequency domain the automatic choice starts no earlier than this
+    // fraction of that tau at the highest frequency (shorter decays have hardly
+    // any in-phase part anywhere) and ends no later than this many periods of
+    // the lowest frequency (longer ones are a constant in-phase part at every
+    // frequency, and the CDI reads decays no further than that period).
+    double earlyTauFrequencyFraction = 0.25;
+    double lateTauPeriods = 1.0;
     // Written back, in unit, when a limit cut the automatic choice; else 0.
     double earlyTauLimit = 0.0;
     double lateTauLimit = 0.0;

@@ -84,20 +84,38 @@ std::string LimitText(const char* which, double seconds, double fraction, const 
          << fraction << " of the " << where << " after the current's last change)";
     return text.str();
 }
+
+// " (the earliest at least 3.1e-07 s, 0.25 of 1 / (2 pi f) at the highest
+// frequency) (the latest at most 0.0026 s, 1 period of the lowest frequency)".
+std::string FrequencyLimitsText(const xBasisSettings& settings, double secondsPerUnit) {
+    std::ostringstream text;
+    if (settings.earlyTauLimit > 0.0)
+        text << " (the earliest at least " << settings.earlyTauLimit * secondsPerUnit << " s, "
+             << std::setprecision(2) << settings.earlyTauFrequencyFraction
+             << " of 1 / (2 pi f) at the highest frequency)" << std::setprecision(6);
+    if (settings.lateTauLimit > 0.0)
+        text << " (the latest at most " << settings.lateTauLimit * secondsPerUnit << " s, "
+             << std::setprecision(2) << settings.lateTauPeriods
+             << " period of the lowest frequency)";
+    return text.str();
+}
 }  // namespace
 
-void xWaveBasis::TellTauRange(const FloatArray& taus) const {
+void xWaveBasis::TellTauRange(const FloatArray& taus, bool frequencyDomain) const {
     std::ostringstream note;
     note << "taus " << taus[taus.Low()] << " to " << taus[taus.High()] << " s: ";
     const double seconds = xEMSDesc::SecondsPer(Parameters().unit);
     if (!settings_.selectionWasAutomatic)
         note << "as 702.EarlyTau and 702.LateTau give them (702.AutomaticSelection=USER).";
     else if (settings_.earlyTauLimit > 0.0 || settings_.lateTauLimit > 0.0)
-        note << "chosen automatically, then kept to what the windows can tell apart"
-             << LimitText("earliest", settings_.earlyTauLimit * seconds,
-                          settings_.earlyTauWindowFraction, "first window's centre")
-             << LimitText("latest", settings_.lateTauLimit * seconds,
-                          settings_.lateTauWindowFraction, "last window's start")
+        note << "chosen automatically, then kept to what the "
+             << (frequencyDomain ? "frequencies" : "windows") << " can tell apart"
+             << (frequencyDomain
+                     ? FrequencyLimitsText(settings_, seconds)
+                     : LimitText("earliest", settings_.earlyTauLimit * seconds,
+                                 settings_.earlyTauWindowFraction, "first window's centre") +
+                           LimitText("latest", settings_.lateTauLimit * seconds,
+                                     settings_.lateTauWindowFraction, "last window's start"))
              << "; for other taus set 702.AutomaticSelection=USER with 702.EarlyTau and "
                 "702.LateTau.";
     else
@@ -176,7 +194,7 @@ void xWaveBasis::Execute(int) {
     Parameters().basisValid = 1;
     Parameters().Save();
     Project().latestCreatedFile = basis.FileName();
-    TellTauRange(basis.Taus());
+    TellTauRange(basis.Taus(), descriptor->IsFrequencyDomain());
     std::ostringstream note;
     const FloatArray& taus = basis.Taus();
     note << basis.FileName() << ": " << taus.Length() << " taus from " << taus[taus.Low()] << " to "

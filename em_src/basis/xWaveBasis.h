@@ -39,7 +39,7 @@ class xWaveBasis : public xObject {
     void AdviseOnTaus(const xEMDesc& descriptor) const;
     bool BuildAll(const xEMDesc& descriptor, class xAofTau& basis);
     // The range of the taus built, and why it is that range.
-    void TellTauRange(const FloatArray& taus) const;
+    void TellTauRange(const FloatArray& taus, bool frequencyDomain) const;
 
     xIniFile* ini_;
     xBasisSettings settings_;

@@ -1,6 +1,8 @@
 #include "xWaveBasisFD.h"
 
+#include <algorithm>
 #include <cmath>
+#include <numbers>
 
 #include "xEMDesc.h"
 
@@ -52,13 +54,40 @@ void xWaveBasisFD::Build(long component) {
     settings_.numberOfTaus = n;
     early_ = ToBuilderUnits(settings_.earlyTau);
     late_ = ToBuilderUnits(settings_.lateTau);
-    if (settings_.automaticSelection) SelectTaus(windows_);
+    if (settings_.automaticSelection) {
+        settings_.earlyTauLimit = settings_.lateTauLimit = 0.0;
+        SelectTaus(windows_);
+        LimitToFrequencies();
+    }
     BuildLast(windows_, n);
     Decompose(result_, w_, v_);
     for (long t = 1; t <= taus_.Length(); ++t) taus_[t] = float(ToParameterUnits(taus_[t]));
     settings_.earlyTau = float(ToParameterUnits(early_));
     settings_.lateTau = float(ToParameterUnits(late_));
     settings_.selectionWasAutomatic = settings_.automaticSelection;
+}
+
+void xWaveBasisFD::LimitToFrequencies() {
+    const FloatArray& hertz = windows_[0];
+    float lowest = hertz[hertz.Low()], highest = lowest;
+    for (long f = hertz.Low(); f <= hertz.High(); ++f) {
+        lowest = std::min(lowest, hertz[f]);
+        highest = std::max(highest, hertz[f]);
+    }
+    if (!(lowest > 0.0f)) return;
+    // Builder units per second of a frequency's period, as Response takes them.
+    const double k = 1.0 / descriptor_.systemDesc.SecondsPerUnit() / timeScale_;
+    const double earliest =
+        settings_.earlyTauFrequencyFraction / (2.0 * std::numbers::pi * highest * k);
+    const double latest = settings_.lateTauPeriods / (lowest * k);
+    if (latest > 0.0 && late_ > latest) {
+        late_ = latest;
+        settings_.lateTauLimit = ToParameterUnits(latest);
+    }
+    if (earliest > 0.0 && early_ < earliest && earliest < late_) {
+        early_ = earliest;
+        settings_.earlyTauLimit = ToParameterUnits(earliest);
+    }
 }
 
 void xWaveBasisFD::SaveState() {

@@ -21,6 +21,9 @@ class xWaveBasisFD : public xWaveBasisBuilder {
   private:
     // Frequencies of a component, row 0 of columns 1..nf.
     FloatMatrix Frequencies(long component) const;
+    // Brings the automatic taus within those the frequencies resolve (the
+    // settings' fraction and periods).
+    void LimitToFrequencies();
 
     float scale_ = 1.0f;  // G
     struct State {

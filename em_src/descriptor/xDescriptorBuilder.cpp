@@ -525,6 +525,7 @@ bool xDescriptorBuilder::BuildFrequencyDomain(const xGdfDefinition& layout,
             component.wave.frequencies[k][0] = c.frequencies[std::size_t(k)];
             component.wave.weights[k] = 1.0f;
         }
+        component.wave.rxPrimary.unit = xEMWDesc::FrequencyDomainUnit;
         component.geometry.transmitter = Dipole(TxAxis(c.id));
         component.geometry.SetPosition(xEMGDesc::Tx, 0.0f, 0.0f, 0.0f);
         component.geometry.receiver = Dipole(RxAxis(c.id));

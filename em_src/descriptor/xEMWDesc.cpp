@@ -56,6 +56,7 @@ bool xEMWDesc::Read(xDscReader& in, long version, bool frequencyDomain) {
         }
         frequencies = read;
         weights = readWeights;
+        rxPrimary.unit = FrequencyDomainUnit;
         if (version >= kFirstVersionWithFrequencyScaling) {
             in.Skip("\"AMPLITUDE SCALING\"");
             if (!in.Numbers(scaleReal, scaleNominal)) return false;

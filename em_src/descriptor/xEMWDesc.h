@@ -16,6 +16,9 @@
 class xEMWDesc {
   public:
     static constexpr long CurrentVersion = 9;
+    // A frequency block has no line for its unit: its in-phase and quadrature
+    // are parts per million of the component's primary field.
+    static constexpr const char* FrequencyDomainUnit = "ppm";
 
     // One window and one frequency, weight 1, no waveforms.
     xEMWDesc();

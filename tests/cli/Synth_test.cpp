@@ -22,6 +22,8 @@ namespace fs = std::filesystem;
 namespace {
 
 const std::string kGeotem = std::string(TOVARN_SOURCE_DIR) + "/examples/geotem-gsq823/GEOTEM.DSC";
+const std::string kResolve =
+    std::string(TOVARN_SOURCE_DIR) + "/examples/resolve-bookpurnong/RESOLVE.DSC";
 
 class SynthTest : public xTempFolderTest {
   protected:
@@ -38,16 +40,22 @@ class SynthTest : public xTempFolderTest {
     // The first CDI record of a GEOTEM survey over a layered earth, the TzRz
     // component alone, every process with its defaults; the CDI file in cnd.
     FloatArray CdiRecord(const std::string& model, std::unique_ptr<xMCond>& cnd) {
-        EXPECT_EQ(Tovarn("synth " + kGeotem + " --model " + model +
-                         " --lines 1 --line-length 100 --spacing 20 --altitude 120 --out " +
-                         dir_.string()),
+        return CdiRecord(kGeotem, "GEOTEM", model, "120",
+                         "704.AutoRange=0 704.ComponentWeights=0,0,0,0,0,0,0,0,0,1", cnd);
+    }
+    // The same for any system, with the CDI's settings given (or none).
+    FloatArray CdiRecord(const std::string& descriptor, const std::string& system,
+                         const std::string& model, const std::string& altitude,
+                         const std::string& cdiSettings, std::unique_ptr<xMCond>& cnd) {
+        EXPECT_EQ(Tovarn("synth " + descriptor + " --model " + model +
+                         " --lines 1 --line-length 100 --spacing 20 --altitude " + altitude +
+                         " --out " + dir_.string()),
                   0)
             << Output();
-        Import(kGeotem, dir_ / "GEOTEM_synthetic.asc");
+        Import(descriptor, dir_ / (system + "_synthetic.asc"));
         const std::string par = (dir_ / "S.PAR").string();
-        EXPECT_EQ(
-            Tovarn("set " + par + " 704.AutoRange=0 704.ComponentWeights=0,0,0,0,0,0,0,0,0,1"), 0)
-            << Output();
+        if (!cdiSettings.empty())
+            EXPECT_EQ(Tovarn("set " + par + " " + cdiSettings), 0) << Output();
         EXPECT_EQ(Tovarn("run " + par + " --only 702,703,704"), 0) << Output();
         cnd = OpenSurvey<xMCond>(dir_ / "S.CND");
         xMLine line(cnd.get());
@@ -194,4 +202,31 @@ TEST_F(SynthTest, TheCdiPlacesTheBoundaryOfATwoLayerEarth) {
     while (rise < cnd->DepthCount() && r[discrete + rise] < std::sqrt(10.0f * 100.0f)) ++rise;
     EXPECT_NEAR(float(rise * DepthStep), 50.0f, 20.0f);
     EXPECT_NEAR(r[discrete + 6] / 100.0f, 0.74f, 0.05f);
+}
+
+// A frequency-domain system on every default: half-spaces of 10, 50 and 200
+// ohm m image back within 20 % from 30 to 150 m, as the cumulative
+// conductance's slope and as the discrete section's mean (its single values
+// scatter by the 10 m steps). With taus to 0.1 s the 10 ohm m half-space read
+// three times too high and ended at 140 m.
+TEST_F(SynthTest, FrequencyDomainHalfSpaces) {
+    for (const float ohmMetres : {10.0f, 50.0f, 200.0f}) {
+        std::unique_ptr<xMCond> cnd;
+        std::ostringstream model;
+        model << ohmMetres;
+        const FloatArray r = CdiRecord(kResolve, "RESOLVE", model.str(), "30", "", cnd);
+        const float sigma = 1000.0f / ohmMetres;
+        const long top = 30 / DepthStep, bottom = 150 / DepthStep;
+        const long conductance = cnd->SectionStart(2), discrete = cnd->SectionStart(0);
+        ASSERT_GT(r[conductance + bottom], 0.0f) << ohmMetres;
+        const float slope =
+            (r[conductance + bottom] - r[conductance + top]) / float((bottom - top) * DepthStep);
+        EXPECT_NEAR(slope / sigma, 1.0f, 0.2f) << ohmMetres << " ohm m";
+        double sum = 0.0;
+        for (long d = top; d <= bottom; ++d) sum += r[discrete + d];
+        EXPECT_NEAR(sum / double(bottom - top + 1) / sigma, 1.0, 0.2) << ohmMetres << " ohm m";
+    }
+    EXPECT_NE(Output().find("(the latest at most 0.0026178 s, 1 period of the lowest frequency)"),
+              std::string::npos)
+        << Output();
 }
