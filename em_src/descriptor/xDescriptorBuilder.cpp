@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <map>
+#include <numbers>
 #include <sstream>
 
 #include "xPlatform.h"
@@ -279,6 +280,18 @@ long xDescriptorBuilder::ComponentOfAxis(const std::string& axis) {
     return UndefinedComponent;
 }
 
+double xDescriptorBuilder::FilterDelay(const xStmSystem& system) {
+    double delay = 0.0;
+    const std::size_t filters = std::min(system.lowPassCutOff.size(), system.lowPassOrder.size());
+    for (std::size_t f = 0; f < filters; ++f) {
+        const double cutOff = system.lowPassCutOff[f], order = std::round(system.lowPassOrder[f]);
+        if (cutOff > 0.0 && order >= 1.0)
+            delay += 1.0 /
+                     (2.0 * std::numbers::pi * cutOff * std::sin(std::numbers::pi / (2.0 * order)));
+    }
+    return delay;
+}
+
 bool xDescriptorBuilder::HalfPeriodShift(const xStmSystem& system, double& shift) {
     const double half = system.HalfPeriod();
     if (system.waveform.empty() || half <= 0.0) return false;
@@ -376,9 +389,11 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     if (Lower(system.windowWeighting) != "boxcar")
         Platform().Warning("The system file weights its windows by \"" + system.windowWeighting +
                            "\"; the descriptor averages each window as a boxcar.");
-    if (!system.lowPassCutOff.empty())
-        Platform().Warning(
-            "The receiver's low-pass filters of the system file are not part of the descriptor.");
+    const double delay = FilterDelay(system);
+    if (delay > 0.0)
+        Platform().Note("The receiver's low-pass filters of the system file delay a decay by " +
+                        Number(delay * kMicro) +
+                        " microsec; the descriptor's windows are taken that much earlier.");
 
     xEMFDesc format;
     if (!FormatItems(layout, options.items, format)) return false;
@@ -409,8 +424,9 @@ bool xDescriptorBuilder::Build(const xStmSystem& system, const xGdfDefinition& l
     wave.windows.Resize(0, windows - 1, 0, 1);
     wave.weights.Resize(0, windows - 1);
     for (long w = 0; w < windows; ++w) {
-        wave.windows[w][0] = float((system.windows[std::size_t(w)].start + shift) * kMicro);
-        wave.windows[w][1] = float((system.windows[std::size_t(w)].end + shift) * kMicro);
+        const xStmWindow& window = system.windows[std::size_t(w)];
+        wave.windows[w][0] = float((window.start + shift - delay) * kMicro);
+        wave.windows[w][1] = float((window.end + shift - delay) * kMicro);
     }
     wave.txWaveform.source = "nominal";
     wave.txWaveform.unit = "amp";

@@ -80,6 +80,12 @@ class xDescriptorBuilder {
     // half period.
     static bool HalfPeriodShift(const xStmSystem& system, double& shift);
 
+    // Seconds by which the receiver's low-pass filters delay a decay much longer
+    // than their time constants: a Butterworth filter of order n and cut-off fc
+    // passes exp(-t/tau) as exp(-(t - d)/tau), d = 1 / (2 pi fc sin(pi / 2n)),
+    // its group delay at low frequencies. The delays of filters in series add.
+    static double FilterDelay(const xStmSystem& system);
+
     // Time derivative of a current given by straight segments, rows of (time,
     // amplitude): constant on each segment, each change of slope written as two
     // rows epsilon apart because the times of a waveform must rise.

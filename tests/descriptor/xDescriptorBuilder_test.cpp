@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <numbers>
 #include <sstream>
 
 #include "SharedData.h"
@@ -310,6 +312,28 @@ TEST(DescriptorBuilder, WholePeriodTableGivesThePositiveHalfHoldingTheWindows) {
     const xEMWDesc& wave = d.Components().at(109).wave;
     EXPECT_NEAR(wave.windows[0][0], 100.0f, 1e-3);
     ExpectRows(wave.txWaveform.samples, {{0, 0}, {10, 1}, {19900, 1}, {20000, 0}});
+}
+
+// A Butterworth filter of order n delays a slow decay by 1 / (2 pi fc sin(pi/2n)):
+// 1 / (2 pi 300 kHz) for the first order, sqrt 2 / (2 pi 450 kHz) for the
+// second; in series they add, and the windows are taken that much earlier.
+TEST(DescriptorBuilder, ReceiverFiltersMoveTheWindowsEarlierByTheirDelay) {
+    xRecordingPlatform platform;
+    xStmSystem system = System(kSystem);
+    xEMDesc plain;
+    ASSERT_TRUE(xDescriptorBuilder::Build(system, Layout(), Options(), plain));
+    system.lowPassCutOff = {300000, 450000};
+    system.lowPassOrder = {1, 2};
+    const double delay =
+        1.0 / (2 * std::numbers::pi * 300000) + std::sqrt(2.0) / (2 * std::numbers::pi * 450000);
+    EXPECT_NEAR(xDescriptorBuilder::FilterDelay(system), delay, 1e-12);
+    xEMDesc filtered;
+    ASSERT_TRUE(xDescriptorBuilder::Build(system, Layout(), Options(), filtered));
+    const FloatMatrix& before = plain.Components().at(109).wave.windows;
+    const FloatMatrix& after = filtered.Components().at(109).wave.windows;
+    for (long r = before.RowLow(); r <= before.RowHigh(); ++r)
+        for (long c : {0L, 1L}) EXPECT_NEAR(before[r][c] - after[r][c], delay * 1e6, 1e-3);
+    EXPECT_EQ(platform.Texts("note").size(), 1u);
 }
 
 // A waveform table that starts 1e60 s early is no half period of the system: it is

@@ -115,8 +115,9 @@ TEST(PublishedPredictions, TempestFromeStationsInFemtotesla) {
 }
 
 // BHMAR 2009 high moment: 30-layer models of the joint inversion, Z dB/dt in
-// V/(A m^4). The predictions are the delivered data negated. Over 84 stations
-// every window lies within -1.8 % and +2.9 % of them.
+// V/(A m^4). The predictions are the delivered data negated. With the windows
+// moved by the delay of the receiver's filters (1.03 us) every window of the
+// stations lies within +0.7 % and +4.0 % of them (without: -1.6 % to +2.9 %).
 TEST(PublishedPredictions, SkytemHighMomentStationsInVoltsPerAmpPerMetreToTheFourth) {
     const fs::path dir = SharedDataDir() / "skytem-bhmar2009";
     const fs::path models = dir / "inversion_galeisbstdem" / "inversion.output.0000.asc";
@@ -136,14 +137,17 @@ TEST(PublishedPredictions, SkytemHighMomentStationsInVoltsPerAmpPerMetreToTheFou
         const auto values = Modelled(d, station);
         ASSERT_EQ(values.size(), station.predicted.size());
         for (std::size_t w = 0; w < values.size(); ++w)
-            EXPECT_NEAR(-values[w] / station.predicted[w], 1.0, 0.035)
+            EXPECT_NEAR(-values[w] / station.predicted[w], 1.0, 0.045)
                 << "station " << row << ", window " << w + 1 << ": " << values[w] << " against "
                 << station.predicted[w];
     }
 }
 
 // The low moment of the same stations (predicted LM in columns 158-175): a
-// fast ramp and windows from 15 us, the same units and moment.
+// fast ramp and windows from 15 us, the same units and moment. The filters'
+// delay matters most here: without it the first window read 9 % low on average
+// (up to 12 %), falling to 1 % by window 6; with it every window lies within
+// -0.8 % and +4.3 %.
 TEST(PublishedPredictions, SkytemLowMomentStationsInVoltsPerAmpPerMetreToTheFourth) {
     const fs::path dir = SharedDataDir() / "skytem-bhmar2009";
     const fs::path models = dir / "inversion_galeisbstdem" / "inversion.output.0000.asc";
@@ -162,11 +166,8 @@ TEST(PublishedPredictions, SkytemLowMomentStationsInVoltsPerAmpPerMetreToTheFour
                                      "LMZ", "V/amp/m^4", 1.0f, station);
         const auto values = Modelled(d, station);
         ASSERT_EQ(values.size(), station.predicted.size());
-        // The first four windows, 15 to 39 us after a ramp of 8 us, read up to 12 %
-        // low: there the receiver's filters and the loop's size, which the model
-        // leaves out, still count.
         for (std::size_t w = 0; w < values.size(); ++w)
-            EXPECT_NEAR(-values[w] / station.predicted[w], 1.0, w < 4 ? 0.13 : 0.035)
+            EXPECT_NEAR(-values[w] / station.predicted[w], 1.0, 0.045)
                 << "station " << row << ", window " << w + 1 << ": " << values[w] << " against "
                 << station.predicted[w];
     }
