@@ -350,7 +350,16 @@ FloatMatrix xDescriptorBuilder::Derivative(const FloatMatrix& current, double ep
     for (std::size_t k = 0; k < slopes.size(); ++k) {
         const double t = current[low + long(k)][0];
         if (k == 0) {
-            rows.emplace_back(t, slopes[0]);
+            // Before the first sample lies the end of the previous half period,
+            // of the other sign: a jump there is written as a step like the others.
+            const double before = -slopes.back();
+            if (t == 0.0 && slopes[0] != before) {
+                rows.emplace_back(t, before);
+                rows.emplace_back(t + std::min(epsilon, (current[low + 1][0] - t) / 2.0),
+                                  slopes[0]);
+            } else {
+                rows.emplace_back(t, slopes[0]);
+            }
         } else if (slopes[k] != slopes[k - 1]) {
             const double next = current[low + long(k) + 1][0];
             rows.emplace_back(t, slopes[k - 1]);

@@ -140,8 +140,9 @@ TEST_F(SynthTest, WrongModelsAndPlatesAreRefused) {
 // A half-space of 50 ohm m, 20 mS/m: the conductance grows by 20 mS a metre,
 // the layered section holds one value at every depth, the discrete section
 // scatters around it. The default taus end at 0.4 of the last window's start
-// (5.2 ms on GEOTEM), where real surveys image best: on noise-free data that
-// reads 14 % low (with taus to 15.7 ms it was within 6 %).
+// (5.2 ms on GEOTEM), where real surveys image best: on noise-free data the
+// discrete section reads 14 % low, the layered one 8 % down to 120 m (with
+// taus to 15.7 ms within 6 %).
 TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
     std::unique_ptr<xMCond> cnd;
     const FloatArray r = CdiRecord("50", cnd);
@@ -154,7 +155,7 @@ TEST_F(SynthTest, TheCdiRecoversAHalfSpace) {
     // Below 120 m the decays the windows resolve end: the layered section reads
     // up to 30 % low there.
     for (long d = 2; d <= 25; ++d) {
-        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 0.86f, d <= 12 ? 0.05f : 0.2f)
+        EXPECT_NEAR(r[cnd->SectionStart(1) + d] / sigma, 0.92f, d <= 12 ? 0.05f : 0.25f)
             << d * DepthStep << " m";
         discrete += r[cnd->SectionStart(0) + d];
     }

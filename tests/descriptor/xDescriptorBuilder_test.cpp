@@ -169,11 +169,13 @@ TEST(DescriptorBuilder, PrimaryIsTheCurrentsDerivativeForDbdtAndItsShapeForB) {
     xRecordingPlatform platform;
     xEMDesc d;
     ASSERT_TRUE(xDescriptorBuilder::Build(System(), Layout(), Options(), d));
-    // Slopes 1/500 and -1/500 per microsecond, each change a 0.01 us step; the
-    // samples are kept at a peak of 1 and the factor carries the 1/500.
+    // Slopes 1/500 and -1/500 per microsecond, each change a 0.01 us step, also
+    // the one at 0 from the flat end of the half period before; the samples are
+    // kept at a peak of 1 and the factor carries the 1/500.
     const xWaveform& primary = d.Components().at(109).wave.rxPrimary;
-    ExpectRows(primary.samples,
-               {{0, 1}, {500, 1}, {500.01f, -1}, {1000, -1}, {1000.01f, 0}, {20000, 0}});
+    ExpectRows(
+        primary.samples,
+        {{0, 0}, {0.01f, 1}, {500, 1}, {500.01f, -1}, {1000, -1}, {1000.01f, 0}, {20000, 0}});
     EXPECT_FLOAT_EQ(primary.AmplitudeFactor(), 0.002f);
 
     std::string text = kSystem;
@@ -413,9 +415,11 @@ TEST(DescriptorBuilder, BundledGeotemHasSixteenShiftedWindowsForXAndZ) {
         EXPECT_NEAR(tx[0][0], 0.0f, 1e-3);
         EXPECT_NEAR(tx[tx.Rows() - 1][0], 20000.0f, 1e-2);
     }
-    // A half sine of unit peak over 4108 us starts with a slope near pi / 4108.
+    // A half sine of unit peak over 4108 us starts with a slope near pi / 4108,
+    // a step up from the flat end of the half period before.
     const xWaveform& primary = d.Components().at(109).wave.rxPrimary;
-    EXPECT_NEAR(primary.samples[0][1] * primary.AmplitudeFactor(), 3.14159f / 4108.0f, 2e-5);
+    EXPECT_EQ(primary.samples[0][1], 0.0f);
+    EXPECT_NEAR(primary.samples[1][1] * primary.AmplitudeFactor(), 3.14159f / 4108.0f, 2e-5);
     EXPECT_EQ(d.formatDesc.itemsPerRecord, 55);
     EXPECT_EQ(d.formatDesc.ChannelPosition(1, 107), 20);
     EXPECT_EQ(d.formatDesc.ChannelPosition(16, 107), 35);
