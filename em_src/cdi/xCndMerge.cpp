@@ -82,10 +82,22 @@ float xCndMerge::ResolvedDepth(const xMCond& layout, const float* low) {
     return uniform ? std::numeric_limits<float>::infinity() : -layout.RelativeDepth(end);
 }
 
+float xCndMerge::AgreementDepth(const xMCond& layout, const float* low, const float* high) {
+    const long start = layout.SectionStart(0);
+    const float null = xMCond::NullValue;
+    for (long d = 0; d < layout.DepthCount(); ++d) {
+        const float a = low[start + d], b = high[start + d];
+        if (a == null || b == null || !(a > 0.0f) || !(b > 0.0f)) continue;
+        if (std::max(a / b, b / a) > AgreementFactor) return -layout.RelativeDepth(d);
+    }
+    return std::numeric_limits<float>::infinity();
+}
+
 void xCndMerge::MergeRecord(const xMCond& layout, const float* low, float* merged) const {
-    // The blend ends where the low moment's section runs out.
-    const float penetration =
-        std::min(-low[xMCond::PenetrationItem], ResolvedDepth(layout, low) - BlendMetres / 2.0f);
+    // The blend ends where the low moment's section runs out or leaves the
+    // high moment's.
+    const float lost = std::min(ResolvedDepth(layout, low), AgreementDepth(layout, low, merged));
+    const float penetration = std::min(-low[xMCond::PenetrationItem], lost - BlendMetres / 2.0f);
     for (long section = 0; section < layout.SectionCount(); ++section) {
         const long start = layout.SectionStart(section);
         for (long d = 0; d < layout.DepthCount(); ++d) {

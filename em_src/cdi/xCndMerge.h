@@ -4,8 +4,10 @@
 // deeper. Above the low moment's penetration the low moment's values stand,
 // below it the high moment's, with a blend of BlendMetres between them (in log
 // conductivity). The penetration is the record's estimate, or shallower where
-// the low moment's section already ends in a run of one value. Every other
-// item of a record is the high moment's.
+// the low moment's section already ends in a run of one value, or where the
+// two moments first part by more than AgreementFactor: the low moment, whose
+// short pulse hardly excites the slow decays of a conductive ground, loses it
+// first. Every other item of a record is the high moment's.
 
 #include <filesystem>
 #include <string>
@@ -16,6 +18,7 @@ class xPlatform;
 class xCndMerge {
   public:
     static constexpr float BlendMetres = 20.0f;
+    static constexpr float AgreementFactor = 2.0f;
 
     explicit xCndMerge(xPlatform& platform) : platform_(platform) {}
 
@@ -36,6 +39,10 @@ class xCndMerge {
     // one value, the end of what its lookups reach, down to its last depth;
     // infinity when it does not run out.
     static float ResolvedDepth(const xMCond& layout, const float* low);
+    // The first depth (metres below the top) where both discrete sections of a
+    // record have a value and one exceeds the other by more than
+    // AgreementFactor; infinity when they agree all the way down.
+    static float AgreementDepth(const xMCond& layout, const float* low, const float* high);
 
   private:
     bool OpenInput(xMCond& cnd, const std::filesystem::path& path);

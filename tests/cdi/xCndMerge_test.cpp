@@ -67,7 +67,7 @@ class CndMergeTest : public xTempFolderTest {
 // conductivity over 30..50 m; the other items are the high moment's.
 TEST_F(CndMergeTest, TheLowMomentAboveItsPenetrationAndTheHighBelow) {
     const fs::path low = Write("LM.CND", 10.0f, 40.0f);
-    const fs::path high = Write("HM.CND", 1000.0f, 150.0f);
+    const fs::path high = Write("HM.CND", 16.0f, 150.0f);
     ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND")) << platform.Texts("error").front();
     EXPECT_FALSE(fs::exists(dir_ / "both-partial.CND"));
     xMCond both;
@@ -77,36 +77,51 @@ TEST_F(CndMergeTest, TheLowMomentAboveItsPenetrationAndTheHighBelow) {
     EXPECT_EQ(both.DepthCount(), Depths);
     const FloatArray& r = rows[1];
     EXPECT_EQ(r[0], 2.0f);
-    EXPECT_EQ(r[xMCond::RLItem], 1000.0f);
+    EXPECT_EQ(r[xMCond::RLItem], 16.0f);
     EXPECT_EQ(r[xMCond::PenetrationItem], -150.0f);
     const long discrete = both.SectionStart(0), layered = both.SectionStart(1);
     for (long d : {0, 1, 2, 3}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
-    EXPECT_NEAR(r[discrete + 4], 100.0f, 1e-3f);  // 40 m: half way in log, 10^2
-    EXPECT_NEAR(r[layered + 4], 100.0f, 1e-3f);
-    for (long d = 5; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 1000.0f) << d;
+    EXPECT_NEAR(r[discrete + 4], 12.6491f, 1e-3f);  // 40 m: half way in log, sqrt(10 x 16)
+    EXPECT_NEAR(r[layered + 4], 12.6491f, 1e-3f);
+    for (long d = 5; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 16.0f) << d;
     // The conductance column adds up; it is blended as it stands.
-    EXPECT_NEAR(r[both.SectionStart(2) + 4], 505.0f, 1e-2f);
+    EXPECT_NEAR(r[both.SectionStart(2) + 4], 13.0f, 1e-4f);
 }
 
 // A low moment whose section runs out into one value at 60 m, above its
 // estimated penetration of 100 m, has given way to the high moment there; a
 // section of one value throughout is a uniform ground and keeps its estimate.
 TEST_F(CndMergeTest, TheLowMomentEndsWhereItsSectionRunsOut) {
-    const fs::path low = Write("LM.CND", 10.0f, 100.0f, 1.0f, 10, 100, 6);
-    const fs::path high = Write("HM.CND", 1000.0f, 150.0f);
+    const fs::path low = Write("LM.CND", 10.0f, 100.0f, 1.0f, 10, 100, 6, 8.0f);
+    const fs::path high = Write("HM.CND", 16.0f, 150.0f);
     ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
     xMCond both;
     const FloatArray r = cditest::FirstLineRecords(both, dir_ / "both.CND").at(0);
     const long discrete = both.SectionStart(0);
     for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
-    EXPECT_NEAR(r[discrete + 5], 100.0f, 1e-3f);
-    for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 1000.0f) << d;
+    EXPECT_NEAR(r[discrete + 5], 12.6491f, 1e-3f);
+    for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 16.0f) << d;
 
     ASSERT_TRUE(merge.Merge(Write("U.CND", 10.0f, 100.0f), high, dir_ / "uniform.CND"));
     xMCond uniform;
     const FloatArray u = cditest::FirstLineRecords(uniform, dir_ / "uniform.CND").at(0);
     EXPECT_FLOAT_EQ(u[uniform.SectionStart(0) + 8], 10.0f);
-    EXPECT_NEAR(u[uniform.SectionStart(0) + 10], 100.0f, 1e-3f);
+    EXPECT_NEAR(u[uniform.SectionStart(0) + 10], 12.6491f, 1e-3f);
+}
+
+// Where the moments part by more than a factor of two (the high moment finds
+// 100 mS/m from 60 m, the low one still 10) the low moment has lost the
+// ground: the blend is centred 10 m above it, whatever the estimate says.
+TEST_F(CndMergeTest, TheLowMomentEndsWhereTheMomentsPart) {
+    const fs::path low = Write("LM.CND", 10.0f, 100.0f);
+    const fs::path high = Write("HM.CND", 16.0f, 150.0f, 1.0f, 10, 100, 6, 100.0f);
+    ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
+    xMCond both;
+    const FloatArray r = cditest::FirstLineRecords(both, dir_ / "both.CND").at(0);
+    const long discrete = both.SectionStart(0);
+    for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
+    EXPECT_NEAR(r[discrete + 5], 12.6491f, 1e-3f);
+    for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 100.0f) << d;
 }
 
 TEST_F(CndMergeTest, ANullOfOneMomentTakesTheOther) {
