@@ -167,6 +167,7 @@ int xShellApp::CheckParName(const fs::path& parFile) {
 
 int xShellApp::OldProject(const fs::path& parFile) {
     if (!CheckParName(parFile)) return 0;
+    ProjectContext().readOnly = false;
     {
         std::fstream file(parFile, std::ios::in | std::ios::out | std::ios::binary);
         float version = 0;
@@ -227,6 +228,7 @@ int xShellApp::NewProject(const fs::path& parFile, const fs::path& descriptor,
         return 0;
     }
     ProjectContext().SetParFile(parFile);
+    ProjectContext().readOnly = false;
     const std::string project = ProjectContext().projectName;
     if (!copyFrom.empty()) {
         fs::copy_file(copyFrom, parFile, fs::copy_options::overwrite_existing);

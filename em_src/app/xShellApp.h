@@ -57,6 +57,7 @@ class xShellApp {
     ~xShellApp();
 
     void RegisterProcess(int id, ProcessMaker maker);
+    bool Registered(int id) const { return makers_.count(id) > 0; }
     // The configuration the shell was opened with; null when it has none.
     xIniFile* Configuration() const { return ini_; }
     void SetParamsDialog(ParamsDialog dialog) { dialog_ = std::move(dialog); }

@@ -41,15 +41,18 @@ class CommandTable {
     std::vector<std::pair<CLI::App*, Body>> commands_;
 };
 
+// An existing PAR file is replaced only with force.
 int New(const std::filesystem::path& parFile, const std::filesystem::path& descriptor,
-        const std::filesystem::path& copyFrom);
+        const std::filesystem::path& copyFrom, bool force = false);
 // processId 0: every process's rows.
 int Params(const std::filesystem::path& parFile, int processId, std::ostream& out);
 // "ID.Field=value" each; all are checked before anything is saved.
 int Set(const std::filesystem::path& parFile, const std::vector<std::string>& assignments,
         std::ostream& out);
-// only empty: every process of the chain.
-int Run(const std::filesystem::path& parFile, const std::vector<int>& only, std::ostream& out);
+// only empty: every process of the chain. The project's lock is held for the
+// run; while another holds it the run is refused, or with wait waits for it.
+int Run(const std::filesystem::path& parFile, const std::vector<int>& only, std::ostream& out,
+        bool wait = false);
 
 // A readable summary of a system descriptor, and its validations (kFailed
 // when one fails).

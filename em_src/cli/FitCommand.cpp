@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "Commands.h"
+#include "ProjectParams.h"
 #include "xAofTau.h"
 #include "xEMDesc.h"
 #include "xFitFactory.h"
@@ -17,7 +18,6 @@
 #include "xMAmp.h"
 #include "xMLine.h"
 #include "xMLineBlock.h"
-#include "xParFile.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
 #include "xRecordLayout.h"
@@ -58,14 +58,7 @@ void ShowComponent(const xComponentFit& fit, const FloatArray& taus, std::ostrea
 }  // namespace
 
 int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std::ostream& out) {
-    if (!xShellApp::CheckParName(parFile)) return kFailed;
-    ProjectContext().SetParFile(parFile);
-    {
-        std::fstream file(parFile, std::ios::in | std::ios::out | std::ios::binary);
-        par::Header header;
-        if (!file.is_open() || !par::CheckHeader(file, header)) return kFailed;
-        ProjectContext().SetDescriptorPath(header.descriptorPath);
-    }
+    if (!OpenParFile(parFile, true)) return kFailed;
     const xProjectContext& project = ProjectContext();
     xEMDesc descriptor;
     if (!descriptor.Read(project.DescriptorPath())) return kFailed;

@@ -22,7 +22,7 @@ int Params(const fs::path& parFile, int processId, std::ostream& out) {
         NoProcessWithParams(processId);
         return kUsage;
     }
-    if (!OpenParFile(parFile)) return kFailed;
+    if (!OpenParFile(parFile, true)) return kFailed;
     const xProjectContext& context = ProjectContext();
     xParamDisplay display;
     display.AddTitleRow(context.projectName, context.descriptorName);

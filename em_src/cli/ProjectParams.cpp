@@ -14,14 +14,24 @@ namespace fs = std::filesystem;
 
 namespace cli {
 
-bool OpenParFile(const fs::path& parFile) {
+bool OpenParFile(const fs::path& parFile, bool readOnly) {
     if (!xShellApp::CheckParName(parFile)) return false;
     ProjectContext().SetParFile(parFile);
-    std::fstream file(parFile, std::ios::in | std::ios::out | std::ios::binary);
+    ProjectContext().readOnly = readOnly;
+    const auto mode = readOnly ? std::ios::in : std::ios::in | std::ios::out;
+    std::fstream file(parFile, mode | std::ios::binary);
     par::Header header;
-    if (file.is_open() && par::CheckHeader(file, header))
+    if (file.is_open() && par::CheckHeader(file, header, readOnly)) {
         ProjectContext().SetDescriptorPath(header.descriptorPath);
-    return true;
+        return true;
+    }
+    if (!readOnly) return true;  // the first Load replaces it
+    if (!file.is_open()) {
+        Platform().Error("xPrsCont:Problems in opening PAR file");
+        return false;
+    }
+    Platform().Error(UnreadableHeader(parFile, header.fault));
+    return false;
 }
 
 void NoProcessWithParams(int id) {

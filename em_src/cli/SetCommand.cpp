@@ -11,7 +11,9 @@
 #include "xParamFields.h"
 #include "xPlatform.h"
 #include "xProcessTable.h"
+#include "xProjectLock.h"
 #include "xPrsCont.h"
+#include "xShellApp.h"
 
 namespace fs = std::filesystem;
 
@@ -77,7 +79,9 @@ bool Apply(const Assignment& assignment, std::map<int, std::unique_ptr<xPrsCont>
 }  // namespace
 
 int Set(const fs::path& parFile, const std::vector<std::string>& assignments, std::ostream& out) {
-    if (!OpenParFile(parFile)) return kFailed;
+    xProjectLock lock(parFile, "tovarn set " + parFile.string());
+    if (!xShellApp::CheckParName(parFile) || !lock.Take() || !OpenParFile(parFile, false))
+        return kFailed;
     std::map<int, std::unique_ptr<xPrsCont>> loaded;
     bool allApplied = true;
     for (const auto& text : assignments) {

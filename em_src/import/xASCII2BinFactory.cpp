@@ -22,12 +22,13 @@ using Item = xRecordLayout::BaseItem;
 
 namespace {
 
-// Line labels are whole numbers; a float label is cut towards zero, and one
-// beyond the range of a label is held at its end.
-std::int32_t TruncateLabel(float value) {
-    constexpr float limit = 2147483520.0f;  // the largest float below 2^31
-    return std::int32_t(std::clamp(value, -limit, limit));
+// Line labels are whole numbers; a float label is cut towards zero. One beyond
+// 32 bits would be held at the end of the range and merge unrelated lines.
+bool FitsLabel(float value) {
+    return value >= -2147483648.0f && value < 2147483648.0f;
 }
+
+const char* const LabelRange = "a line label from -2147483648 to 2147483647";
 
 float Distance(float x, float y, float x0, float y0) {
     const float dx = x - x0, dy = y - y0;
@@ -200,6 +201,8 @@ bool xASCII2BinFactory::ConvertFile(const fs::path& file) {
     }
     xAsciiScanner in(stream);
     if (!CheckLineEnds(in, file)) return false;
+    in.SkipByteOrderMark();
+    labelRefused_ = false;
     for (long k = 0; k < commentLines_; ++k) in.SkipLine();
     while (in.Good() && !IsSet(Stop))
         if (ReadSurveyLine(in, file) == 0) break;
@@ -292,12 +295,17 @@ bool xASCII2BinFactory::ReadRecord(xAsciiScanner& in, const fs::path& file, std:
         start = in.Tell();
         std::int64_t dataStart = start;
         const Read result = geosoft_ ? ReadGeosoftRecord(in, dataStart) : ReadItems(in);
-        if (result == Read::Ok && LacksPosition()) {
+        if (result == Read::Ok && (LacksPosition() || labelRefused_)) {
             ReportSkipped(in, file, dataStart);
             continue;
         }
+        if (result == Read::Ok && !geosoft_ && !FitsLabel(Raw(posLine_))) {
+            SetBadValue(labelAt_, LabelRange);
+            if (!BadValue(in, file, dataStart)) return false;
+            continue;
+        }
         if (result == Read::Ok) {
-            if (!geosoft_) label_ = TruncateLabel(Raw(posLine_));
+            if (!geosoft_) label_ = std::int32_t(Raw(posLine_));
             return true;
         }
         if (result == Read::End) return false;
@@ -356,16 +364,32 @@ float xASCII2BinFactory::Channel(long position, float factor) const {
     return position && IsMissing(value) ? BlankValue : value * factor;
 }
 
+void xASCII2BinFactory::SetBadValue(std::int64_t at, std::string expected, long itemsFound) {
+    badValueAt_ = at;
+    badValueExpected_ = std::move(expected);
+    itemsFound_ = itemsFound;
+}
+
 std::string xASCII2BinFactory::BadValuePlace(xAsciiScanner& in, const fs::path& file) {
+    const long line = LineAt(file, badValueAt_);
+    if (itemsFound_ >= 0)
+        return AtLine(file, line,
+                      "expected " + badValueExpected_ + ", found the line end after " +
+                          std::to_string(itemsFound_));
     std::string word;
     in.Seek(badValueAt_);
     in.ReadWord(word);
-    return AtLine(file, LineAt(file, badValueAt_), ExpectedFound("a number", word));
+    return AtLine(file, line, ExpectedFound(badValueExpected_, word));
 }
 
 xASCII2BinFactory::Read xASCII2BinFactory::ReadItems(xAsciiScanner& in) {
     bool ended = false;
     for (long i = 1; i <= items_; ++i) {
+        if (i > 1 && in.AtLineEnd()) {
+            SetBadValue(in.Tell(), std::to_string(items_) + " items", i - 1);
+            return Read::Bad;
+        }
+        if (i == posLine_) labelAt_ = in.Tell();
         float value = 0.0f;
         switch (in.ReadFloat(value)) {
             case xAsciiScanner::Status::Ok:
@@ -376,7 +400,7 @@ xASCII2BinFactory::Read xASCII2BinFactory::ReadItems(xAsciiScanner& in) {
                 break;
             case xAsciiScanner::Status::Bad:
                 if (used_[std::size_t(i)]) {
-                    badValueAt_ = in.Tell();
+                    SetBadValue(in.Tell(), "a number");
                     return Read::Bad;
                 }
                 // Text where nothing is read is passed over; text glued to a
@@ -414,8 +438,16 @@ xASCII2BinFactory::Read xASCII2BinFactory::ReadGeosoftRecord(xAsciiScanner& in,
         }
         if (!in.Good()) return Read::End;
         float value = 0.0f;
+        const std::int64_t labelAt = in.Tell();
         if (in.ReadFloat(value) != xAsciiScanner::Status::Ok) return Read::End;
-        label_ = TruncateLabel(value);
+        // The records under a refused label are skipped up to the next header.
+        labelRefused_ = !FitsLabel(value);
+        if (labelRefused_) {
+            SetBadValue(labelAt, LabelRange);
+            dataStart = wordStart;
+            return Read::Bad;
+        }
+        label_ = std::int32_t(value);
         if (float(label_) != value && !floatLabelWarned_) {
             floatLabelWarned_ = true;
             char text[200];

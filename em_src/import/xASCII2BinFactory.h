@@ -87,6 +87,9 @@ class xASCII2BinFactory : public xProcessState {
     bool LacksPosition() const;
     // A channel's value in the target: blank when the survey has no reading.
     float Channel(long position, float factor) const;
+    // A bad value at a byte: what was expected there; with itemsFound, the
+    // line ended after that many items.
+    void SetBadValue(std::int64_t at, std::string expected, long itemsFound = -1);
     // Where the bad value stands and what it is, for the question.
     std::string BadValuePlace(xAsciiScanner& in, const std::filesystem::path& file);
     void Transform();
@@ -123,6 +126,10 @@ class xASCII2BinFactory : public xProcessState {
     FloatArray raw_;     // 1..items
     FloatArray record_;  // 0..R-1
     std::int64_t badValueAt_ = 0;
+    std::string badValueExpected_;
+    long itemsFound_ = -1;
+    std::int64_t labelAt_ = 0;   // where the label item of the last record began
+    bool labelRefused_ = false;  // the last Geosoft line header's label did not fit
     std::int32_t label_ = 0;
     std::int32_t lineNumber_ = 0;
     float x0_ = 0.0f, y0_ = 0.0f;

@@ -9,6 +9,10 @@ namespace {
 // Longer than any number written by a person or a program.
 constexpr std::size_t NumberLookAhead = 128;
 
+bool IsLineEnd(char c) {
+    return c == '\n' || c == '\r';
+}
+
 bool StartsNumber(char c) {
     return (c >= '0' && c <= '9') || c == '.';
 }
@@ -130,6 +134,19 @@ void xAsciiScanner::SkipWord() {
             return;
         }
     }
+}
+
+bool xAsciiScanner::AtLineEnd() {
+    for (;;) {
+        while (pos_ < end_ && IsBlank(buffer_[pos_]) && !IsLineEnd(buffer_[pos_])) ++pos_;
+        if (pos_ < end_) return IsLineEnd(buffer_[pos_]);
+        if (!Fill()) return false;
+    }
+}
+
+void xAsciiScanner::SkipByteOrderMark() {
+    static constexpr char Mark[] = "\xEF\xBB\xBF";
+    if (Ahead(3) == 3 && std::memcmp(buffer_.data() + pos_, Mark, 3) == 0) pos_ += 3;
 }
 
 char xAsciiScanner::Previous() const {

@@ -30,6 +30,13 @@ class xAsciiScanner {
     void SkipLine();
     // To the next blank or line end.
     void SkipWord();
+    // Skips blanks but line ends; true when a line end comes before the next
+    // word. A record of a survey file is one text line: it is not filled up
+    // from the next.
+    bool AtLineEnd();
+    // Past a UTF-8 byte-order mark at the read position, which some programs
+    // put at the start of a text file.
+    void SkipByteOrderMark();
     // The character before the read position; a line end at the start.
     char Previous() const;
 

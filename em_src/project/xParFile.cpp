@@ -91,7 +91,7 @@ bool ReadVersion(std::fstream& file, float& version) {
     return ok;
 }
 
-bool CheckHeader(std::fstream& file, Header& header) {
+bool CheckHeader(std::fstream& file, Header& header, bool readOnly) {
     header.fault = Fault{};
     if (!ReadVersion(file, header.version)) {
         header.fault.what = "expected the version, found the end of the file";
@@ -122,7 +122,9 @@ bool CheckHeader(std::fstream& file, Header& header) {
     // Once moved (here or by project selection), an old file's sections stand
     // behind a new-size header like those of a current file.
     header.firstSection = HeaderSize;
-    if (old && name[0] != MovedMark) {
+    if (old && name[0] != MovedMark && readOnly) {
+        header.firstSection = OldFirstSection;
+    } else if (old && name[0] != MovedMark) {
         WriteMovedBody(file, ReadRemainder(file));
         name[0] = MovedMark;
     }

@@ -54,8 +54,9 @@ void WriteHeader(std::ostream& out, const std::string& project, const std::strin
 // Reads the version and the header of its generation. A file below 3.04 fails.
 // An old file not yet moved has its body moved behind a new-size header here,
 // without correcting the sections' next offsets (project selection corrects
-// them; this path only meets files it has not seen).
-bool CheckHeader(std::fstream& file, Header& header);
+// them; this path only meets files it has not seen). A file opened only for
+// reading is left as it is: an old body not yet moved is read where it stands.
+bool CheckHeader(std::fstream& file, Header& header, bool readOnly = false);
 
 // The conversion of project selection: the body from 560 moves to 1329, each
 // section's next offset grows by 769, and the mark goes into the name.

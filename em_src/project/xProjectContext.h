@@ -14,6 +14,9 @@ struct xProjectContext {
     std::filesystem::path descriptorDir;
     std::string latestCreatedFile;  // shown as "Latest Created File"
     short autoFiles = 0;
+    // A command that only looks at the project: its PAR file is opened for
+    // reading and no file is made, changed or removed.
+    bool readOnly = false;
 
     std::filesystem::path DescriptorPath() const { return descriptorDir / descriptorName; }
     // <project>.<extension> in the project directory.

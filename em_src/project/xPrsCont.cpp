@@ -38,7 +38,30 @@ bool CreateFile(std::fstream& file, const fs::path& path) {
     return file.is_open() && WriteNewHeader(file);
 }
 
+// The old file goes aside as <name>.PAR.old before a new one takes its name.
+bool ReplaceOldFile(const fs::path& path, const par::Fault& fault) {
+    fs::path kept = path;
+    kept += ".old";
+    std::error_code failed;
+    fs::rename(path, kept, failed);
+    const std::string place = AtOffset(path, fault.offset, fault.what);
+    if (failed) {
+        Platform().Error("Older version files have been detected! " + place +
+                         "\nIt could not be kept as " + kept.filename().string() + " (" +
+                         failed.message() + "), so it is left as it is.");
+        return false;
+    }
+    Platform().Error("Older version files have been detected! File xxx.PAR will be deleted...\n" +
+                     place + "\nThe old file is kept as " + kept.filename().string() + ".");
+    return true;
+}
+
 }  // namespace
+
+std::string UnreadableHeader(const fs::path& parFile, const par::Fault& fault) {
+    return "The parameter file cannot be read and is left as it is.\n" +
+           AtOffset(parFile, fault.offset, fault.what);
+}
 
 xPrsCont::xPrsCont(int processId, std::int32_t blockVersion, const std::string& outputExtension)
     : processId_(processId), blockVersion_(blockVersion) {
@@ -51,8 +74,10 @@ std::string xPrsCont::Title() const {
 }
 
 // Opens the project's PAR file, making one when there is none, and checks its
-// header. A file too old to read is replaced by a new, empty one.
+// header. A file too old to read is replaced by a new, empty one; the old one
+// is kept beside it first.
 bool xPrsCont::PrepareFile(std::fstream& file) {
+    if (ProjectContext().readOnly) return OpenForReading(file);
     fs::path path = ParFileOfProject();
     if (!fs::exists(path)) {
         if (auto chosen = Platform().FileBox("Select Parameter File", "*.PAR", false);
@@ -71,17 +96,34 @@ bool xPrsCont::PrepareFile(std::fstream& file) {
     if (fs::file_size(path) == 0) WriteNewHeader(file);
     par::Header header;
     if (!par::CheckHeader(file, header)) {
-        Platform().Error(
-            "Older version files have been detected! File xxx.PAR will be deleted...\n" +
-            AtOffset(path, header.fault.offset, header.fault.what));
         file.close();
-        fs::remove(path);
+        if (!ReplaceOldFile(path, header.fault)) return false;
         if (!CreateFile(file, path) || !par::CheckHeader(file, header)) return false;
     }
+    TakeHeader(header);
+    return true;
+}
+
+bool xPrsCont::OpenForReading(std::fstream& file) {
+    const fs::path path = ParFileOfProject();
+    file.open(path, std::ios::in | std::ios::binary);
+    if (!file.is_open()) {
+        Platform().Error("xPrsCont:Problems in opening PAR file");
+        return false;
+    }
+    par::Header header;
+    if (!par::CheckHeader(file, header, true)) {
+        Platform().Error(UnreadableHeader(path, header.fault));
+        return false;
+    }
+    TakeHeader(header);
+    return true;
+}
+
+void xPrsCont::TakeHeader(const par::Header& header) {
     fileVersion_ = header.version;
     firstSection_ = header.firstSection;
     if (!header.descriptorPath.empty()) ProjectContext().SetDescriptorPath(header.descriptorPath);
-    return true;
 }
 
 int xPrsCont::Load() {
@@ -102,6 +144,7 @@ int xPrsCont::Load() {
 }
 
 int xPrsCont::Save() {
+    if (ProjectContext().readOnly) return 0;
     const fs::path path = ParFileOfProject();
     std::fstream file;
     if (!fs::exists(path) || fs::file_size(path) == 0 || !OpenReadWrite(file, path)) return 0;

@@ -8,9 +8,14 @@
 #include <filesystem>
 #include <string>
 
+#include "xParFile.h"
 #include "xParamBlock.h"
 #include "xParamDisplay.h"
 #include "xParamFields.h"
+
+// What a reader that may not replace the PAR file says of a header that fails
+// its check.
+std::string UnreadableHeader(const std::filesystem::path& parFile, const par::Fault& fault);
 
 class xPrsCont {
   public:
@@ -37,7 +42,8 @@ class xPrsCont {
     // names it). 1 when the section was found and read, 0 otherwise: a missing
     // section leaves the defaults.
     int Load();
-    // Writes the section in place, or appends it. 1 on success.
+    // Writes the section in place, or appends it. 1 on success; 0 for a
+    // project opened read-only.
     int Save();
 
     // The labelled rows of the parameter display for this class; with names,
@@ -80,6 +86,9 @@ class xPrsCont {
     void WriteSection(xBlockWriter& out, std::streamoff sectionStart) const;
     void ReadSection(xBlockReader& in, std::streamoff sectionStart);
     bool PrepareFile(std::fstream& file);
+    // The path of a read-only command: the file as it stands, or nothing.
+    bool OpenForReading(std::fstream& file);
+    void TakeHeader(const par::Header& header);
 
     int processId_;
     std::int32_t blockVersion_;

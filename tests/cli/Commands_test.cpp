@@ -7,6 +7,7 @@
 #include "TempFolder.h"
 #include "TovarnProgram.h"
 #include "xProjectContext.h"
+#include "xProjectLock.h"
 #include "xRecordingPlatform.h"
 
 namespace fs = std::filesystem;
@@ -112,6 +113,74 @@ TEST_F(CommandsTest, ParamsOfAMissingOrMisnamedFile) {
     EXPECT_EQ(cli::Params(dir_ / "system.DSC", 0, out), cli::kFailed);
     EXPECT_EQ(cli::Params(par_, 708, out), cli::kUsage);
     EXPECT_EQ(platform_.Texts("error")[0], "Selected parameter file does not exist.");
+}
+
+TEST_F(CommandsTest, NewReplacesAnExistingProjectOnlyWithForce) {
+    std::ostringstream out;
+    ASSERT_EQ(cli::Set(par_, {"701.Files=a.asc"}, out), cli::kSuccess);
+    const std::string before = Slurp(par_);
+    EXPECT_EQ(cli::New(par_, dir_ / "system.DSC", {}), cli::kFailed);
+    EXPECT_EQ(platform_.Texts("error"),
+              std::vector<std::string>{"The project " + par_.string() +
+                                       " exists already: its file list and parameters would be "
+                                       "lost. Give --force to replace it."});
+    EXPECT_EQ(Slurp(par_), before);
+    EXPECT_EQ(cli::New(par_, dir_ / "system.DSC", {}, true), cli::kSuccess);
+    EXPECT_NE(Params(701).find("701.FileCount                      0"), std::string::npos);
+}
+
+// params and fit only read: a damaged PAR stays byte for byte, and nothing is
+// made beside it. A command that writes keeps the old file aside.
+TEST_F(CommandsTest, ReadOnlyCommandsLeaveADamagedProjectAsItIs) {
+    std::string damaged = Slurp(par_);
+    damaged.replace(0, 4, std::string("\0\0\x40\x40", 4));  // version 3.0
+    Put("survey.PAR", damaged);
+    std::ostringstream out;
+    EXPECT_EQ(cli::Params(par_, 0, out), cli::kFailed);
+    EXPECT_EQ(platform_.Texts("error"),
+              std::vector<std::string>{"The parameter file cannot be read and is left as it "
+                                       "is.\n" +
+                                       par_.filename().string() +
+                                       ": byte 0: expected a version of 3.04 or later, found "
+                                       "\"3\""});
+    std::string output;
+    EXPECT_EQ(RunTovarn("params " + par_.string(), output), 1) << output;
+    EXPECT_EQ(RunTovarn("fit " + par_.string() + " --line 1 --record 1", output), 1) << output;
+    EXPECT_EQ(Slurp(par_), damaged);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir_), fs::directory_iterator()), 2);
+
+    EXPECT_EQ(cli::Set(par_, {"701.Files=a.asc"}, out), cli::kSuccess);
+    EXPECT_EQ(Slurp(dir_ / "survey.PAR.old"), damaged);
+}
+
+TEST_F(CommandsTest, RunTakesOnlyBuiltProcessesOfTheChain) {
+    std::string output;
+    EXPECT_EQ(RunTovarn("run " + par_.string() + " --only 701,707", output), 2);
+    EXPECT_EQ(output,
+              "error: 707 is not a process of the chain: its processes are 701, 702, 703, 704, "
+              "705 and 706.\n");
+    EXPECT_EQ(RunTovarn("run " + par_.string() + " --only 705,706", output), 1);
+    EXPECT_EQ(output,
+              "error: Not built yet: 705 (Anomaly Picker), 706 (Inverter). Nothing was run.\n");
+}
+
+TEST_F(CommandsTest, CommandsThatWriteTheProjectRefuseItsLockOfAnotherProcess) {
+    std::string output;
+    {
+        xProjectLock held(par_, "tovarn run survey.PAR");
+        ASSERT_TRUE(held.Take());
+        const std::string inUse =
+            "error: The project is in use by process " + std::to_string(getpid()) +
+            " (tovarn run survey.PAR), which holds " + (dir_ / "survey.lock").string() + ".\n";
+        for (const std::string& command :
+             {"run " + par_.string(), "set " + par_.string() + " 703.Threshold=1e-3",
+              "new " + par_.string() + " --force --descriptor " + (dir_ / "system.DSC").string()}) {
+            EXPECT_EQ(RunTovarn(command, output), 1) << command;
+            EXPECT_EQ(output, inUse) << command;
+        }
+    }
+    EXPECT_EQ(RunTovarn("set " + par_.string() + " 703.Threshold=1e-3", output), 0) << output;
+    EXPECT_FALSE(fs::exists(dir_ / "survey.lock"));
 }
 
 // Every command answers --help with its own text; bad lines answer 2 and the

@@ -29,10 +29,12 @@ class SynthTest : public xTempFolderTest {
   protected:
     int Tovarn(const std::string& arguments) { return RunTovarn(arguments, output_); }
     const std::string& Output() const { return output_; }
-    // Imports a survey file into a new project beside it; the BIN file's path.
+    // Imports a survey file into a new project beside it, replacing the last
+    // one; the BIN file's path.
     fs::path Import(const fs::path& descriptor, const fs::path& survey) {
         const std::string par = (dir_ / "S.PAR").string();
-        EXPECT_EQ(Tovarn("new " + par + " --descriptor " + descriptor.string()), 0) << Output();
+        EXPECT_EQ(Tovarn("new " + par + " --force --descriptor " + descriptor.string()), 0)
+            << Output();
         EXPECT_EQ(Tovarn("set " + par + " 701.Files=" + survey.string()), 0) << Output();
         EXPECT_EQ(Tovarn("run " + par + " --only 701"), 0) << Output();
         return dir_ / "S.BIN";

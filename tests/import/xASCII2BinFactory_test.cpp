@@ -78,13 +78,14 @@ TEST_F(ImportTest, CommentLinesShortRecordsAndRepeatedLabels) {
                              "10 1 0 0 0 0 x 1 1 1\r\n"
                              "20 2 0 0 0 0 x 1 1 1\r\n"
                              "10 3 0 0 0 0 x 1 1 1\r\n"
-                             "10 4 0 0 0 0 x 1\r\n";
+                             "10 4 0 0 0 0 x 1";
     ASSERT_TRUE(Import({Put("a.asc", text)}, system));
+    EXPECT_TRUE(platform_.Texts("question").empty());
     const Survey lines = ReadLines();
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[0].number, 10);
     EXPECT_EQ(lines[2].number, 10);
-    EXPECT_EQ(lines[2].rows.size(), 1u);  // the short last record is dropped
+    EXPECT_EQ(lines[2].rows.size(), 1u);  // the file cut inside its last record
     const auto bin = OpenSurvey(Bin());
     xMLine line(bin.get());
     ASSERT_TRUE(line.Find(10));
@@ -205,6 +206,69 @@ TEST_F(ImportTest, BadValuesAreSkippedOrEndTheRun) {
                   "found \"bad\"");
     }
     EXPECT_TRUE(installed.messages.empty());
+}
+
+TEST_F(ImportTest, ShortLinesAndLabelsBeyond32BitsAreBadValuesOfTheirLine) {
+    // A byte-order mark before the first record; a line two items short, which
+    // must not take the next line's first items; a label no int32 holds.
+    const std::string text =
+        "\xEF\xBB\xBF"
+        "10 100 0 0 5 50 x 1 2 4\n"
+        "10 101 3 4 6 51 x 2\n"
+        "10 102 6 8 7 52 x 3 6 12\n"
+        "3000000000 103 6 8 7 52 x 3 6 12\n"
+        "20 200 10 10 8 60 x 4 8 16\n";
+    const auto file = Put("a.asc", text);
+    platform_.answers = {2, 2};  // "Skip record" twice
+    ASSERT_TRUE(Import({file}, SmallSystem()));
+    EXPECT_EQ(platform_.Texts("question"),
+              (std::vector<std::string>{
+                  "Found an ASCII value that cannot be interpreted..\n"
+                  "a.asc:2: expected 10 items, found the line end after 8",
+                  "Found an ASCII value that cannot be interpreted..\n"
+                  "a.asc:4: expected a line label from -2147483648 to 2147483647, found "
+                  "\"3000000000\""}));
+    const Survey lines = ReadLines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].number, 10);
+    ASSERT_EQ(lines[0].rows.size(), 2u);
+    EXPECT_EQ(lines[0].rows[0][0], 100.0f);
+    EXPECT_EQ(lines[0].rows[1][0], 102.0f);
+    EXPECT_EQ(lines[0].rows[1][1], 6.0f);
+    EXPECT_EQ(lines[1].number, 20);
+    const std::string err = Slurp(Err());
+    EXPECT_NE(err.find(",  line skiped: 10 101 3 4 6 51 x 2\n"), std::string::npos);
+    EXPECT_NE(err.find(",  line skiped: 3000000000 103 "), std::string::npos);
+
+    // "Terminate" at the short line keeps the record before it.
+    platform_.answers = {0};
+    ASSERT_TRUE(Import({file}, SmallSystem()));
+    EXPECT_EQ(ReadLines()[0].rows.size(), 1u);
+}
+
+TEST_F(ImportTest, TheRecordsUnderARefusedGeosoftLabelAreSkippedToTheNextHeader) {
+    xEMDesc system = SmallSystem();
+    system.formatDesc.geosoftFormat = 1;
+    system.formatDesc.posLine = 0;
+    const std::string text =
+        "\xEF\xBB\xBFLINE 10\n"
+        "0 10 0 0 0 0 x 1 1 1\n"
+        "LINE -1e12\n"
+        "0 11 0 0 0 0 x 1 1 1\n"
+        "LINE 30\n"
+        "0 30 0 0 0 0 x 1 1 1\n";
+    platform_.answers = {2};
+    ASSERT_TRUE(Import({Put("a.xyz", text)}, system));
+    EXPECT_EQ(platform_.Texts("question"),
+              std::vector<std::string>{"Found an ASCII value that cannot be interpreted..\n"
+                                       "a.xyz:3: expected a line label from -2147483648 to "
+                                       "2147483647, found \"-1e12\""});
+    const Survey lines = ReadLines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[0].number, 10);
+    EXPECT_EQ(lines[0].rows.size(), 1u);
+    EXPECT_EQ(lines[1].number, 30);
+    EXPECT_NE(Slurp(Err()).find(",  line skiped: 0 11 0 0 0 0 x 1 1 1\n"), std::string::npos);
 }
 
 TEST_F(ImportTest, TheTextEditorMendsTheRecordThatIsReadAgain) {

@@ -18,6 +18,7 @@ namespace {
 constexpr std::int32_t kBaseBits = 0x03000000;
 const std::string kMessage =
     "Older version files have been detected! File xxx.PAR will be deleted...";
+const std::string kKept = "\nThe old file is kept as Proj.PAR.old.";
 
 std::int32_t LongAt(const std::string& bytes, std::size_t at) {
     std::uint32_t value = 0;
@@ -183,11 +184,14 @@ TEST_F(ParFileTest, FindSectionSkipsUnknownTagsAndStopsOnBrokenChains) {
     EXPECT_EQ(LongAt(bytes, 4333), 4329 + 5000);
 }
 
-TEST_F(ParFileTest, TooOldFileIsDeletedAndRecreatedAfterTheMessage) {
-    WritePar(Bytes().F32(3.03f).data + CurrentHeader().substr(4) + Section(711, 6329));
+TEST_F(ParFileTest, TooOldFileIsKeptAsideAndRecreatedAfterTheMessage) {
+    const std::string old =
+        Bytes().F32(3.03f).data + CurrentHeader().substr(4) + Section(711, 6329);
+    WritePar(old);
     xPrsCont params(711);
     EXPECT_EQ(params.Load(), 0);
     EXPECT_EQ(platform.Texts("error").size(), 1u);
+    EXPECT_EQ(Slurp(dir_ / "Proj.PAR.old"), old);
     const std::string bytes = ReadPar();
     ASSERT_EQ(bytes.size(), 1329u);
     EXPECT_EQ(bytes.substr(0, 4), Bytes().F32(3.13f).data);
@@ -209,12 +213,15 @@ TEST_F(ParFileTest, BrokenFilesSayWhere) {
     };
     const Case cases[] = {
         {Bytes().F32(3.03f).data + CurrentHeader().substr(4), "error",
-         kMessage + "\nProj.PAR: byte 0: expected a version of 3.04 or later, found \"3.03\""},
+         kMessage + "\nProj.PAR: byte 0: expected a version of 3.04 or later, found \"3.03\"" +
+             kKept},
         {"\x01\x02", "error",
-         kMessage + "\nProj.PAR: byte 0: expected the version, found the end of the file"},
+         kMessage + "\nProj.PAR: byte 0: expected the version, found the end of the file" + kKept},
         {CurrentHeader().substr(0, 700), "error",
-         kMessage + "\nProj.PAR: byte 700: expected a header of 1329 bytes, found the end of the "
-                    "file"},
+         kMessage +
+             "\nProj.PAR: byte 700: expected a header of 1329 bytes, found the end of the "
+             "file" +
+             kKept},
         {CurrentHeader() + Section(999, 1329), "warning",
          "Proj.PAR: byte 1333: section 999: expected the offset of a later section, found "
          "\"1329\""},
@@ -315,4 +322,35 @@ TEST_F(ParFileTest, EmptyAndTruncatedFilesAreReplacedOrReadAsFarAsTheyGo) {
     EXPECT_EQ(cut.Load(), 1);
     EXPECT_EQ(cut.horizontalScale, 99);
     EXPECT_EQ(cut.autoAnnotateX, 1);
+}
+
+TEST_F(ParFileTest, ReadOnlyProjectLeavesEveryFileAsItIs) {
+    ProjectContext().readOnly = true;
+    const std::string tooOld = Bytes().F32(3.03f).data + CurrentHeader().substr(4);
+    for (const std::string& bytes : {tooOld, CurrentHeader().substr(0, 700), std::string()}) {
+        platform.messages.clear();
+        WritePar(bytes);
+        xPrsCont params(711);
+        EXPECT_EQ(params.Load(), 0);
+        EXPECT_EQ(params.Save(), 0);
+        EXPECT_EQ(ReadPar(), bytes);
+        EXPECT_EQ(platform.Texts("error").size(), 1u);
+        EXPECT_FALSE(fs::exists(dir_ / "Proj.PAR.old"));
+    }
+    EXPECT_EQ(platform.messages.back().text,
+              "The parameter file cannot be read and is left as it is.\nProj.PAR: byte 0: "
+              "expected the version, found the end of the file");
+
+    // An old layout is read where it stands, not moved behind a new header.
+    const std::string old =
+        OldHeader() + Section(711 | kBaseBits, 5560, BaseBlock(711 | kBaseBits, 4321));
+    WritePar(old);
+    xPrsCont params(711);
+    EXPECT_EQ(params.Load(), 1);
+    EXPECT_EQ(params.horizontalScale, 4321);
+    EXPECT_EQ(ReadPar(), old);
+
+    fs::remove(Par());
+    EXPECT_EQ(params.Load(), 0);
+    EXPECT_FALSE(fs::exists(Par()));
 }
