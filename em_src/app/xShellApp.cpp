@@ -106,6 +106,7 @@ class xErrorCounter final : public xPlatform {
     void ProgressAdvance(long position) override { inner_.ProgressAdvance(position); }
     void ProgressClose() override { inner_.ProgressClose(); }
     void Yield() override { inner_.Yield(); }
+    bool Interrupted() const override { return inner_.Interrupted(); }
     std::chrono::system_clock::time_point Now() const override { return inner_.Now(); }
     std::uintmax_t FreeDiskSpace(const fs::path& where) const override {
         return inner_.FreeDiskSpace(where);
@@ -403,6 +404,7 @@ void xShellApp::UserFiles() {
 
 std::vector<xChainStep> xShellApp::Execute() {
     executeEnabled_ = false;
+    stopped_ = false;
     processGate_ = 1;
     std::vector<xChainStep> steps;
     for (int id : kExecuteOrder) {
@@ -413,11 +415,17 @@ std::vector<xChainStep> xShellApp::Execute() {
                 "Double click on <DEFINE SYSTEM> button to invoke Descriptor File Editor.");
             continue;
         }
+        Platform().Yield();
+        if (stopped_) break;
         xChainStep step{id, button->title};
+        step.built = makers_.count(id) > 0;
         xErrorCounter counter;
-        step.ran = StartProcess(id, button) == 1;
+        step.ran = StartProcess(id, button, &step.outcome) == 1;
         step.errors = counter.Errors();
         steps.push_back(step);
+        // What comes after a process that did not finish would work on
+        // missing or old files.
+        if (stopped_ || step.Failed()) break;
     }
     executeEnabled_ = true;
     return steps;
@@ -433,7 +441,7 @@ bool xShellApp::Refused(int id) const {
     return false;
 }
 
-int xShellApp::StartProcess(int id, xProcessButton* button) {
+int xShellApp::StartProcess(int id, xProcessButton* button, xObject::Outcome* outcome) {
     if (processGate_ == 0) return 0;
     const xProcessInfo* info = FindProcess(id);
     const std::string title = info ? info->title : std::to_string(id);
@@ -460,6 +468,7 @@ int xShellApp::StartProcess(int id, xProcessButton* button) {
         process->Execute(1);
         process->SetOptions("  ");
     }
+    if (outcome) *outcome = process->LastOutcome();
     open_.erase(id);
     ProcessEnded(button);
     return 1;
@@ -474,6 +483,7 @@ void xShellApp::CloseAll() {
 }
 
 void xShellApp::StopRunning() {
+    stopped_ = true;
     for (auto& [id, process] : open_)
         if (process) process->Quit();
 }

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "xObject.h"
 #include "xParamDisplay.h"
 
-class xObject;
 class xSharedDescriptor;
 class xIniFile;
 class xPrsCont;
@@ -24,14 +24,20 @@ class xPrsCont;
 // The three bits of a process button's state word.
 enum xButtonBits : std::uint32_t { Opened = 0x0001, Confirmed = 0x0002, Ready = 0x1000 };
 
-// One process that Execute started: whether it ran (a guard, its Init or a
-// missing maker may refuse it) and how many error boxes it showed meanwhile.
+// One process that Execute started: whether it is built and ran (a guard or
+// its Init may refuse it), how its run ended and how many error boxes it
+// showed meanwhile.
 struct xChainStep {
     int id = 0;
     std::string title;
+    bool built = true;
     bool ran = false;
+    xObject::Outcome outcome = xObject::Outcome::Completed;
     int errors = 0;
-    bool Succeeded() const { return ran && errors == 0; }
+    bool Succeeded() const { return ran && errors == 0 && outcome == xObject::Outcome::Completed; }
+    // A process not built yet is passed over; any other that did not succeed
+    // ends the chain.
+    bool Failed() const { return built && !Succeeded(); }
 };
 
 struct xProcessButton {
@@ -97,13 +103,18 @@ class xShellApp {
     bool ExecuteEnabled() const { return executeEnabled_; }
     const std::string& Description() const { return description_; }
 
-    // Starts every Ready process in the chain's order; answers what it started.
+    // Starts every Ready process in the chain's order, until one fails or a stop
+    // is asked for; answers what it started.
     std::vector<xChainStep> Execute();
-    // 1 when the process ran (or opened), 0 when a guard or its Init refused it.
-    int StartProcess(int id, xProcessButton* button = nullptr);
+    // 1 when the process ran (or opened), 0 when a guard or its Init refused it;
+    // how its run ended goes to outcome.
+    int StartProcess(int id, xProcessButton* button = nullptr, xObject::Outcome* outcome = nullptr);
     bool IsOpen(int id) const { return open_.count(id) > 0; }
-    // The Stop button of every open process: their engines leave at the next test.
+    // The Stop button of every open process: their engines leave at the next
+    // test, and Execute starts no further process.
     void StopRunning();
+    // True when a stop came during the last Execute.
+    bool Stopped() const { return stopped_; }
     void SetProcessGate(short gate) { processGate_ = gate; }
 
     enum class Choice { Refused, Quit, StartNew, Continue };
@@ -136,5 +147,6 @@ class xShellApp {
     Launcher launcher_;
     bool executeEnabled_ = false;
     bool projectOpen_ = false;
+    bool stopped_ = false;
     short processGate_ = 1;
 };

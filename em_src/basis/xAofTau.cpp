@@ -399,9 +399,8 @@ int xAofTau::ReadComponents(xAotReader& in) {
 
 int xAofTau::Write() {
     if (Create() != 1) return 0;
-    const bool ok = WriteText(Stream()) && Stream().flush();
-    Close();
-    return ok ? 1 : 0;
+    WriteText(Stream());
+    return Commit();
 }
 
 int xAofTau::Read() {

@@ -164,7 +164,7 @@ bool xWaveBasis::BuildAll(const xEMDesc& descriptor, xAofTau& basis) {
 
 void xWaveBasis::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
-    if (!descriptor) return;
+    if (!descriptor) return SetOutcome(Outcome::Failed);
     SetRunState(Executing);
     const xProjectContext& project = Project();
     xAofTau basis;
@@ -185,11 +185,14 @@ void xWaveBasis::Execute(int) {
     }
     KeepDecisions();
     CloseProgress();
+    if (!built) {
+        SetUnfinished();
+        return SetRunState(Idle);
+    }
     SetRunState(Idle);
-    if (!built) return;
     if (!basis.Write()) {
         Platform().Error("xWaveBasis::Execute() Cannot open " + basis.Path().string() + " file");
-        return;
+        return SetOutcome(Outcome::Failed);
     }
     Parameters().basisValid = 1;
     Parameters().Save();

@@ -239,17 +239,17 @@ bool xCdiPass::RunLines(xMAmp& amp, xCondaFactory& engine) {
     return true;
 }
 
-bool xCdiPass::Close(xMCond& cnd, xCondaFactory& engine, bool finished) {
+bool xCdiPass::Close(xMCond& cnd, xCondaFactory& engine, bool finished, bool keep) {
     histogram_ = engine.Histogram();
     records_ = engine.RecordsDone();
     cells_ = engine.Cells();
     cnd.ShiftDepthsByZmax();
     cnd.SetHistogram(histogram_);
     const bool written = cnd.WriteHeader();
-    cnd.Close();
-    if (finished && written) return true;
+    if (finished && written && keep) return cnd.Commit() == 1;
+    // An estimate only tells the range: its section is not kept.
     cnd.Delete();
-    return false;
+    return finished && written;
 }
 
 bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cndPath) {
@@ -283,8 +283,9 @@ bool xCdiPass::Stage(StageKind kind, const fs::path& ampPath, const fs::path& cn
     if (finished && kind != Estimate && !tablePath_.empty() && table.Open(tablePath_, *cnd))
         engine->SetConductanceTable(&table);
     if (finished) finished = RunLines(amp, *engine);
+    if (finished && table.IsOpen()) finished = table.Commit();
     if (owner_) owner_->SetEngine(nullptr);
-    return Close(*cnd, *engine, finished);
+    return Close(*cnd, *engine, finished, kind != Estimate);
 }
 
 std::string xCdiPass::EmptySectionProblem() const {

@@ -74,7 +74,8 @@ class xCdiPass {
     bool Scale(xCondaFactory& engine, bool compute);
     bool CalibrationLooksWrong(const std::array<float, 9>& factors) const;
     bool RunLines(xMAmp& amp, xCondaFactory& engine);
-    bool Close(xMCond& cnd, xCondaFactory& engine, bool finished);
+    // The section takes the file's place only when finished and kept.
+    bool Close(xMCond& cnd, xCondaFactory& engine, bool finished, bool keep);
 
     xCdiSettings& settings_;
     const xEMDesc& descriptor_;

@@ -158,24 +158,12 @@ bool xCndMerge::Merge(const fs::path& lowPath, const fs::path& highPath, const f
     for (long id = high.Weights().Low(); id <= high.Weights().High(); ++id)
         out.SetWeight(id, high.Weights()[id]);
     out.SetHistogram(high.Histogram());
-    // Written beside the target and renamed over it only when whole.
-    out.SetPath(outPath.parent_path() /
-                (outPath.stem().string() + "-partial" + outPath.extension().string()));
-    const fs::path partial = out.Path();
+    out.SetPath(outPath);
     out.SetOverwrite(true);
     if (out.Create() != 1 || !out.WriteHeader())
         return Refuse("cannot create " + outPath.string() + ".");
-    bool done = MergeLines(low, high, out);
-    if (done) {
-        out.ShiftDepthsByZmax();
-        done = out.WriteHeader();
-    }
-    out.Close();
-    std::error_code failed;
-    if (done) fs::rename(partial, outPath, failed);
-    if (!done || failed) {
-        fs::remove(partial, failed);
-        return done ? Refuse("cannot write " + outPath.string() + ".") : false;
-    }
-    return true;
+    if (!MergeLines(low, high, out)) return false;
+    out.ShiftDepthsByZmax();
+    out.WriteHeader();
+    return out.Commit() == 1;
 }

@@ -23,22 +23,19 @@ constexpr float kMaxGridShift = 50.0f;
 // Elevations of a depth grid; a survey's relief over its depth step stays far below.
 constexpr long kMaxGridLevels = 10000;
 
-bool OpenReport(const fs::path& path, std::ofstream& out) {
-    out.open(path);
-    if (out) return true;
+bool OpenReport(const fs::path& path, xOutputFile& out) {
+    if (out.Open(path)) return true;
     Platform().Error("Cannot open ASCII file <" + path.string() + ">");
     return false;
 }
 
-bool Written(const std::ostream& out, const fs::path& path) {
-    if (out) return true;
-    Platform().Error("Cannot write ASCII file <" + path.string() + ">");
-    return false;
+// A failed write shows the system's reason when the file is committed.
+bool Written(const std::ostream& out) {
+    return !out.bad();
 }
 
-bool Closed(std::ofstream& out, const fs::path& path) {
-    out.close();
-    return Written(out, path);
+bool Closed(xOutputFile& out) {
+    return out.Commit();
 }
 
 std::string Fixed(float value, int precision) {
@@ -576,7 +573,10 @@ bool xMCond::WalkLines(const std::string& title, Body body) {
     bool ok = true;
     while (ok && line.Next()) {
         Platform().ProgressAdvance(++walked);
-        if (line.Cols() != RowLength()) {
+        Platform().Yield();
+        if (Platform().Interrupted()) {
+            ok = false;
+        } else if (line.Cols() != RowLength()) {
             Fail("xMFile::Error reading line from file < %s >");
             ok = false;
         } else {
@@ -596,38 +596,39 @@ template <class Start, class Body>
 bool xMCond::DumpByKind(const fs::path& path, int kind, const std::string& extension,
                         const std::string& title, Start top, Body body) {
     if (!EnsureHeader()) return false;
-    std::ofstream out;
-    fs::path current = path;
+    xOutputFile out;
     if (kind != 1) {
         if (!OpenReport(path, out)) return false;
-        top(out);
+        top(out.Stream());
     }
     const bool ok = WalkLines(title, [&](xMLine& line) {
         if (kind == 1) {
-            if (out.is_open() && !Closed(out, current)) return false;
-            current = path.parent_path() / (path.stem().string() + "-" +
-                                            std::to_string(line.LineNumber()) + "." + extension);
+            if (out.IsOpen() && !Closed(out)) return false;
+            const fs::path current =
+                path.parent_path() /
+                (path.stem().string() + "-" + std::to_string(line.LineNumber()) + "." + extension);
             if (!OpenReport(current, out)) return false;
-            top(out);
+            top(out.Stream());
         }
-        body(out, line);
-        return Written(out, current);
+        body(out.Stream(), line);
+        return Written(out.Stream());
     });
-    return ok && (!out.is_open() || Closed(out, current));
+    return ok && (!out.IsOpen() || Closed(out));
 }
 
 // Fixed layouts --------------------------------------------------------------------
 
 bool xMCond::DumpSimpleXYZ(const fs::path& path, bool forceToSurface) {
-    std::ofstream out;
-    if (!EnsureHeader() || !OpenReport(path, out)) return false;
+    xOutputFile file;
+    if (!EnsureHeader() || !OpenReport(path, file)) return false;
+    std::ostream& out = file.Stream();
     WriteReportHeader(out, *this);
     DepthHeads(out, true);
     const bool ok = WalkLines("Dumping CDI in Simple XYZ format...", [&](xMLine& line) {
         DepthRows(out, *this, line, forceToSurface, true);
-        return Written(out, path);
+        return Written(out);
     });
-    return ok && Closed(out, path);
+    return ok && Closed(file);
 }
 
 bool xMCond::DumpGeosoft(const fs::path& path, bool forceToSurface, int kind,
@@ -659,8 +660,9 @@ bool xMCond::DumpDepthGrid(const fs::path& path, bool forceToSurface, std::optio
     if (!EnsureHeader()) return false;
     const std::optional<std::vector<float>> elevations =
         GridElevations(*this, path, forceToSurface, top);
-    std::ofstream out;
-    if (!elevations || !OpenReport(path, out)) return false;
+    xOutputFile file;
+    if (!elevations || !OpenReport(path, file)) return false;
+    std::ostream& out = file.Stream();
     const std::vector<float>& grid = *elevations;
     WriteReportHeader(out, *this);
     GridHeads(out, grid);
@@ -676,9 +678,9 @@ bool xMCond::DumpDepthGrid(const fs::path& path, bool forceToSurface, std::optio
             }
             columns.End();
         }
-        return Written(out, path);
+        return Written(out);
     });
-    return ok && Closed(out, path);
+    return ok && Closed(file);
 }
 
 bool xMCond::DumpUser(int sections, const fs::path& path, bool forceToSurface,
@@ -687,16 +689,17 @@ bool xMCond::DumpUser(int sections, const fs::path& path, bool forceToSurface,
     if ((sections & 3) == 0) sections = AskSections(questions);
     std::vector<xItem> items;
     if (!ParseCdiPattern(pattern, CdiSourceItems(*this, sections), items)) return false;
-    std::ofstream out;
-    if (!OpenReport(path, out)) return false;
+    xOutputFile file;
+    if (!OpenReport(path, file)) return false;
+    std::ostream& out = file.Stream();
     const xPatternRows rows(items, forceToSurface);
     rows.Heads(out);
     const bool ok = WalkLines("Dumping CDI in User Defined format...", [&](xMLine& line) {
         out << "/Line " << std::setw(6) << line.LineNumber() << '\n';
         for (long r = 0; r < line.Rows(); ++r) rows.Record(out, line.Row(r), line.LineNumber());
-        return Written(out, path);
+        return Written(out);
     });
-    return ok && Closed(out, path);
+    return ok && Closed(file);
 }
 
 bool xMCond::SaveGdf2(const fs::path& stem, int units) {
@@ -709,10 +712,11 @@ bool xMCond::SaveGdf2(const fs::path& stem, int units) {
     fs::path dfnPath = stem, datPath = stem;
     dfnPath.replace_extension(".dfn");
     datPath.replace_extension(".dat");
-    std::ofstream dfn, dat;
+    xOutputFile dfn, datFile;
     if (!OpenReport(dfnPath, dfn)) return false;
-    WriteDfn(dfn, channels);
-    if (!Closed(dfn, dfnPath) || !OpenReport(datPath, dat)) return false;
+    WriteDfn(dfn.Stream(), channels);
+    if (!Closed(dfn) || !OpenReport(datPath, datFile)) return false;
+    std::ostream& dat = datFile.Stream();
     const bool ok = WalkLines("Writing ASEG-GDF2 files...", [&](xMLine& line) {
         for (long r = 0; r < line.Rows(); ++r) {
             const FloatArray& row = line.Row(r);
@@ -721,9 +725,9 @@ bool xMCond::SaveGdf2(const fs::path& stem, int units) {
                     dat << c.Cell(c.value(row, line.LineNumber(), d));
             dat << '\n';
         }
-        return Written(dat, datPath);
+        return Written(dat);
     });
-    return ok && Closed(dat, datPath);
+    return ok && Closed(datFile);
 }
 
 // User pattern ------------------------------------------------------------------------
@@ -848,8 +852,7 @@ fs::path DefaultCdiOutputPath(const fs::path& cnd, int code) {
 // Conductance table ----------------------------------------------------------------------
 
 bool xConductanceTable::Open(const fs::path& path, const xMCond& cnd) {
-    out_.open(path);
-    if (!out_) {
+    if (!file_.Open(path)) {
         Platform().Error("Cannot open a file to store ASCII conductance table.");
         return false;
     }

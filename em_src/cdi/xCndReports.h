@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "xMCond.h"
+#include "xPendingFile.h"
 
 // One item of the user pattern: a record item (index 0 and up) or a mark.
 struct xItem {
@@ -66,8 +67,16 @@ class xConductanceTable {
     // Items 0..8 of a CND record in "14f2" six times, "14f5", "14e4", "14e4",
     // then the record's conductance column (one value per depth, "14e4").
     void WriteRow(const float* record, const std::vector<float>& column);
-    bool IsOpen() const { return out_.is_open(); }
+    bool IsOpen() const { return file_.IsOpen(); }
+    // The table takes its place only when the pass finished.
+    bool Commit() { return file_.Commit(); }
 
   private:
-    std::ofstream out_;
+    xOutputFile file_;
+    std::ostream& out_ = file_.Stream();
+
+  public:
+    xConductanceTable() = default;
+    xConductanceTable(const xConductanceTable&) = delete;
+    xConductanceTable& operator=(const xConductanceTable&) = delete;
 };

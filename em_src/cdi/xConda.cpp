@@ -139,26 +139,27 @@ void xConda::DescribeExisting(const std::string& extension) {
 
 void xConda::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
-    if (!descriptor) return;
+    if (!descriptor) return SetOutcome(Outcome::Failed);
     xCDIParams& params = Parameters();
     if (params.mode == xCDIParams::DrawCdi || params.mode == xCDIParams::DrawCross) {
         DescribeExisting(params.mode == xCDIParams::DrawCross ? "CRS" : "CND");
         return;
     }
-    if (!CheckParameters()) return;
+    if (!CheckParameters()) return SetOutcome(Outcome::Failed);
     const xProjectContext& project = Project();
     const fs::path ampPath = project.ProjectFile("AMP");
     if (!fs::exists(ampPath)) {
         Platform().Note("There are no input file(s) for " + Title() +
                         ".  Please run the previous process to create one.");
-        return;
+        return SetOutcome(Outcome::Failed);
     }
     xCdiSettings settings = Settings(params, configuration_);
     xCdiPass pass(settings, *descriptor, Platform(), this);
     xMCond target;
     target.SetPath(project.ProjectFile(pass.CrossComponent() ? "CRS" : "CND"));
     target.SetOverwrite(project.autoFiles != 0);
-    if (!OpenOutput(target, target.FileName(), "Save CDI file as :", 1)) return;
+    if (!OpenOutput(target, target.FileName(), "Save CDI file as :", 1))
+        return SetOutcome(Outcome::Failed);
     const fs::path cndPath = target.Path();
     target.Close();
 
@@ -167,12 +168,13 @@ void xConda::Execute(int) {
     const bool written = pass.Execute(ampPath, cndPath);
     KeepSettled(settings);
     CloseProgress();
-    SetRunState(Idle);
     if (!written) {
         if (IsTerminated())
             Platform().Note("The process is not completed. Current CDI file will be deleted!");
-        return;
+        SetUnfinished();
+        return SetRunState(Idle);
     }
+    SetRunState(Idle);
     Project().latestCreatedFile = cndPath.filename().string();
     std::ostringstream note;
     note << cndPath.filename().string() << ": " << pass.Records() << " records, depths 0 to "

@@ -115,15 +115,10 @@ int DumpAot(const fs::path& file, const std::string& lines, const fs::path& patt
         if (fs::exists(file)) Platform().Error("Cannot read " + file.string() + " as an AOT file.");
         return kFailed;
     }
-    std::ofstream text;
+    xOutputFile text;
     if (!target.empty() && !OpenAsciiFile(target, text)) return kFailed;
-    std::ostream& sink = target.empty() ? out : text;
-    WriteAotTable(aot, sink);
-    sink.flush();
-    if (sink) return kSuccess;
-    Platform().Error("Error writing " +
-                     (target.empty() ? std::string("the table") : target.string()));
-    return kFailed;
+    WriteAotTable(aot, target.empty() ? out : text.Stream());
+    return target.empty() || text.Commit() ? kSuccess : kFailed;
 }
 
 }  // namespace
@@ -167,18 +162,13 @@ int Dump(const fs::path& file, const std::string& lines, const fs::path& pattern
         }
     }
 
-    std::ofstream text;
+    // Half a report would pass for a whole one: it takes its place only when whole.
+    xOutputFile text;
     if (!target.empty() && !OpenAsciiFile(target, text)) return kFailed;
-    std::ostream& sink = target.empty() ? out : text;
+    std::ostream& sink = target.empty() ? out : text.Stream();
     const bool ok =
         pattern.empty() ? data.DumpAscii(sink, wanted) : data.SaveAscii(sink, pattern, wanted);
-    if (!ok && !target.empty()) {
-        // Half a report would pass for a whole one.
-        text.close();
-        std::error_code ignored;
-        fs::remove(target, ignored);
-    }
-    return ok ? kSuccess : kFailed;
+    return ok && (target.empty() || text.Commit()) ? kSuccess : kFailed;
 }
 
 void AddDumpCommand(CLI::App& app, CommandTable& table) {

@@ -96,7 +96,7 @@ int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out
     if (!shell.OldProject(parFile) || !shell.OpenProject()) return kFailed;
     for (const auto& title : shell.ReadyOnly(only)) out << "ready: " << title << '\n';
     for (const auto& step : shell.Execute())
-        if (step.errors > 0) return kFailed;
+        if (step.Failed()) return kFailed;
     return kSuccess;
 }
 

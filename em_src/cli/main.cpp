@@ -5,10 +5,12 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <cerrno>
 #include <iostream>
 
 #include "Commands.h"
 #include "xConsolePlatform.h"
+#include "xPendingFile.h"
 #include "xProcessRegistry.h"
 
 namespace {
@@ -34,7 +36,9 @@ const char* kIntro =
 
 const char* kExitCodes =
     "Exit codes: 0 success, 1 a process or a check reported an error,\n"
-    "2 bad usage or a fatal error. Messages go to stderr, led by their kind.";
+    "2 bad usage or a fatal error, 128 + the signal's number after Ctrl-C (130),\n"
+    "SIGTERM (143) or SIGHUP (129), which stop the running process as its Stop button\n"
+    "does. Messages go to stderr, led by their kind.";
 
 // Every command, in the order that the help lists them.
 void AddCommands(CLI::App& app, cli::CommandTable& table) {
@@ -47,6 +51,15 @@ void AddCommands(CLI::App& app, cli::CommandTable& table) {
     cli::AddFitCommand(app, table);
     cli::AddSynthCommand(app, table);
     cli::AddCdiCommands(app, table);
+}
+
+// Tables and listings go to stdout: a full disk or a closed pipe there is
+// an error of the command, not a silent success.
+bool StandardOutputWritten(xPlatform& platform) {
+    errno = 0;
+    if (std::cout.flush()) return true;
+    platform.Error(xPendingFile::FailureText("the standard output", errno != 0 ? errno : EIO));
+    return false;
 }
 
 }  // namespace
@@ -66,15 +79,18 @@ int main(int argc, char** argv) {
 
     xConsolePlatform console(std::cerr, isatty(STDERR_FILENO));
     SetPlatform(&console);
-    xConsolePlatform::CatchInterrupt();
+    xConsolePlatform::CatchStopSignals();
     RegisterDescriptor();
     int result = cli::kSuccess;
     try {
         result = table.RunChosen(console);
     } catch (const xFatalError&) {
-        return cli::kUsage;
+        result = cli::kUsage;
     }
+    if (!StandardOutputWritten(console)) result = cli::kFailed;
     SetPlatform(nullptr);
+    // A stopped run ends as the signal would have ended it.
+    if (const int signal = xConsolePlatform::CaughtSignal()) return 128 + signal;
     if (result == cli::kSuccess && console.Errors() > 0) result = cli::kFailed;
     return result;
 }

@@ -6,10 +6,32 @@
 
 namespace {
 
-std::atomic<bool> stopRequested{false};
+// The signal not yet seen by a yield, and the first of the run, which sets the
+// exit status.
+std::atomic<int> pendingSignal{0};
+std::atomic<int> caughtSignal{0};
 
-extern "C" void RequestStop(int) {
-    stopRequested = true;
+extern "C" void RequestStop(int signal) {
+    int none = 0;
+    caughtSignal.compare_exchange_strong(none, signal);
+    // A second one before any yield saw the first: the run is stuck, end it now.
+    if (pendingSignal.exchange(signal) != 0) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
+}
+
+std::string SignalName(int signal) {
+    switch (signal) {
+        case SIGINT:
+            return "Ctrl-C";
+        case SIGTERM:
+            return "SIGTERM";
+        case SIGHUP:
+            return "SIGHUP";
+        default:
+            return "signal " + std::to_string(signal);
+    }
 }
 
 // Multi-line texts keep their lines, each indented under the kind.
@@ -34,8 +56,19 @@ bool xConsolePlatform::ParseRule(const std::string& text, AnswerRule& rule) {
 xConsolePlatform::xConsolePlatform(std::ostream& out, bool terminal)
     : out_(out), terminal_(terminal) {}
 
-void xConsolePlatform::CatchInterrupt() {
-    std::signal(SIGINT, RequestStop);
+void xConsolePlatform::CatchStopSignals() {
+    struct sigaction action {};
+    action.sa_handler = RequestStop;
+    sigemptyset(&action.sa_mask);
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+}
+
+int xConsolePlatform::CaughtSignal() {
+    return caughtSignal;
+}
+
+bool xConsolePlatform::Interrupted() const {
+    return caughtSignal != 0;
 }
 
 void xConsolePlatform::Line(const std::string& kind, const std::string& text) {
@@ -129,7 +162,9 @@ void xConsolePlatform::EndBar() {
 }
 
 void xConsolePlatform::Yield() {
-    if (!stopRequested.exchange(false)) return;
-    Line("note", "Stop requested (Ctrl-C): the process ends at its next record.");
+    const int signal = pendingSignal.exchange(0);
+    if (signal == 0) return;
+    Line("note",
+         "Stop requested (" + SignalName(signal) + "): the process ends at its next record.");
     if (onStop_) onStop_();
 }

@@ -2,7 +2,7 @@
 // The platform of the command line. Boxes become lines on stderr led by their
 // kind; questions are answered without a person, by a rule given with --answer
 // or by the first caption, and each answer is printed; progress is a bar on a
-// terminal and one line per stage elsewhere. Ctrl-C is the Stop button.
+// terminal and one line per stage elsewhere. Ctrl-C, SIGTERM and SIGHUP are the Stop button.
 
 #include <functional>
 #include <ostream>
@@ -25,10 +25,13 @@ class xConsolePlatform final : public xPlatform {
     xConsolePlatform(std::ostream& out, bool terminal);
 
     void AddRule(const AnswerRule& rule) { rules_.push_back(rule); }
-    // Called from Yield after Ctrl-C, once per press.
+    // Called from Yield after Ctrl-C, SIGTERM or SIGHUP, once per signal.
     void OnStop(std::function<void()> stop) { onStop_ = std::move(stop); }
-    // Installs the Ctrl-C handler that sets the stop request.
-    static void CatchInterrupt();
+    // Installs the handler of Ctrl-C, SIGTERM and SIGHUP, which sets the stop
+    // request; a second signal before a yield saw the first ends the program.
+    static void CatchStopSignals();
+    // The first stop signal of the run, 0 when none came.
+    static int CaughtSignal();
 
     void Error(const std::string& text) override;
     void Warning(const std::string& text) override;
@@ -43,6 +46,7 @@ class xConsolePlatform final : public xPlatform {
     void ProgressAdvance(long position) override;
     void ProgressClose() override;
     void Yield() override;
+    bool Interrupted() const override;
 
     // How many error boxes were shown: a run with any ends with exit code 1.
     int Errors() const { return errors_; }

@@ -43,6 +43,9 @@ class xPlatform {
 
     // Where a long loop lets commands in (stop, pause, step).
     virtual void Yield() = 0;
+    // True once the person asked the whole run to end (a signal, the window
+    // closed): walks that have no process to stop leave at their next yield.
+    virtual bool Interrupted() const { return false; }
 
     virtual std::chrono::system_clock::time_point Now() const;
     virtual std::uintmax_t FreeDiskSpace(const std::filesystem::path& where) const;

@@ -12,6 +12,7 @@
 #include "xMAmp.h"
 #include "xMLine.h"
 #include "xMLineBlock.h"
+#include "xPendingFile.h"
 #include "xPlatform.h"
 #include "xProjectContext.h"
 #include "xTRClasf.h"
@@ -35,8 +36,12 @@ void xFitTau::SaveInAscii(const fs::path& path) {
     }
     fs::path text = path;
     text.replace_filename(path.stem().string() + "_AMP.TEXT");
-    std::ofstream out(text, std::ios::trunc);
-    if (!out || !amp.DumpAscii(out)) Platform().Error("Cannot open ASCII file");
+    xOutputFile out;
+    if (!out.Open(text) || !amp.DumpAscii(out.Stream())) {
+        Platform().Error("Cannot open ASCII file");
+        return;
+    }
+    out.Commit();
 }
 
 xFitParams& xFitTau::Parameters() const {
@@ -89,7 +94,7 @@ bool xFitTau::DeconvolveLine(xFitFactory& engine, xMData& bin, const xMLineBlock
 
 void xFitTau::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
-    if (!descriptor) return;
+    if (!descriptor) return SetOutcome(Outcome::Failed);
     const xProjectContext& project = Project();
     const xFitParams& params = Parameters();
     xMData bin;
@@ -97,7 +102,7 @@ void xFitTau::Execute(int) {
     if (!bin.Exists() || !bin.Open() || !bin.ReadHeader()) {
         Platform().Note("There are no input file(s) for " + Title() +
                         ".  Please run the previous process to create one.");
-        return;
+        return SetOutcome(Outcome::Failed);
     }
     xAofTau basis;
     basis.SetPath(project.ProjectFile("AOT"));
@@ -105,7 +110,7 @@ void xFitTau::Execute(int) {
         const std::string where = basis.Where().empty() ? "" : "\n" + basis.Where();
         Platform().Error("Deconvolution Erorr: Cannot open " + basis.Path().string() + " file" +
                          where);
-        return;
+        return SetOutcome(Outcome::Failed);
     }
     basis.CheckDescriptor(project.descriptorName, DescriptorDateStamp(project.DescriptorPath()));
 
@@ -113,7 +118,8 @@ void xFitTau::Execute(int) {
     amp.SetPath(project.ProjectFile("AMP"));
     amp.SetOverwrite(project.autoFiles != 0);
     amp.InitFromData(bin, basis.Taus(), basis.Approximation());
-    if (!OpenOutput(amp, amp.FileName(), "Save AMP file as :", 1) || !amp.WriteHeader()) return;
+    if (!OpenOutput(amp, amp.FileName(), "Save AMP file as :", 1) || !amp.WriteHeader())
+        return SetOutcome(Outcome::Failed);
 
     SetRunState(Executing);
     xFitFactory engine(*descriptor, this);
@@ -126,10 +132,11 @@ void xFitTau::Execute(int) {
         SetEngine(nullptr);
         SetRunState(Idle);
         amp.Delete();
-        return;
+        return SetOutcome(Outcome::Failed);
     }
 
-    std::ofstream average(project.projectDir / FitAverageFileName, std::ios::trunc);
+    xOutputFile averageFile(project.projectDir / FitAverageFileName);
+    std::ostream& average = averageFile.Stream();
     const auto columns = FitAverageColumns(bin, descriptor->IsFrequencyDomain());
     WriteFitAverageHeader(average, columns, descriptor->IsFrequencyDomain(), bin.Version());
 
@@ -147,16 +154,16 @@ void xFitTau::Execute(int) {
         WriteFitAverageLine(average, block.number, averages.data, averages.fit);
     }
     amp.WriteHeader();
-    amp.Close();
     SetEngine(nullptr);
     CloseProgress();
-    SetRunState(Idle);
     if (!finished || IsTerminated()) {
         Platform().Note("The process is not completed. Current amplitude file will be deleted!");
-        std::error_code ec;
-        fs::remove(amp.Path(), ec);
-        return;
+        amp.Delete();
+        SetUnfinished();
+        return SetRunState(Idle);
     }
+    SetRunState(Idle);
+    if (!amp.Commit() || !averageFile.Commit()) return SetOutcome(Outcome::Failed);
     if (params.calculateBackground)
         Platform().Note(
             "Calculate background is not available yet: the amplitudes are written "

@@ -57,7 +57,7 @@ void xFileCnv::Execute(int) {
     const auto& files = settings.files;
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (files.empty() || !descriptor) {
-        NothingToConvert();
+        if (!NothingToConvert()) SetOutcome(Outcome::Failed);
         return;
     }
     SetRunState(Executing);
@@ -65,6 +65,7 @@ void xFileCnv::Execute(int) {
     xMData bin;
     bin.SetOverwrite(project.autoFiles != 0);
     if (!OpenOutput(bin, project.projectName + ".BIN", "Save BIN file as :", 1)) {
+        SetOutcome(Outcome::Failed);
         SetRunState(Idle);
         return;
     }
@@ -81,24 +82,34 @@ void xFileCnv::Execute(int) {
         if (!ec) bytes += size;
     }
     SetRange(long(bytes));
-    bool stopped = false;
+    bool converted = false;
     if (engine.Ready()) {
         xRecordChecker checker(project.projectDir / (project.projectName + ".err"),
                                engine.RecordLength(), settings, Platform());
         engine.SetChecker(&checker);
-        engine.Convert();
-        stopped = engine.IsSet(xProcessState::Stop);
+        converted = engine.Convert() && !engine.IsSet(xProcessState::Stop);
     } else {
         engine.Convert();  // says why it cannot
     }
     SetEngine(nullptr);
     CloseProgress();
-    bin.Close();
+    if (!converted || IsTerminated() || bin.Lines() == 0) {
+        // A BIN cut short would feed the rest of the chain: the old one stays.
+        SetUnfinished();
+        bin.Delete();
+        Platform().Note("The conversion is not completed: " + bin.FileName() +
+                        " was left as it was.");
+        return SetRunState(Idle);
+    }
+    if (!bin.Commit()) {
+        SetOutcome(Outcome::Failed);
+        return SetRunState(Idle);
+    }
     Project().latestCreatedFile = bin.FileName();
-    AfterConversion(stopped);
+    AfterConversion();
 }
 
-void xFileCnv::AfterConversion(bool stopped) {
+void xFileCnv::AfterConversion() {
     xMData bin;
     bin.SetPath(Project().ProjectFile("BIN"));
     if (bin.Open() && bin.ReadHeader())
@@ -107,20 +118,21 @@ void xFileCnv::AfterConversion(bool stopped) {
     // Residuals of an earlier smoothing no longer belong to these lines.
     std::error_code ec;
     fs::remove(Project().ProjectFile("NDF"), ec);
-    if (Parameters().smoothing != 0 && !stopped)
+    if (Parameters().smoothing != 0)
         Platform().Note("Smoothing is not built yet: the lines were imported unsmoothed.");
     SetRunState(Idle);
 }
 
-void xFileCnv::NothingToConvert() {
+bool xFileCnv::NothingToConvert() {
     const fs::path bin = Project().ProjectFile("BIN");
     if (!fs::exists(bin)) {
         Platform().Warning("PROCESS: ASCII->Binary Conversion\nWARNING: File \"" +
                            Project().projectName + ".BIN\" does not exist. ");
-        return;
+        return false;
     }
     Platform().Question(
         "There were no ASCII files selected, but there is binary file created before. Do you "
         "want to draw this file?",
         {"Yes", "No"});
+    return true;
 }

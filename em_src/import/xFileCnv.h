@@ -29,6 +29,7 @@ class xFileCnv : public xObject {
 
   private:
     xCnvParams& Parameters() const;
-    void NothingToConvert();
-    void AfterConversion(bool stopped);
+    // False when there is no BIN either: the process could not run.
+    bool NothingToConvert();
+    void AfterConversion();
 };

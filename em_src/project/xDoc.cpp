@@ -75,9 +75,18 @@ int xDoc::Create() {
 
 int xDoc::CreateHere() {
     Close();
-    stream_.open(Path(), Mode(std::ios::in | std::ios::out | std::ios::trunc));
+    pending_.Begin(Path());
+    stream_.open(pending_.Temporary(), Mode(std::ios::in | std::ios::out | std::ios::trunc));
     readOnly_ = false;
-    return stream_.is_open() ? 1 : 0;
+    if (stream_.is_open()) return 1;
+    pending_.Discard();
+    return 0;
+}
+
+int xDoc::Commit() {
+    const bool committed = pending_.Commit(stream_, *stream_.rdbuf());
+    Close();
+    return committed ? 1 : 0;
 }
 
 int xDoc::SaveAs(const std::string& title) {
@@ -97,10 +106,13 @@ int xDoc::OpenAs(const std::string& title) {
 void xDoc::Close() {
     if (stream_.is_open()) stream_.close();
     stream_.clear();
+    pending_.Discard();
 }
 
 int xDoc::Delete() {
+    const bool created = pending_.Pending();
     Close();
+    if (created) return 1;
     std::error_code ec;
     return fs::remove(Path(), ec) ? 1 : 0;
 }

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <string>
 
+#include "xPendingFile.h"
+
 class xDoc {
   public:
     xDoc() = default;
@@ -50,14 +52,20 @@ class xDoc {
     // Read and write, or read only when the file cannot be written. 1 on success.
     int Open();
     // Opens empty for writing; an existing file is replaced only when the
-    // overwrite flag is set or the person agrees. 1 on success.
+    // overwrite flag is set or the person agrees. 1 on success. The bytes go to
+    // a temporary beside the file until Commit puts them in its place.
     int Create();
+    // Closes a created file and puts it in place of the old one; a failed write
+    // is shown with the system's reason and the old file stays. 1 on success.
+    int Commit();
     // The save box: the file picked is created, replacing what is there, since
     // the person chose it for saving.
     int SaveAs(const std::string& title = "Save As :");
     int OpenAs(const std::string& title = "Select file :");
+    // A created file that was not committed is thrown away.
     void Close();
-    // Closes and removes the file. 1 when a file was removed.
+    // Closes and removes the file; a created file that was not committed is
+    // thrown away and the old one stays. 1 when a file was removed.
     int Delete();
 
     int Write(const void* data, std::size_t size);
@@ -85,6 +93,7 @@ class xDoc {
     std::string type_;
     std::string creator_ = "????";
     std::fstream stream_;
+    xPendingFile pending_;
     bool binary_ = true;
     bool readOnly_ = false;
     bool overwrite_ = false;

@@ -48,6 +48,13 @@ class xObject : public xProgressSink {
     // What every line and record loop tests at its head.
     bool IsTerminated() const { return (runState_ & 1) != 0; }
 
+    // How the last Execute ended: a chain goes on only after a completed one.
+    enum class Outcome { Completed, Stopped, Failed };
+    Outcome LastOutcome() const { return outcome_; }
+    void SetOutcome(Outcome outcome) { outcome_ = outcome; }
+    // Stopped when the run was terminated, else failed.
+    void SetUnfinished() { outcome_ = IsTerminated() ? Outcome::Stopped : Outcome::Failed; }
+
     // Drops the parameters held, takes p (not owned) or a plain parameter object
     // of this process (owned) when p is null, and loads it from the PAR file.
     virtual void SetParams(xPrsCont* p);
@@ -137,6 +144,7 @@ class xObject : public xProgressSink {
     short ownsParams_ = 0;
     std::string title_;
     std::int32_t runState_ = Idle;
+    Outcome outcome_ = Outcome::Completed;
     int id_;
     xProcessState* engine_ = nullptr;
     std::function<void(int)> endObserver_;

@@ -246,9 +246,8 @@ void xAsciiPattern::WriteRecord(std::ostream& out, const FloatArray& record) con
     out << '\n';
 }
 
-bool OpenAsciiFile(const fs::path& target, std::ofstream& out) {
-    out.open(target);
-    if (!out) {
+bool OpenAsciiFile(const fs::path& target, xOutputFile& out) {
+    if (!out.Open(target)) {
         Platform().Error("Cannot open ASCII file");
         return false;
     }

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "xArray.h"
+#include "xPendingFile.h"
 
 // One format string of a pattern item: a width, a kind, and for the real kinds
 // a precision.
@@ -82,4 +83,4 @@ class xAsciiPattern {
 };
 
 // Creates target for an ASCII form; "Cannot open ASCII file" when it cannot.
-bool OpenAsciiFile(const std::filesystem::path& target, std::ofstream& out);
+bool OpenAsciiFile(const std::filesystem::path& target, xOutputFile& out);

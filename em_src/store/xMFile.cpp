@@ -607,6 +607,9 @@ bool xMFile::ForEachLine(const std::vector<std::int32_t>& lines, Body body) {
     long walked = 0;
     while (line.Next()) {
         Platform().ProgressAdvance(++walked);
+        // A dump has no process to stop: a signal ends it between lines.
+        Platform().Yield();
+        if (Platform().Interrupted()) return false;
         if (!lines.empty() &&
             std::find(lines.begin(), lines.end(), line.LineNumber()) == lines.end())
             continue;

@@ -53,7 +53,7 @@ class CndMergeTest : public xTempFolderTest {
         }
         EXPECT_TRUE(writer.Finish());
         EXPECT_TRUE(cnd.WriteHeader());
-        cnd.Close();
+        EXPECT_EQ(cnd.Commit(), 1);
         return dir_ / name;
     }
 

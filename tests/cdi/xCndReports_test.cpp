@@ -164,6 +164,7 @@ class xCndReportsTest : public xTempFolderTest {
             // Depths become 52, 42, 32: the outputs must work relative to the top.
             ASSERT_TRUE(file.ShiftDepthsByZmax());
             ASSERT_TRUE(file.WriteHeader());
+            ASSERT_EQ(file.Commit(), 1);
         }
         cnd_.SetPath(dir_ / "P.CND");
         ASSERT_EQ(cnd_.Open(), 1);
@@ -345,7 +346,7 @@ TEST_F(xCndReportsTest, ConductanceTableHeadsAndRows) {
     table.WriteLineHeader(10);
     table.WriteRow(kLine10[0].data(), {0.1f, 0.3f, 0.5f});
     ASSERT_TRUE(table.IsOpen());
-    table = xConductanceTable();
+    ASSERT_TRUE(table.Commit());
     const std::string text = Slurp(dir_ / "C.txt");
     EXPECT_EQ(text.rfind("/Conductance Table\n/___", 0), 0u);
     EXPECT_NE(text.find("\n/           FID             X             Y             Z      Altitude"

@@ -94,7 +94,7 @@ class CdiPassTest : public xTempFolderTest {
         }
         EXPECT_TRUE(writer.Finish());
         EXPECT_TRUE(amp.WriteHeader());
-        amp.Close();
+        amp.Commit();
         return dir_ / "T.AMP";
     }
 

@@ -148,7 +148,7 @@ TEST_F(xMCondTest, HeaderTailAndLineBlockBytes) {
         ASSERT_TRUE(writer.Finish());
     }
     ASSERT_TRUE(cnd.WriteHeader());
-    cnd.Close();
+    cnd.Commit();
 
     Bytes h = CommonHeader(13, {101, 109}, 1, 2, a, b);
     ASSERT_EQ(h.data.size(), std::size_t(1112 + 8 * R));
@@ -235,6 +235,7 @@ TEST_F(xMCondTest, CrossFileRoundTripWithShiftedDepthsAndNullExtremes) {
         }
         EXPECT_TRUE(crs.ShiftDepthsByZmax());
         ASSERT_TRUE(crs.WriteHeader());
+        ASSERT_EQ(crs.Commit(), 1);
         EXPECT_EQ(crs.HeaderSize(),
                   long(fs::file_size(dir_ / "P.CRS")) - 4 - 2 * (1060 + 8 * R) - 4 * 4 * R);
     }
@@ -294,7 +295,7 @@ TEST_F(xMCondTest, BrokenHeadersAreRefusedWithTheClassText) {
     xMCondCross crs;
     Create(crs, "P.CRS");
     ASSERT_TRUE(crs.WriteHeader());
-    crs.Close();
+    crs.Commit();
     const std::string whole = Slurp(dir_ / "P.CRS");
     // Cut inside the selection: the CND tail is whole, the cross tail is not.
     const fs::path cross = Put("C.CRS", whole.substr(0, whole.size() - 4));

@@ -101,7 +101,7 @@ TEST_F(xMAmpTest, HeaderTailLineAndRecordLayoutBytes) {
         ASSERT_TRUE(writer.Finish());
     }
     ASSERT_TRUE(amp->WriteHeader());
-    amp->Close();
+    amp->Commit();
 
     Bytes h;
     h.I32(13).I32(2).I32(0).I32(7).I32(1).I32(2).F32(0.5f).I32(0);
@@ -141,6 +141,7 @@ TEST_F(xMAmpTest, WrittenFileReadsBackWithItsTausAndLines) {
             ASSERT_TRUE(writer.Finish());
         }
         ASSERT_TRUE(amp->WriteHeader());
+        ASSERT_EQ(amp->Commit(), 1);
     }
     xMAmp back;
     back.SetPath(dir_ / "Q.AMP");

@@ -116,7 +116,7 @@ bool WriteSeed(File& file, const fs::path& path, const std::vector<float>& depth
         if (!writer.Finish()) return false;
     }
     if (!file.WriteHeader()) return false;
-    file.Close();
+    file.Commit();
     return true;
 }
 
@@ -223,7 +223,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     options.out = out / ("code" + std::to_string(code) + ".DOC");
     Check("a report by code refused without a message", platform,
           [&] { return SaveCdiOutput(cnd, code, options, platform); });
-    cnd.Close();
+    cnd.Commit();
     fs::remove_all(out);
     return 0;
 }

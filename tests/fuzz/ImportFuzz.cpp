@@ -116,6 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                platform);
         engine.SetChecker(&checker);
         converted = engine.Convert();
+        target.Commit();
     } catch (const xFatalError&) {
         // A fatal message ends a run as the system defines; nothing to read.
         return 0;

@@ -96,7 +96,8 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         xDoc doc(old);
         platform_.answers = {1};
         ASSERT_EQ(doc.Create(), 1);
-        doc.Close();
+        EXPECT_EQ(Slurp(old), "keep");  // until the new one is whole
+        EXPECT_EQ(doc.Commit(), 1);
         EXPECT_EQ(Slurp(old), "");
         EXPECT_EQ(platform_.messages,
                   (std::vector<xRecordedMessage>{{"question", OverwriteQuestion("old.AMP")}}));
@@ -118,7 +119,7 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         platform_.answers = {0};
         platform_.files = {dir_ / "elsewhere.AMP"};
         ASSERT_EQ(doc.Create(), 1);
-        doc.Close();
+        EXPECT_EQ(doc.Commit(), 1);
         EXPECT_EQ(doc.Path(), dir_ / "elsewhere.AMP");
         EXPECT_TRUE(fs::exists(dir_ / "elsewhere.AMP"));
         EXPECT_EQ(Slurp(old), "keep");
@@ -133,6 +134,9 @@ TEST_F(xDocTest, CreateOverExistingFileFollowsTheAnswer) {
         doc.SetOverwrite(true);
         ASSERT_EQ(doc.Create(), 1);
         doc.Close();
+        EXPECT_EQ(Slurp(old), "keep");  // closed without a commit: thrown away
+        ASSERT_EQ(doc.Create(), 1);
+        EXPECT_EQ(doc.Commit(), 1);
         EXPECT_EQ(Slurp(old), "");
         EXPECT_TRUE(platform_.messages.empty());
     }

@@ -333,6 +333,7 @@ TEST_F(xFileProcessTest, OutputThatCannotBeCreatedOffersTheSaveBox) {
     platform_.files = {dir_ / "picked.CND"};
     EXPECT_EQ(process.OpenOutput(file, nowhere, "Save CND", 1), 1);
     EXPECT_EQ(params.outputFile, (dir_ / "picked.CND").string());
+    EXPECT_EQ(file.Commit(), 1);
     EXPECT_EQ(fs::file_size(dir_ / "picked.CND"), 0u);  // replaced without a second question
     EXPECT_FALSE(file.Overwrite());
 

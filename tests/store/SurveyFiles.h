@@ -47,7 +47,7 @@ inline void WriteSurvey(const std::filesystem::path& path, const std::vector<Sur
         ASSERT_TRUE(writer.Finish());
     }
     ASSERT_TRUE(file.WriteHeader());
-    file.Close();
+    file.Commit();
 }
 
 // The survey file at path, opened and its header read.
@@ -92,5 +92,5 @@ void WriteResult(File& file, const std::filesystem::path& path,
         ASSERT_TRUE(writer.Finish());
         ASSERT_TRUE(file.WriteHeader());
     }
-    file.Close();
+    file.Commit();
 }

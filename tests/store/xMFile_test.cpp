@@ -69,7 +69,7 @@ TEST_F(xMFileTest, VersionThirteenHeaderAndLineBlockBytes) {
         ASSERT_TRUE(writer.Finish());
     }
     ASSERT_TRUE(file->WriteHeader());
-    file->Close();
+    file->Commit();
 
     Bytes h;
     h.I32(13).I32(2).I32(0).I32(7).I32(1).I32(2).F32(0.5f).I32(0);
@@ -107,7 +107,7 @@ TEST_F(xMFileTest, SeveralLinesRoundTripAndTotals) {
         ASSERT_TRUE(writer.Finish());
     }
     ASSERT_TRUE(file->WriteHeader());
-    file->Close();
+    file->Commit();
 
     const auto back = OpenSurvey(dir_ / "B.BIN");
     EXPECT_EQ(back->Lines(), 3);
