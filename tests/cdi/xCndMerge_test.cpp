@@ -57,6 +57,18 @@ class CndMergeTest : public xTempFolderTest {
         return dir_ / name;
     }
 
+    // The first merged record's discrete section: the low moment's 10 mS/m down
+    // to 40 m, the log-blend with the high moment's 16 at 50 m, then highBelow.
+    void ExpectLowThenHighFrom60m(const fs::path& low, const fs::path& high, float highBelow) {
+        ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
+        xMCond both;
+        const FloatArray r = cditest::FirstLineRecords(both, dir_ / "both.CND").at(0);
+        const long discrete = both.SectionStart(0);
+        for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
+        EXPECT_NEAR(r[discrete + 5], 12.6491f, 1e-3f);
+        for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], highBelow) << d;
+    }
+
     xRecordingPlatform platform;
     xCndMerge merge{platform};
 };
@@ -92,15 +104,8 @@ TEST_F(CndMergeTest, TheLowMomentAboveItsPenetrationAndTheHighBelow) {
 // estimated penetration of 100 m, has given way to the high moment there; a
 // section of one value throughout is a uniform ground and keeps its estimate.
 TEST_F(CndMergeTest, TheLowMomentEndsWhereItsSectionRunsOut) {
-    const fs::path low = Write("LM.CND", 10.0f, 100.0f, 1.0f, 10, 100, 6, 8.0f);
     const fs::path high = Write("HM.CND", 16.0f, 150.0f);
-    ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
-    xMCond both;
-    const FloatArray r = cditest::FirstLineRecords(both, dir_ / "both.CND").at(0);
-    const long discrete = both.SectionStart(0);
-    for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
-    EXPECT_NEAR(r[discrete + 5], 12.6491f, 1e-3f);
-    for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 16.0f) << d;
+    ExpectLowThenHighFrom60m(Write("LM.CND", 10.0f, 100.0f, 1.0f, 10, 100, 6, 8.0f), high, 16.0f);
 
     ASSERT_TRUE(merge.Merge(Write("U.CND", 10.0f, 100.0f), high, dir_ / "uniform.CND"));
     xMCond uniform;
@@ -113,15 +118,8 @@ TEST_F(CndMergeTest, TheLowMomentEndsWhereItsSectionRunsOut) {
 // 100 mS/m from 60 m, the low one still 10) the low moment has lost the
 // ground: the blend is centred 10 m above it, whatever the estimate says.
 TEST_F(CndMergeTest, TheLowMomentEndsWhereTheMomentsPart) {
-    const fs::path low = Write("LM.CND", 10.0f, 100.0f);
-    const fs::path high = Write("HM.CND", 16.0f, 150.0f, 1.0f, 10, 100, 6, 100.0f);
-    ASSERT_TRUE(merge.Merge(low, high, dir_ / "both.CND"));
-    xMCond both;
-    const FloatArray r = cditest::FirstLineRecords(both, dir_ / "both.CND").at(0);
-    const long discrete = both.SectionStart(0);
-    for (long d : {0, 1, 2, 3, 4}) EXPECT_FLOAT_EQ(r[discrete + d], 10.0f) << d;
-    EXPECT_NEAR(r[discrete + 5], 12.6491f, 1e-3f);
-    for (long d = 6; d < Depths; ++d) EXPECT_FLOAT_EQ(r[discrete + d], 100.0f) << d;
+    ExpectLowThenHighFrom60m(Write("LM.CND", 10.0f, 100.0f),
+                             Write("HM.CND", 16.0f, 150.0f, 1.0f, 10, 100, 6, 100.0f), 100.0f);
 }
 
 TEST_F(CndMergeTest, ANullOfOneMomentTakesTheOther) {
