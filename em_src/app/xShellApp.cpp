@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <fstream>
 #include <regex>
 
@@ -9,6 +10,7 @@
 #include "xLaunch.h"
 #include "xObject.h"
 #include "xParFile.h"
+#include "xPendingFile.h"
 #include "xPlatform.h"
 #include "xProcessTable.h"
 #include "xProjectContext.h"
@@ -526,8 +528,13 @@ xShellApp::Choice xShellApp::StartNew() {
 void xShellApp::ExportParameters() const {
     auto file = Platform().FileBox("Select file to save parameters in ASCII", "par.txt", true);
     if (!file) return;
-    std::ofstream out(*file);
-    display_.ExportAscii(out);
+    xOutputFile out;
+    if (!out.Open(*file)) {
+        Platform().Error(xPendingFile::FailureText(*file, errno));
+        return;
+    }
+    display_.ExportAscii(out.Stream());
+    out.Commit();
 }
 
 int xShellApp::CheckDisk(double megabytes) {

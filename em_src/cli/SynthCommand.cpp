@@ -15,6 +15,7 @@
 #include "Commands.h"
 #include "xEMDesc.h"
 #include "xParamFields.h"
+#include "xPendingFile.h"
 #include "xPlatform.h"
 #include "xSyntheticSurvey.h"
 #include "xSystemResponse.h"
@@ -142,9 +143,11 @@ int Synth(const SynthArgs& args, std::ostream& out) {
         return kFailed;
     }
     const fs::path notesFile = args.out / (stem + ".txt");
-    std::ofstream notes(notesFile);
-    WriteNotes(notes, args, system, earth, response, sounding, survey, writer.Records());
-    if (!notes) {
+    xOutputFile notes;
+    if (notes.Open(notesFile))
+        WriteNotes(notes.Stream(), args, system, earth, response, sounding, survey,
+                   writer.Records());
+    if (!notes.IsOpen() || !notes.Commit()) {
         Platform().Error("Cannot write the notes <" + notesFile.string() + ">.");
         return kFailed;
     }

@@ -53,12 +53,19 @@ void AddCommands(CLI::App& app, cli::CommandTable& table) {
     cli::AddCdiCommands(app, table);
 }
 
+// A stream that failed long before the end keeps no error code: one more
+// byte to the broken output answers the same as the failed write did.
+int WhyOutputFailed() {
+    if (::write(STDOUT_FILENO, "\n", 1) < 0 && errno != 0) return errno;
+    return EIO;
+}
+
 // Tables and listings go to stdout: a full disk or a closed pipe there is
 // an error of the command, not a silent success.
 bool StandardOutputWritten(xPlatform& platform) {
     errno = 0;
     if (std::cout.flush()) return true;
-    platform.Error(xPendingFile::FailureText("the standard output", errno != 0 ? errno : EIO));
+    platform.Error(xPendingFile::FailureText("the standard output", WhyOutputFailed()));
     return false;
 }
 

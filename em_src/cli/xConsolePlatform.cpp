@@ -60,7 +60,14 @@ void xConsolePlatform::CatchStopSignals() {
     struct sigaction action {};
     action.sa_handler = RequestStop;
     sigemptyset(&action.sa_mask);
-    for (int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+    sigset_t stops;
+    sigemptyset(&stops);
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        sigaction(signal, &action, nullptr);
+        sigaddset(&stops, signal);
+    }
+    // A parent may hand them on blocked; one sent before the start still stops the run.
+    sigprocmask(SIG_UNBLOCK, &stops, nullptr);
 }
 
 int xConsolePlatform::CaughtSignal() {

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <string_view>
 #include <vector>
 
 #include "xPlatform.h"
@@ -28,13 +30,47 @@ int WhyItCannotGrow(const fs::path& file, int seen) {
     return seen != 0 ? seen : EIO;
 }
 
+constexpr std::string_view kPartTag = ".part-";
+
+// The writer's pid of a temporary of target, or 0 when the name is not one.
+pid_t WriterOf(const fs::path& candidate, const std::string& targetName) {
+    const std::string name = candidate.filename().string();
+    const std::string prefix = targetName + std::string(kPartTag);
+    if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0) return 0;
+    pid_t pid = 0;
+    for (std::size_t i = prefix.size(); i < name.size(); ++i) {
+        if (name[i] < '0' || name[i] > '9' || pid > 100000000) return 0;
+        pid = pid * 10 + (name[i] - '0');
+    }
+    return pid;
+}
+
+// A process that cannot be signalled for want of permission still lives.
+bool Lives(pid_t pid) {
+    return ::kill(pid, 0) == 0 || errno != ESRCH;
+}
+
 }  // namespace
+
+void xPendingFile::RemoveLeftovers(const fs::path& target) {
+    const std::string targetName = target.filename().string();
+    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+    std::error_code ec;
+    for (fs::directory_iterator it(folder, ec), end; !ec && it != end; it.increment(ec)) {
+        const pid_t writer = WriterOf(it->path(), targetName);
+        if (writer <= 0 || writer == ::getpid() || Lives(writer)) continue;
+        std::error_code removed;
+        if (fs::remove(it->path(), removed))
+            Platform().Note("Removed " + it->path().string() + ", left by an interrupted run.");
+    }
+}
 
 void xPendingFile::Begin(const fs::path& target) {
     Discard();
+    RemoveLeftovers(target);
     target_ = target;
     temporary_ = target;
-    temporary_ += ".part-" + std::to_string(::getpid());
+    temporary_ += std::string(kPartTag) + std::to_string(::getpid());
 }
 
 bool xPendingFile::Commit(std::ios& stream, std::filebuf& buffer) {

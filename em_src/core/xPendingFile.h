@@ -16,7 +16,8 @@ class xPendingFile {
     xPendingFile(const xPendingFile&) = delete;
     xPendingFile& operator=(const xPendingFile&) = delete;
 
-    // Names the temporary for target; a temporary still pending is removed.
+    // Names the temporary for target; a temporary still pending is removed, and
+    // so is one of target that a killed run left (its process no longer lives).
     void Begin(const std::filesystem::path& target);
     bool Pending() const { return !temporary_.empty(); }
     const std::filesystem::path& Target() const { return target_; }
@@ -31,6 +32,8 @@ class xPendingFile {
 
     // "Cannot write <file>: <reason>." for the error code of the system.
     static std::string FailureText(const std::filesystem::path& file, int error);
+    // Removes the temporaries of target whose writer is dead, with a note for each.
+    static void RemoveLeftovers(const std::filesystem::path& target);
 
   private:
     bool Fail(int error);

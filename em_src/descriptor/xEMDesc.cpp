@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "DscStream.h"
+#include "xPendingFile.h"
 #include "xPlatform.h"
 #include "xRxUnit.h"
 
@@ -178,10 +179,11 @@ void xEMDesc::Finish() {
 }
 
 bool xEMDesc::Write(const fs::path& path) const {
-    std::ofstream out(path);
-    Write(out);
-    out.flush();
-    if (out) return true;
+    xOutputFile out;
+    if (out.Open(path)) {
+        Write(out.Stream());
+        if (out.Commit()) return true;
+    }
     Platform().Error(kWriteError);
     return false;
 }

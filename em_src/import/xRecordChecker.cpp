@@ -53,11 +53,10 @@ xRecordChecker::xRecordChecker(const std::filesystem::path& errorFile, long reco
 }
 
 void xRecordChecker::OpenReportFile() {
-    file_.open(path_, std::ios::out | std::ios::trunc);
-    if (file_) {
-        file_ << "Project: ASCII to Binary"
-              << "      Date: " << DateAndTime(ui_) << '\n'
-              << std::string(73, '=') << '\n';
+    if (file_.Open(path_)) {
+        file_.Stream() << "Project: ASCII to Binary"
+                       << "      Date: " << DateAndTime(ui_) << '\n'
+                       << std::string(73, '=') << '\n';
         return;
     }
     ui_.Error("Cannot create the report file <" + path_.string() +
@@ -66,8 +65,9 @@ void xRecordChecker::OpenReportFile() {
 }
 
 xRecordChecker::~xRecordChecker() {
-    if (!file_.is_open()) return;
-    file_.close();
+    // A stopped or terminated run's report is whole for what was read, and
+    // says why it ended: it replaces the last one all the same.
+    if (!file_.IsOpen() || !file_.Commit()) return;
     if (wroteHere_)
         ui_.Warning("ASCII->BIN conversion's detected some problems. Look through <" +
                     path_.string() + "> file.");
@@ -99,7 +99,7 @@ void xRecordChecker::Compare(long item, std::uint32_t bit, const char* what,
 
 void xRecordChecker::ReportJump(const std::string& text, float fid) {
     if (destination_ & ErrorFile) {
-        file_ << text << context_ << Printf("%14.3f", fid) << '\n';
+        file_.Stream() << text << context_ << Printf("%14.3f", fid) << '\n';
         wroteHere_ = true;
     }
     if (destination_ & Screen) {
@@ -111,7 +111,7 @@ void xRecordChecker::ReportJump(const std::string& text, float fid) {
 
 void xRecordChecker::Report(const std::string& text) {
     if (destination_ & ErrorFile) {
-        file_ << text << '\n';
+        file_.Stream() << text << '\n';
         wroteHere_ = true;
     }
     if (destination_ & Screen) ui_.Warning(text);

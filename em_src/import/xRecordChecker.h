@@ -5,11 +5,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "xArray.h"
 #include "xImportSettings.h"
+#include "xPendingFile.h"
 
 class xPlatform;
 
@@ -22,7 +22,8 @@ class xRecordChecker {
     // includes it; questions and screen reports go to ui.
     xRecordChecker(const std::filesystem::path& errorFile, long recordLength,
                    const xImportSettings& settings, xPlatform& ui);
-    // Closes the report file, and tells the user to read it when anything went there.
+    // Puts the report file in place of the last one, and tells the user to read
+    // it when anything went there.
     ~xRecordChecker();
     xRecordChecker(const xRecordChecker&) = delete;
     xRecordChecker& operator=(const xRecordChecker&) = delete;
@@ -49,7 +50,7 @@ class xRecordChecker {
     FloatArray limits_;
     FloatArray previous_;
     std::filesystem::path path_;
-    std::ofstream file_;
+    xOutputFile file_;
     std::string context_;
     bool firstRecord_ = true;
     bool quit_ = false;

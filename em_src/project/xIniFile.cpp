@@ -5,6 +5,7 @@
 #include <locale>
 #include <sstream>
 
+#include "xPendingFile.h"
 #include "xPlatform.h"
 #include "xReadError.h"
 
@@ -328,11 +329,10 @@ bool xIniFile::Write() const {
         << kTitleKey << dynamicTitle_ << "\n"
         << kCommandKey << dynamicCommand_ << "\n\n";
 
-    std::ofstream file(Path(), std::ios::out | std::ios::trunc);
-    if (!file) return false;
-    file << out.str();
-    file.close();
-    return !file.fail();
+    xOutputFile file;
+    if (!file.Open(Path())) return false;
+    file.Stream() << out.str();
+    return file.Commit();
 }
 
 void xIniFile::AddRecentProject(const std::string& path) {

@@ -156,14 +156,13 @@ bool xAsciiPattern::Load(const fs::path& path) {
 }
 
 bool xAsciiPattern::Save(const fs::path& path) const {
-    std::ofstream out(path);
-    if (out) Write(out);
-    out.close();
-    if (!out) {
-        Platform().Error("Cannot save ASCII pattern file " + path.string());
-        return false;
+    xOutputFile out;
+    if (out.Open(path)) {
+        Write(out.Stream());
+        if (out.Commit()) return true;
     }
-    return true;
+    Platform().Error("Cannot save ASCII pattern file " + path.string());
+    return false;
 }
 
 fs::path xAsciiPattern::DefaultPath(const fs::path& dataFile) {

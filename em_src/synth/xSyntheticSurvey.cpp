@@ -6,6 +6,7 @@
 #include <random>
 
 #include "xEMDesc.h"
+#include "xPendingFile.h"
 #include "xTRClasf.h"
 
 namespace {
@@ -84,8 +85,9 @@ xSyntheticSurvey::xSyntheticSurvey(const xEMDesc& descriptor, const xSurveyPlan&
 
 bool xSyntheticSurvey::Write(const std::filesystem::path& file,
                              const std::function<void(long)>& progress) const {
-    std::ofstream out(file, std::ios::binary | std::ios::trunc);
-    if (!out) return false;
+    xOutputFile output;
+    if (!output.Open(file, std::ios::binary)) return false;
+    std::ofstream& out = output.Stream();
     const xEMFDesc& format = descriptor_.formatDesc;
     const bool geosoft = format.geosoftFormat != 0;
     const std::vector<Slot> slots = ChannelSlots(descriptor_, channels_);
@@ -127,5 +129,5 @@ bool xSyntheticSurvey::Write(const std::filesystem::path& file,
         fid += 100.0;  // the turn between lines
     }
     if (progress) progress(Records());
-    return text.Drain(out, true) && bool(out.flush());
+    return text.Drain(out, true) && output.Commit();
 }

@@ -36,8 +36,9 @@ class xSyntheticSurvey {
     xSyntheticSurvey(const xEMDesc& descriptor, const xSurveyPlan& plan,
                      std::map<long, std::vector<double>> channels);
 
-    // Writes every record; progress is told the records written so far. False
-    // when the file cannot be written.
+    // Writes every record; progress is told the records written so far. The
+    // file takes the place of an older one only when whole; false when it
+    // cannot be written.
     bool Write(const std::filesystem::path& file,
                const std::function<void(long)>& progress = nullptr) const;
     long Records() const { return long(plan_.lines) * plan_.RecordsPerLine(); }

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 
 #include "TempFolder.h"
@@ -81,6 +82,36 @@ TEST_F(xPendingFileTest, AFailedWriteIsReportedWithTheSystemsReasonAndTheOldFile
     EXPECT_EQ(WEXITSTATUS(status), 0) << "refused, with the file's name and the reason";
     EXPECT_EQ(Slurp(target), "old");
     EXPECT_TRUE(Leftovers({"S.BIN"}).empty());
+}
+
+// A run killed outright leaves its temporary; the next writer of the same
+// target clears it once its process is gone, never one of a live process nor
+// one of another target.
+TEST_F(xPendingFileTest, ATemporaryOfADeadRunIsRemovedByTheNextWriter) {
+    const pid_t dead = fork();
+    ASSERT_GE(dead, 0);
+    if (dead == 0) _exit(0);
+    int status = 0;
+    ASSERT_EQ(waitpid(dead, &status, 0), dead);
+    const std::string part = ".part-" + std::to_string(dead);
+    const std::string live = ".part-" + std::to_string(getppid());
+    Put("S.AMP", "old");
+    Put("S.AMP" + part, "half");
+    Put("S.AMP" + live, "being written");
+    Put("S.BIN" + part, "another target");
+    Put("S.AMP.part-x1", "not a temporary");
+
+    xOutputFile out(dir_ / "S.AMP");
+    out.Stream() << "new";
+    ASSERT_TRUE(out.Commit());
+    EXPECT_EQ(Slurp(dir_ / "S.AMP"), "new");
+    EXPECT_FALSE(fs::exists(dir_ / ("S.AMP" + part)));
+    std::vector<std::string> left = Leftovers({"S.AMP"});
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{"S.AMP" + live, "S.AMP.part-x1", "S.BIN" + part}));
+    EXPECT_EQ(platform_.Texts("note"),
+              std::vector<std::string>{"Removed " + (dir_ / ("S.AMP" + part)).string() +
+                                       ", left by an interrupted run."});
 }
 
 }  // namespace
