@@ -60,6 +60,7 @@ void xFileCnv::Execute(int) {
         NothingToConvert();
         return;
     }
+    if (!RecordFormatUsable(*descriptor)) return;
     SetRunState(Executing);
     const xProjectContext& project = Project();
     xMData bin;
@@ -96,6 +97,16 @@ void xFileCnv::Execute(int) {
     bin.Close();
     Project().latestCreatedFile = bin.FileName();
     AfterConversion(stopped);
+}
+
+bool xFileCnv::RecordFormatUsable(const xEMDesc& descriptor) {
+    bool usable = true;
+    for (const xEMFCheck& check : descriptor.CheckRecordFormat()) {
+        if (check.isQuestion) continue;
+        Platform().Error(check.text);
+        usable = false;
+    }
+    return usable;
 }
 
 void xFileCnv::AfterConversion(bool stopped) {

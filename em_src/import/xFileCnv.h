@@ -10,6 +10,7 @@
 #include "xObject.h"
 
 class xCnvParams;
+class xEMDesc;
 
 class xFileCnv : public xObject {
   public:
@@ -30,5 +31,7 @@ class xFileCnv : public xObject {
   private:
     xCnvParams& Parameters() const;
     void NothingToConvert();
+    // Posts every refusal of the descriptor's record format; true when none.
+    static bool RecordFormatUsable(const xEMDesc& descriptor);
     void AfterConversion(bool stopped);
 };
