@@ -459,9 +459,34 @@ std::vector<xEMFCheck> xEMFDesc::Validate() const {
     return checks;
 }
 
+std::string xEMFDesc::PositionProblem(const std::string& what, long position) const {
+    if (position >= 0 && position <= itemsPerRecord) return "";
+    return "The position of " + what + " (" + std::to_string(position) +
+           ") lies outside the record of " + std::to_string(itemsPerRecord) + " items.";
+}
+
+std::string xEMFDesc::ChannelProblem(long id, long channels) const {
+    for (long channel = 1; channel <= std::min(channels, MaxChannels); ++channel) {
+        const std::string name = "channel " + std::to_string(channel) + " of " + ComponentName(id);
+        const std::vector<long> at =
+            isFrequencyDomain
+                ? std::vector<long>{InPhasePosition(channel, id), QuadraturePosition(channel, id)}
+                : std::vector<long>{ChannelPosition(channel, id)};
+        if (std::count(at.begin(), at.end(), 0L) > 0)
+            return "The channel table has no position for " + name + ".";
+        for (long position : at) {
+            std::string problem = PositionProblem(name, position);
+            if (!problem.empty()) return problem;
+        }
+    }
+    return "";
+}
+
 std::vector<std::string> xEMFDesc::RecordProblems(const xTRClasf& channels) const {
     std::vector<std::string> problems;
-    const auto say = [&problems](const std::string& text) { problems.push_back(text); };
+    const auto say = [&problems](std::string text) {
+        if (!text.empty()) problems.push_back(std::move(text));
+    };
     if (geosoftFormat != 0 && geosoftFormat != 1)
         say("The Geosoft format flag must be 0 or 1, not " + std::to_string(geosoftFormat) + ".");
     if (commentLines > MaxCommentLines)
@@ -472,35 +497,10 @@ std::vector<std::string> xEMFDesc::RecordProblems(const xTRClasf& channels) cons
             " items, not " + std::to_string(itemsPerRecord) + ".");
     // Positions are held to a record of a sensible length only.
     if (itemsPerRecord < MinItemsPerRecord || itemsPerRecord > MaxItemsPerRecord) return problems;
-    const auto outside = [this](long position) {
-        return position < 0 || position > itemsPerRecord;
-    };
-    const auto place = [this](const std::string& what, long position) {
-        return "The position of " + what + " (" + std::to_string(position) +
-               ") lies outside the record of " + std::to_string(itemsPerRecord) + " items.";
-    };
     for (int i = 0; i < NumberOfItems; ++i)
-        if (outside(Position(Item(i))))
-            say(place(std::string("the item ") + ItemName(Item(i)), Position(Item(i))));
+        say(PositionProblem(std::string("the item ") + ItemName(Item(i)), Position(Item(i))));
     for (const xEMFUserItem& user : userItems)
-        if (outside(user.position)) say(place("the user item " + user.name, user.position));
-    for (long id = FirstComponent; id <= LastComponent; ++id) {
-        const long count = std::min(long(channels[id]), MaxChannels);
-        for (long channel = 1; channel <= count; ++channel) {
-            const std::string name =
-                "channel " + std::to_string(channel) + " of " + ComponentName(id);
-            const std::vector<long> at = isFrequencyDomain
-                                             ? std::vector<long>{InPhasePosition(channel, id),
-                                                                 QuadraturePosition(channel, id)}
-                                             : std::vector<long>{ChannelPosition(channel, id)};
-            const auto missing = std::find(at.begin(), at.end(), 0L);
-            const auto beyond = std::find_if(at.begin(), at.end(), outside);
-            if (missing != at.end())
-                say("The channel table has no position for " + name + ".");
-            else if (beyond != at.end())
-                say(place(name, *beyond));
-            if (missing != at.end() || beyond != at.end()) break;
-        }
-    }
+        say(PositionProblem("the user item " + user.name, user.position));
+    for (long id = FirstComponent; id <= LastComponent; ++id) say(ChannelProblem(id, channels[id]));
     return problems;
 }

@@ -164,4 +164,8 @@ class xEMFDesc {
     long* Field(Item item);
     const long* Field(Item item) const;
     bool SameMapsAs(const xEMFDesc& other) const;
+    // Why a position does not fit the record ("" when it does).
+    std::string PositionProblem(const std::string& what, long position) const;
+    // The first of a component's channels without a place in the record, said.
+    std::string ChannelProblem(long id, long channels) const;
 };
