@@ -151,6 +151,29 @@ bool ReadMatrixForm(xAotReader& in, FloatMatrix& matrix) {
     return true;
 }
 
+std::string Span(long low, long high) {
+    return std::to_string(low) + ".." + std::to_string(high);
+}
+
+// A component's parts must agree before a fit indexes them: amplitudes of
+// every tau (rows from 1) at every window (columns from 1), and a primary
+// field of every window or none.
+bool ShapesAgree(xAotReader& in, const FloatArray& taus, const FloatMatrix& windows,
+                 const FloatMatrix& amplitudes, const FloatArray& primary) {
+    const long n = windows.Cols();
+    const std::string expected = "amplitudes " + Span(1, taus.Length()) + " x " + Span(1, n) +
+                                 " (the taus by the windows) and a primary field of " + Span(1, n) +
+                                 " or none";
+    const bool agree = windows.ColLow() == 1 && amplitudes.RowLow() == 1 &&
+                       amplitudes.Rows() == taus.Length() && amplitudes.ColLow() == 1 &&
+                       amplitudes.Cols() == n &&
+                       (primary.Length() == 0 || (primary.Low() == 1 && primary.Length() == n));
+    if (agree) return true;
+    return in.Fail(expected, Span(amplitudes.RowLow(), amplitudes.RowHigh()) + " x " +
+                                 Span(amplitudes.ColLow(), amplitudes.ColHigh()) + " and " +
+                                 Span(primary.Low(), primary.High()));
+}
+
 void WriteMatrixForm(std::ostream& out, const FloatMatrix& matrix) {
     out << std::setw(10) << matrix.RowLow() << std::setw(10) << matrix.RowHigh() << std::setw(10)
         << matrix.ColLow() << std::setw(10) << matrix.ColHigh() << '\n';
@@ -363,7 +386,8 @@ int xAofTau::ReadWholeSystem(xAotReader& in, bool freeLineFirst) {
                     ReadMatrixForm(in, windows) && in.Skip(Quoted(kTausTitle)) &&
                     ReadArrayForm(in, taus_) && in.Skip(Quoted(kAmplitudesTitle)) &&
                     ReadMatrixForm(in, amplitudes) && in.Skip(Quoted(kPrimaryTitle)) &&
-                    ReadArrayForm(in, primary);
+                    ReadArrayForm(in, primary) &&
+                    ShapesAgree(in, taus_, windows, amplitudes, primary);
     if (!ok) return 0;
     for (long id = FirstComponent; id <= LastComponent; ++id) {
         SetWindows(id, windows);
@@ -382,7 +406,8 @@ int xAofTau::ReadComponents(xAotReader& in) {
         FloatArray primary;
         const bool ok = in.Skip(Quoted(kWindowsTitle)) && ReadMatrixForm(in, windows) &&
                         in.Skip(Quoted(kAmplitudesTitle)) && ReadMatrixForm(in, amplitudes) &&
-                        in.Skip(Quoted(kPrimaryTitle)) && ReadArrayForm(in, primary);
+                        in.Skip(Quoted(kPrimaryTitle)) && ReadArrayForm(in, primary) &&
+                        ShapesAgree(in, taus_, windows, amplitudes, primary);
         if (!ok) {
             // Half a basis would fit the records to the wrong functions.
             windows_.clear();
