@@ -156,22 +156,21 @@ std::string Span(long low, long high) {
 }
 
 // A component's parts must agree before a fit indexes them: amplitudes of
-// every tau (rows from 1) at every window (columns from 1), and a primary
-// field of every window or none.
-bool ShapesAgree(xAotReader& in, const FloatArray& taus, const FloatMatrix& windows,
-                 const FloatMatrix& amplitudes, const FloatArray& primary) {
-    const long n = windows.Cols();
-    const std::string expected = "amplitudes " + Span(1, taus.Length()) + " x " + Span(1, n) +
-                                 " (the taus by the windows) and a primary field of " + Span(1, n) +
-                                 " or none";
-    const bool agree = windows.ColLow() == 1 && amplitudes.RowLow() == 1 &&
-                       amplitudes.Rows() == taus.Length() && amplitudes.ColLow() == 1 &&
-                       amplitudes.Cols() == n &&
-                       (primary.Length() == 0 || (primary.Low() == 1 && primary.Length() == n));
+// every tau (rows from 1) at one or more channels (columns from 1), and a
+// primary field from 1 of no more values than channels (a frequency system
+// has one a frequency).
+bool ShapesAgree(xAotReader& in, const FloatArray& taus, const FloatMatrix& amplitudes,
+                 const FloatArray& primary) {
+    const long n = std::max(amplitudes.Cols(), 1L);
+    const bool agree = amplitudes.RowLow() == 1 && amplitudes.Rows() == taus.Length() &&
+                       amplitudes.ColLow() == 1 && amplitudes.Cols() >= 1 &&
+                       (primary.Length() == 0 || (primary.Low() == 1 && primary.Length() <= n));
     if (agree) return true;
-    return in.Fail(expected, Span(amplitudes.RowLow(), amplitudes.RowHigh()) + " x " +
-                                 Span(amplitudes.ColLow(), amplitudes.ColHigh()) + " and " +
-                                 Span(primary.Low(), primary.High()));
+    return in.Fail("amplitudes " + Span(1, taus.Length()) + " x " + Span(1, n) +
+                       " (the taus by the channels) and a primary field within " + Span(1, n),
+                   Span(amplitudes.RowLow(), amplitudes.RowHigh()) + " x " +
+                       Span(amplitudes.ColLow(), amplitudes.ColHigh()) + " and " +
+                       Span(primary.Low(), primary.High()));
 }
 
 void WriteMatrixForm(std::ostream& out, const FloatMatrix& matrix) {
@@ -386,8 +385,7 @@ int xAofTau::ReadWholeSystem(xAotReader& in, bool freeLineFirst) {
                     ReadMatrixForm(in, windows) && in.Skip(Quoted(kTausTitle)) &&
                     ReadArrayForm(in, taus_) && in.Skip(Quoted(kAmplitudesTitle)) &&
                     ReadMatrixForm(in, amplitudes) && in.Skip(Quoted(kPrimaryTitle)) &&
-                    ReadArrayForm(in, primary) &&
-                    ShapesAgree(in, taus_, windows, amplitudes, primary);
+                    ReadArrayForm(in, primary) && ShapesAgree(in, taus_, amplitudes, primary);
     if (!ok) return 0;
     for (long id = FirstComponent; id <= LastComponent; ++id) {
         SetWindows(id, windows);
@@ -407,7 +405,7 @@ int xAofTau::ReadComponents(xAotReader& in) {
         const bool ok = in.Skip(Quoted(kWindowsTitle)) && ReadMatrixForm(in, windows) &&
                         in.Skip(Quoted(kAmplitudesTitle)) && ReadMatrixForm(in, amplitudes) &&
                         in.Skip(Quoted(kPrimaryTitle)) && ReadArrayForm(in, primary) &&
-                        ShapesAgree(in, taus_, windows, amplitudes, primary);
+                        ShapesAgree(in, taus_, amplitudes, primary);
         if (!ok) {
             // Half a basis would fit the records to the wrong functions.
             windows_.clear();
