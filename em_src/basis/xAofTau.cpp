@@ -161,13 +161,13 @@ std::string Span(long low, long high) {
 // has one a frequency).
 bool ShapesAgree(xAotReader& in, const FloatArray& taus, const FloatMatrix& amplitudes,
                  const FloatArray& primary) {
-    const long n = std::max(amplitudes.Cols(), 1L);
-    const bool agree = amplitudes.RowLow() == 1 && amplitudes.Rows() == taus.Length() &&
-                       amplitudes.ColLow() == 1 && amplitudes.Cols() >= 1 &&
-                       (primary.Length() == 0 || (primary.Low() == 1 && primary.Length() <= n));
+    const bool agree =
+        amplitudes.RowLow() == 1 && amplitudes.Rows() == taus.Length() &&
+        amplitudes.ColLow() == 1 && amplitudes.Cols() >= 1 &&
+        (primary.Length() == 0 || (primary.Low() == 1 && primary.Length() <= amplitudes.Cols()));
     if (agree) return true;
-    return in.Fail("amplitudes " + Span(1, taus.Length()) + " x " + Span(1, n) +
-                       " (the taus by the channels) and a primary field within " + Span(1, n),
+    return in.Fail("amplitudes " + Span(1, taus.Length()) +
+                       " x 1..n (the taus by one or more channels) and a primary field within 1..n",
                    Span(amplitudes.RowLow(), amplitudes.RowHigh()) + " x " +
                        Span(amplitudes.ColLow(), amplitudes.ColHigh()) + " and " +
                        Span(primary.Low(), primary.High()));

@@ -243,12 +243,12 @@ TEST_F(AofTauTest, UnknownComponentEndsTheListAndShortTextEmptiesIt) {
         // index past them. Amplitudes of no window once crashed the deconvolution.
         {head + "1 1\n1e-5\n" + window + "Amplitude Coefficients\n1 1 1 0\n\n" +
              "Primary Field Coefficients\n1 1\n2\n",
-         "B.AOT:18: expected amplitudes 1..1 x 1..1 (the taus by the channels) and a primary "
-         "field within 1..1, found \"1..1 x 1..0 and 1..1\""},
+         "B.AOT:18: expected amplitudes 1..1 x 1..n (the taus by one or more channels) and a "
+         "primary field within 1..n, found \"1..1 x 1..0 and 1..1\""},
         {head + "1 1\n1e-5\n" + window + "Amplitude Coefficients\n1 1 1 1\n7\n" +
              "Primary Field Coefficients\n0 1\n2 3\n",
-         "B.AOT:18: expected amplitudes 1..1 x 1..1 (the taus by the channels) and a primary "
-         "field within 1..1, found \"1..1 x 1..1 and 0..1\""},
+         "B.AOT:18: expected amplitudes 1..1 x 1..n (the taus by one or more channels) and a "
+         "primary field within 1..n, found \"1..1 x 1..1 and 0..1\""},
     };
     for (const auto& [text, where] : broken) {
         xAofTau garbage("B.AOT");
