@@ -28,6 +28,8 @@ const char* const kPrimaryTitle = "Primary Field Coefficients (sampl. windows --
 
 // A damaged bounds line must not ask for gigabytes before the values run out.
 constexpr long kMaxValues = 50'000'000;
+// What one row of a matrix costs, in values, whatever its columns.
+constexpr long kRowCost = 16;
 
 std::string Quoted(const std::string& text) {
     return "\"" + text + "\"";
@@ -145,6 +147,10 @@ bool ReadMatrixForm(xAotReader& in, FloatMatrix& matrix) {
     if (rows > kMaxValues || cols > kMaxValues || rows * cols > kMaxValues)
         return TooMany(in,
                        rows > kMaxValues || cols > kMaxValues ? std::max(rows, cols) : rows * cols);
+    // Each row costs its own array, values or not.
+    if (rows > kMaxValues / kRowCost)
+        return in.Fail("at most " + std::to_string(kMaxValues / kRowCost) + " rows",
+                       std::to_string(rows) + " rows");
     matrix.Resize(bounds[0], bounds[1], bounds[2], bounds[3]);
     for (long r = 0; r < rows; ++r)
         if (!ReadValues(in, cols, matrix.Data() + r * cols)) return false;

@@ -234,6 +234,9 @@ TEST_F(AofTauTest, UnknownComponentEndsTheListAndShortTextEmptiesIt) {
         {head + "-40000000 40000000\n",
          "B.AOT:6: expected bounds of at most 50000000 values, found \"80000001 values\""},
         {head + "1\n", "B.AOT:6: expected 2 bounds, found \"1\""},
+        // Forty million rows of no value once took more than 2 GB.
+        {head + "1 0\n\nTxRz\nSampling windows\n1 40000000 1 0\n",
+         "B.AOT:10: expected at most 3125000 rows, found \"40000000 rows\""},
         {head + "1 0\n\nTxRz\nSampling windows\n0 1 99999999999 1\n",
          "B.AOT:10: expected 4 bounds from -50000000 to 50000000, found \"0 1 99999999999 1\""},
         {"",
