@@ -28,6 +28,8 @@ const char* const kPrimaryTitle = "Primary Field Coefficients (sampl. windows --
 
 // A damaged bounds line must not ask for gigabytes before the values run out.
 constexpr long kMaxValues = 50'000'000;
+// What one row of a matrix costs, in values, whatever its columns.
+constexpr long kRowCost = 16;
 
 std::string Quoted(const std::string& text) {
     return "\"" + text + "\"";
@@ -145,10 +147,36 @@ bool ReadMatrixForm(xAotReader& in, FloatMatrix& matrix) {
     if (rows > kMaxValues || cols > kMaxValues || rows * cols > kMaxValues)
         return TooMany(in,
                        rows > kMaxValues || cols > kMaxValues ? std::max(rows, cols) : rows * cols);
+    // Each row costs its own array, values or not.
+    if (rows > kMaxValues / kRowCost)
+        return in.Fail("at most " + std::to_string(kMaxValues / kRowCost) + " rows",
+                       std::to_string(rows) + " rows");
     matrix.Resize(bounds[0], bounds[1], bounds[2], bounds[3]);
     for (long r = 0; r < rows; ++r)
         if (!ReadValues(in, cols, matrix.Data() + r * cols)) return false;
     return true;
+}
+
+std::string Span(long low, long high) {
+    return std::to_string(low) + ".." + std::to_string(high);
+}
+
+// A component's parts must agree before a fit indexes them: amplitudes of
+// every tau (rows from 1) at one or more channels (columns from 1), and a
+// primary field from 1 of no more values than channels (a frequency system
+// has one a frequency).
+bool ShapesAgree(xAotReader& in, const FloatArray& taus, const FloatMatrix& amplitudes,
+                 const FloatArray& primary) {
+    const bool agree =
+        amplitudes.RowLow() == 1 && amplitudes.Rows() == taus.Length() &&
+        amplitudes.ColLow() == 1 && amplitudes.Cols() >= 1 &&
+        (primary.Length() == 0 || (primary.Low() == 1 && primary.Length() <= amplitudes.Cols()));
+    if (agree) return true;
+    return in.Fail("amplitudes " + Span(1, taus.Length()) +
+                       " x 1..n (the taus by one or more channels) and a primary field within 1..n",
+                   Span(amplitudes.RowLow(), amplitudes.RowHigh()) + " x " +
+                       Span(amplitudes.ColLow(), amplitudes.ColHigh()) + " and " +
+                       Span(primary.Low(), primary.High()));
 }
 
 void WriteMatrixForm(std::ostream& out, const FloatMatrix& matrix) {
@@ -363,7 +391,7 @@ int xAofTau::ReadWholeSystem(xAotReader& in, bool freeLineFirst) {
                     ReadMatrixForm(in, windows) && in.Skip(Quoted(kTausTitle)) &&
                     ReadArrayForm(in, taus_) && in.Skip(Quoted(kAmplitudesTitle)) &&
                     ReadMatrixForm(in, amplitudes) && in.Skip(Quoted(kPrimaryTitle)) &&
-                    ReadArrayForm(in, primary);
+                    ReadArrayForm(in, primary) && ShapesAgree(in, taus_, amplitudes, primary);
     if (!ok) return 0;
     for (long id = FirstComponent; id <= LastComponent; ++id) {
         SetWindows(id, windows);
@@ -382,7 +410,8 @@ int xAofTau::ReadComponents(xAotReader& in) {
         FloatArray primary;
         const bool ok = in.Skip(Quoted(kWindowsTitle)) && ReadMatrixForm(in, windows) &&
                         in.Skip(Quoted(kAmplitudesTitle)) && ReadMatrixForm(in, amplitudes) &&
-                        in.Skip(Quoted(kPrimaryTitle)) && ReadArrayForm(in, primary);
+                        in.Skip(Quoted(kPrimaryTitle)) && ReadArrayForm(in, primary) &&
+                        ShapesAgree(in, taus_, amplitudes, primary);
         if (!ok) {
             // Half a basis would fit the records to the wrong functions.
             windows_.clear();

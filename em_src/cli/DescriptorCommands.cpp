@@ -218,7 +218,7 @@ int DescriptorCheck(const fs::path& file, std::ostream& out) {
             ++problems;
         }
     }
-    for (const auto& check : descriptor.formatDesc.Validate()) {
+    for (const auto& check : descriptor.CheckRecordFormat()) {
         if (check.isQuestion) {
             Platform().Warning(check.text);
         } else {

@@ -377,3 +377,14 @@ double xEMDesc::PrimaryFractionFactor(long id, std::string& why) const {
     }
     return PrimarySign(c.wave.rxPrimary) * unit.Factor() / (moment * primary * peak);
 }
+
+std::vector<xEMFCheck> xEMDesc::CheckRecordFormat() const {
+    std::vector<xEMFCheck> checks = formatDesc.Validate();
+    xTRClasf channels;
+    channels[109] = 0;
+    for (const auto& [id, component] : components_)
+        channels[id] = std::int32_t(component.wave.GetChannels(IsFrequencyDomain()));
+    for (std::string& text : formatDesc.RecordProblems(channels))
+        checks.push_back({std::move(text), false});
+    return checks;
+}

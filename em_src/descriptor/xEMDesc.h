@@ -50,6 +50,10 @@ class xEMDesc : public xSharedDescriptor {
     // Channels per component, doubled in frequency domain (in-phase and
     // quadrature); GetNumberOfChannels does not double.
     xTRClasf GetClassification() const;
+    // The record format's checks: the card's, then those against this
+    // descriptor's channels. `descriptor check` shows them all and the
+    // converter refuses the descriptor on any that is not a question.
+    std::vector<xEMFCheck> CheckRecordFormat() const;
     long GetNumberOfChannels(long id);
     long MaxChannelsExcept(long id) const;
     const xEMWDesc* Wave(long id);

@@ -446,7 +446,7 @@ std::vector<xEMFCheck> xEMFDesc::Validate() const {
     if (commentLines < 0) add("Negative number of comment lines in file header specified.", false);
     if (commentLines > 30)
         add("Are you sure the data file headers contain more than 30 comment lines?", true);
-    if (itemsPerRecord < 8)
+    if (itemsPerRecord < MinItemsPerRecord)
         add("The data record has to contain at least eight items comprising Flight number, Line "
             "number, FID, x, y, altitude and two data channels.",
             false);
@@ -457,4 +457,50 @@ std::vector<xEMFCheck> xEMFDesc::Validate() const {
         if (!problem.empty()) add(problem, false);
     }
     return checks;
+}
+
+std::string xEMFDesc::PositionProblem(const std::string& what, long position) const {
+    if (position >= 0 && position <= itemsPerRecord) return "";
+    return "The position of " + what + " (" + std::to_string(position) +
+           ") lies outside the record of " + std::to_string(itemsPerRecord) + " items.";
+}
+
+std::string xEMFDesc::ChannelProblem(long id, long channels) const {
+    for (long channel = 1; channel <= std::min(channels, MaxChannels); ++channel) {
+        const std::string name = "channel " + std::to_string(channel) + " of " + ComponentName(id);
+        const std::vector<long> at =
+            isFrequencyDomain
+                ? std::vector<long>{InPhasePosition(channel, id), QuadraturePosition(channel, id)}
+                : std::vector<long>{ChannelPosition(channel, id)};
+        if (std::count(at.begin(), at.end(), 0L) > 0)
+            return "The channel table has no position for " + name + ".";
+        for (long position : at) {
+            std::string problem = PositionProblem(name, position);
+            if (!problem.empty()) return problem;
+        }
+    }
+    return "";
+}
+
+std::vector<std::string> xEMFDesc::RecordProblems(const xTRClasf& channels) const {
+    std::vector<std::string> problems;
+    const auto say = [&problems](std::string text) {
+        if (!text.empty()) problems.push_back(std::move(text));
+    };
+    if (geosoftFormat != 0 && geosoftFormat != 1)
+        say("The Geosoft format flag must be 0 or 1, not " + std::to_string(geosoftFormat) + ".");
+    if (commentLines > MaxCommentLines)
+        say("A data file cannot begin with more than " + std::to_string(MaxCommentLines) +
+            " comment lines, not " + std::to_string(commentLines) + ".");
+    if (itemsPerRecord > MaxItemsPerRecord)
+        say("A data record cannot hold more than " + std::to_string(MaxItemsPerRecord) +
+            " items, not " + std::to_string(itemsPerRecord) + ".");
+    // Positions are held to a record of a sensible length only.
+    if (itemsPerRecord < MinItemsPerRecord || itemsPerRecord > MaxItemsPerRecord) return problems;
+    for (int i = 0; i < NumberOfItems; ++i)
+        say(PositionProblem(std::string("the item ") + ItemName(Item(i)), Position(Item(i))));
+    for (const xEMFUserItem& user : userItems)
+        say(PositionProblem("the user item " + user.name, user.position));
+    for (long id = FirstComponent; id <= LastComponent; ++id) say(ChannelProblem(id, channels[id]));
+    return problems;
 }

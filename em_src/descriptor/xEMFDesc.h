@@ -35,6 +35,10 @@ class xEMFDesc {
     static constexpr long MaxChannels = 10000;
     static constexpr std::size_t MaxUserItems = 10000;
     static constexpr std::size_t MaxItemNameLength = 20;
+    // Beyond these a record or a file head is a damaged number, not a survey.
+    static constexpr long MinItemsPerRecord = 8;
+    static constexpr long MaxItemsPerRecord = 100000;
+    static constexpr long MaxCommentLines = 10000;
 
     // Ends the channel tables and the item list in the file, and separates the
     // named items from the user ones on the card.
@@ -122,6 +126,10 @@ class xEMFDesc {
     std::string ItemNameProblem(const std::string& name, std::size_t self = std::size_t(-1)) const;
     // The card's checks at Parse or OK, each message once, in the card's order.
     std::vector<xEMFCheck> Validate() const;
+    // What no converter can read records by, beyond the card's checks: a flag,
+    // count or position that does not fit the record, or a component whose
+    // channels (per component, not doubled in frequency domain) lack a position.
+    std::vector<std::string> RecordProblems(const xTRClasf& channels) const;
 
     std::string title = "DATA FORMAT";
     short geosoftFormat = 0;
@@ -156,4 +164,8 @@ class xEMFDesc {
     long* Field(Item item);
     const long* Field(Item item) const;
     bool SameMapsAs(const xEMFDesc& other) const;
+    // Why a position does not fit the record ("" when it does).
+    std::string PositionProblem(const std::string& what, long position) const;
+    // The first of a component's channels without a place in the record, said.
+    std::string ChannelProblem(long id, long channels) const;
 };

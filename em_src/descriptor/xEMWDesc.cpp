@@ -1,5 +1,7 @@
 #include "xEMWDesc.h"
 
+#include <sstream>
+
 namespace {
 
 // More channels than this is a broken count, not a system.
@@ -135,5 +137,15 @@ std::vector<std::string> xEMWDesc::Validate(const xEMSDesc& header) const {
     // The receiver waveform is the one the basis convolves with.
     if (windows.Rows() == 0 || rxPrimary.samples.Rows() == 0)
         refusals.push_back("Undefined waveform or windows.");
+    // A window that ends after the half period samples the next pulse.
+    for (long r = 0; r < windows.Rows(); ++r) {
+        if (Cell(windows, r, 1) > header.nominalHalfPeriod) {
+            std::ostringstream text;
+            text << "Window " << r + 1 << " ends at " << Cell(windows, r, 1)
+                 << ", past the half period of " << header.nominalHalfPeriod << ".";
+            refusals.push_back(text.str());
+            break;
+        }
+    }
     return refusals;
 }

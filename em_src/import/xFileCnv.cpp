@@ -60,6 +60,7 @@ void xFileCnv::Execute(int) {
         if (!NothingToConvert()) SetOutcome(Outcome::Failed);
         return;
     }
+    if (!RecordFormatUsable(*descriptor)) return SetOutcome(Outcome::Failed);
     SetRunState(Executing);
     const xProjectContext& project = Project();
     xMData bin;
@@ -107,6 +108,16 @@ void xFileCnv::Execute(int) {
     }
     Project().latestCreatedFile = bin.FileName();
     AfterConversion();
+}
+
+bool xFileCnv::RecordFormatUsable(const xEMDesc& descriptor) {
+    bool usable = true;
+    for (const xEMFCheck& check : descriptor.CheckRecordFormat()) {
+        if (check.isQuestion) continue;
+        Platform().Error(check.text);
+        usable = false;
+    }
+    return usable;
 }
 
 void xFileCnv::AfterConversion() {

@@ -10,6 +10,7 @@
 #include "xObject.h"
 
 class xCnvParams;
+class xEMDesc;
 
 class xFileCnv : public xObject {
   public:
@@ -31,5 +32,7 @@ class xFileCnv : public xObject {
     xCnvParams& Parameters() const;
     // False when there is no BIN either: the process could not run.
     bool NothingToConvert();
+    // Posts every refusal of the descriptor's record format; true when none.
+    static bool RecordFormatUsable(const xEMDesc& descriptor);
     void AfterConversion();
 };

@@ -226,6 +226,7 @@ TEST_F(AofTauTest, UnknownComponentEndsTheListAndShortTextEmptiesIt) {
 
     // The reader says nothing itself; it keeps where it stopped for its caller.
     const std::string head = "Version-3\nS.DSC\nd\nExponent\nTaus [sec]\n";
+    const std::string window = "TxRz\nSampling windows\n0 1 1 1\n0.5\n1.5\n";
     const std::pair<std::string, std::string> broken[] = {
         {head + "1 2\n1e-5 x\n", "B.AOT:7: expected numbers, found \"1e-5 x\""},
         {head + "1 2\n1e-5 1e39\n",
@@ -233,11 +234,24 @@ TEST_F(AofTauTest, UnknownComponentEndsTheListAndShortTextEmptiesIt) {
         {head + "-40000000 40000000\n",
          "B.AOT:6: expected bounds of at most 50000000 values, found \"80000001 values\""},
         {head + "1\n", "B.AOT:6: expected 2 bounds, found \"1\""},
+        // Forty million rows of no value once took more than 2 GB.
+        {head + "1 0\n\nTxRz\nSampling windows\n1 40000000 1 0\n",
+         "B.AOT:10: expected at most 3125000 rows, found \"40000000 rows\""},
         {head + "1 0\n\nTxRz\nSampling windows\n0 1 99999999999 1\n",
          "B.AOT:10: expected 4 bounds from -50000000 to 50000000, found \"0 1 99999999999 1\""},
         {"",
          "B.AOT:1: expected the version line or the sampling windows, found the end of the "
          "file"},
+        // Parts that do not agree, found at the component's end: a fit would
+        // index past them. Amplitudes of no window once crashed the deconvolution.
+        {head + "1 1\n1e-5\n" + window + "Amplitude Coefficients\n1 1 1 0\n\n" +
+             "Primary Field Coefficients\n1 1\n2\n",
+         "B.AOT:18: expected amplitudes 1..1 x 1..n (the taus by one or more channels) and a "
+         "primary field within 1..n, found \"1..1 x 1..0 and 1..1\""},
+        {head + "1 1\n1e-5\n" + window + "Amplitude Coefficients\n1 1 1 1\n7\n" +
+             "Primary Field Coefficients\n0 1\n2 3\n",
+         "B.AOT:18: expected amplitudes 1..1 x 1..n (the taus by one or more channels) and a "
+         "primary field within 1..n, found \"1..1 x 1..1 and 0..1\""},
     };
     for (const auto& [text, where] : broken) {
         xAofTau garbage("B.AOT");

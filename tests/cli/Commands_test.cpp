@@ -251,3 +251,24 @@ TEST(TovarnProgram, DescriptorsOfDeliveredSurveys) {
               std::string::npos)
         << output;
 }
+
+// Every bundled descriptor passes the checks; GEOTEM's with its record cut short
+// has channels past the end, and the check says which.
+TEST_F(CommandsTest, DescriptorCheckHoldsPositionsToTheRecord) {
+    std::string output;
+    for (const auto& entry :
+         fs::recursive_directory_iterator(fs::path(TOVARN_SOURCE_DIR) / "examples")) {
+        if (entry.path().extension() == ".DSC")
+            EXPECT_EQ(RunTovarn("descriptor check " + entry.path().string(), output), 0) << output;
+    }
+    std::string text = Slurp(fs::path(TOVARN_SOURCE_DIR) / "examples/geotem-gsq823/GEOTEM.DSC");
+    const std::string items = "Number of items in each data record\n    55\n";
+    ASSERT_NE(text.find(items), std::string::npos);
+    text.replace(text.find(items), items.size(), "Number of items in each data record\n    40\n");
+    const fs::path cut = Put("CUT.DSC", text);
+    EXPECT_EQ(RunTovarn("descriptor check " + cut.string(), output), 1);
+    EXPECT_EQ(output,
+              "error: The position of channel 2 of TzRz (41) lies outside the record of 40 "
+              "items.\n" +
+                  cut.string() + ": 1 problem(s)\n");
+}

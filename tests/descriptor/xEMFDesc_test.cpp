@@ -288,6 +288,67 @@ TEST(xEMFDesc, ValidationWords) {
     EXPECT_TRUE(TextsOf(format.Validate(), false).empty());
 }
 
+// Everything a converter reads by must lie in the record, and every channel of
+// a component must have its place.
+TEST(xEMFDesc, RecordProblems) {
+    xEMFDesc format;
+    format.itemsPerRecord = 12;
+    for (int i = 0; i < 6; ++i) format.SetPosition(xEMFDesc::Item(i), i + 1);
+    format.SetChannels(2);
+    format.channelMap[1][109] = 9.0f;
+    format.channelMap[2][109] = 12.0f;
+    xTRClasf channels;
+    channels[109] = 2;
+    EXPECT_TRUE(format.RecordProblems(channels).empty());
+
+    format.geosoftFormat = 2;
+    format.commentLines = 10001;
+    format.posFid = 13;
+    format.userItems = {{"z(ASL)", 0}, {"gps", -1}};
+    format.channelMap[2][109] = 14.0f;
+    EXPECT_EQ(format.RecordProblems(channels),
+              (std::vector<std::string>{
+                  "The Geosoft format flag must be 0 or 1, not 2.",
+                  "A data file cannot begin with more than 10000 comment lines, not 10001.",
+                  "The position of the item FID (13) lies outside the record of 12 items.",
+                  "The position of the user item gps (-1) lies outside the record of 12 items.",
+                  "The position of channel 2 of TzRz (14) lies outside the record of 12 items."}));
+
+    // Positions are not held to a record whose length is itself refused.
+    format = xEMFDesc{};
+    format.itemsPerRecord = 1000000000;
+    EXPECT_EQ(format.RecordProblems(channels),
+              std::vector<std::string>{
+                  "A data record cannot hold more than 100000 items, not 1000000000."});
+}
+
+TEST(xEMFDesc, ChannelTablesShorterThanTheChannels) {
+    xEMFDesc format;
+    format.itemsPerRecord = 20;
+    format.SetChannels(2);
+    format.channelMap[1][107] = 8.0f;
+    format.channelMap[2][107] = 9.0f;
+    format.channelMap[1][109] = 10.0f;
+    xTRClasf channels;
+    channels[107] = 2;
+    channels[109] = 2;
+    EXPECT_EQ(format.RecordProblems(channels),
+              std::vector<std::string>{"The channel table has no position for channel 2 of TzRz."});
+    channels[109] = 1;
+    channels[107] = 3;  // beyond the table's rows
+    EXPECT_EQ(format.RecordProblems(channels),
+              std::vector<std::string>{"The channel table has no position for channel 3 of TzRx."});
+
+    // In the frequency domain a channel needs both its in-phase and its quadrature.
+    format.isFrequencyDomain = 1;
+    channels[107] = 0;
+    format.inPhaseMap[1][109] = 11.0f;
+    EXPECT_EQ(format.RecordProblems(channels),
+              std::vector<std::string>{"The channel table has no position for channel 1 of TzRz."});
+    format.quadratureMap[1][109] = 12.0f;
+    EXPECT_TRUE(format.RecordProblems(channels).empty());
+}
+
 TEST(xEMFDesc, UserItemNames) {
     xEMFDesc format;
     format.itemsPerRecord = 20;

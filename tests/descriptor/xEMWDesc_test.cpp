@@ -368,6 +368,13 @@ TEST(EMWDesc, ValidationWords) {
     wave.rxPrimary.source = "calibrated";
     wave.rxPrimary.samples = FloatMatrix(2, 3);
     EXPECT_TRUE(wave.Validate(header).empty());
+    // A window may end at the half period, not after it; the first past it is named.
+    wave.windows = FloatMatrix(0, 2, 0, 1);
+    wave.windows[0][1] = 0.5f;
+    wave.windows[1][1] = 1.0f;
+    wave.windows[2][1] = 1.25f;
+    EXPECT_EQ(wave.Validate(header),
+              std::vector<std::string>{"Window 3 ends at 1.25, past the half period of 1."});
 
     header.realHalfPeriod = 0.0f;
     header.nominalHalfPeriod = -1.0f;

@@ -1,5 +1,6 @@
 // Feeds arbitrary text to the basis file reader. A read that stops short must
-// say where; a basis that reads must write a text that reads back.
+// say where; a basis that reads must write a text that reads back, and must
+// stand each scaling the deconvolution applies before it fits.
 
 #include <cstdint>
 #include <sstream>
@@ -24,5 +25,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         fuzz::Fail("AotFuzz", "a basis that does not read back", platform);
     if (again.Components() != basis.Components())
         fuzz::Fail("AotFuzz", "components lost on the way back", platform);
+    for (int mode = xNormalizedAofTau::ByGlobalMax; mode <= xNormalizedAofTau::ByPrimaryField;
+         ++mode) {
+        xNormalizedAofTau scaled;
+        scaled.CopyFrom(basis);
+        scaled.NormalizeBasisFunctions(mode);
+        for (long id : scaled.Components()) (void)scaled.PrimaryFactor(id);
+    }
     return 0;
 }

@@ -65,3 +65,22 @@ TEST_F(FileCnvTest, WithoutFilesItSaysWhatThereIs) {
                               "There were no ASCII files selected, but there is binary file "
                               "created before. Do you want to draw this file?"));
 }
+
+// A record format that fails its checks is refused before anything is read or
+// written: a negative item count once made the import spin for ever, a huge one
+// took gigabytes.
+TEST_F(FileCnvTest, RefusesARecordFormatThatFailsItsChecks) {
+    Put("a.asc", "10 100 0 0 5 50 x 1 2 4\n");
+    for (long items : {-55L, 1000000000L}) {
+        xEMDesc broken = SmallSystem();
+        broken.formatDesc.itemsPerRecord = items;
+        ASSERT_TRUE(broken.Write(dir_ / "SMALL.DSC"));
+        xObject::ForceCloseDescriptor();
+        platform_.messages.clear();
+        Run({"a.asc"});
+        EXPECT_FALSE(fs::exists(dir_ / "T.BIN"));
+        EXPECT_EQ(platform_.Texts("error").size(), 1u) << items;
+    }
+    EXPECT_TRUE(platform_.Saw("error",
+                              "A data record cannot hold more than 100000 items, not 1000000000."));
+}

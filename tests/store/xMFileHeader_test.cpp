@@ -203,6 +203,10 @@ TEST_F(xMFileHeaderTest, BrokenSurveyFilesSayWhere) {
 TEST_F(xMFileHeaderTest, BrokenAmplitudeFilesSayWhere) {
     Check(
         {
+            // (2896 - 1112) / 8 items at most; a user item count of 100000 once
+            // led the CDI past the end of its record.
+            {"U.AMP", 28, 100000, kHeader,
+             "U.AMP: byte 28: expected a user item count from 0 to 223, found \"100000\""},
             {"T.AMP", 1404, 3, kAmp,
              "T.AMP: byte 1400: expected 3 taus (the 7 channels of TxRx), found \"4\""},
             {"M.AMP", 1440 + 4, 1 << 20, kAmp,
