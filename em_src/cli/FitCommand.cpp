@@ -94,6 +94,11 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
     amp.InitFromData(bin, basis.Taus(), basis.Approximation());
     xFitFactory engine(descriptor);
     engine.Configure(xFitTau::Settings(params), basis, Platform());
+    const std::string problem = xFitTau::FitterProblem(engine, params.algorithm, basis, bin);
+    if (!problem.empty()) {
+        Platform().Error(problem);
+        return kFailed;
+    }
     engine.SetLayouts(bin, amp);
     const FloatArray binRecord = line.Row(recordNumber - 1);
     const xRecordLayout layout(bin);
@@ -102,9 +107,7 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
         << ", normalization " << params.normalization << "\n";
     const std::vector<xComponentFit> fits = engine.FitAlone(binRecord.Data());
     for (const xComponentFit& fit : fits) ShowComponent(fit, amp.Taus(), out);
-    if (fits.empty())
-        Platform().Error("No component of the survey has a fitter: check 703.Algorithm.");
-    return fits.empty() ? kFailed : kSuccess;
+    return kSuccess;
 }
 
 void AddFitCommand(CLI::App& app, CommandTable& table) {

@@ -68,6 +68,23 @@ void xFitFactory::Configure(const xFitSettings& settings, const xAofTau& basis,
     CreateFitters();
 }
 
+std::string xFitFactory::BasisMismatch(const xMData& bin) const {
+    const xRecordLayout layout(bin);
+    for (const auto& [id, fitter] : fitters_) {
+        const long windows = fitter->Channels();
+        const long channels = layout.ChannelCount(id);
+        if (channels != windows)
+            return "the basis has " + std::to_string(windows) + " windows of " + ComponentName(id) +
+                   ", the survey file " + std::to_string(channels) + " channels";
+        const FloatArray* primary = basis_.Primary(id);
+        if (settings_.primaryFit && primary && primary->Length() < windows)
+            return "the basis has a primary field of " + std::to_string(primary->Length()) +
+                   " values for the " + std::to_string(windows) + " windows of " +
+                   ComponentName(id);
+    }
+    return {};
+}
+
 void xFitFactory::SetLayouts(const xMData& bin, const xMAmp& amp) {
     bin_ = &bin;
     amp_ = &amp;
@@ -94,8 +111,10 @@ void xFitFactory::CreateFitters() {
         const FloatMatrix* basis = basis_.Amplitudes(id);
         auto fitter = basis ? MakeFitter(settings_.algorithm, id) : nullptr;
         if (!fitter) continue;
-        if (settings_.primaryFit)
-            fitter->SetPrimary(true, settings_.primaryFraction, basis_.Primary(id));
+        // A primary field short of the windows is never read: BasisMismatch names it.
+        const FloatArray* primary = basis_.Primary(id);
+        if (settings_.primaryFit && (!primary || primary->Length() >= basis->Cols()))
+            fitter->SetPrimary(true, settings_.primaryFraction, primary);
         fitter->SetTolerance(tolerance);
         fitter->SetConditioning(smoothing_, powerRatio_, force_, minLength_);
         fitter->SetBasisAndWeights(*basis, WeightsOf(id, basis->Cols()));

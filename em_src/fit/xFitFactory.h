@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "xAofTau.h"
@@ -45,6 +46,11 @@ class xFitFactory : public xProcessState {
     void Configure(const xFitSettings& settings, const xAofTau& basis, xPlatform& messages);
     bool HasFitter(long component) const { return fitters_.count(component) > 0; }
     bool HasAnyFitter() const { return !fitters_.empty(); }
+
+    // What keeps the basis from fitting the survey file's records: a component
+    // whose windows are not its channels there, or whose primary field does not
+    // cover them when it is fitted; empty when the two agree.
+    std::string BasisMismatch(const xMData& bin) const;
 
     // The survey and amplitude files whose records the engine is handed; both
     // must outlive the run.

@@ -92,6 +92,18 @@ bool xFitTau::DeconvolveLine(xFitFactory& engine, xMData& bin, const xMLineBlock
     return finished;
 }
 
+std::string xFitTau::FitterProblem(const xFitFactory& engine, long algorithm, const xAofTau& basis,
+                                   const xMData& bin) {
+    if (!engine.HasAnyFitter())
+        return "Algorithm " + std::to_string(algorithm) +
+               " names no fitter: set 703.Algorithm to one of 128 (PLS), 2048 (SVD), 2 (L1), 16 "
+               "(positive L1) or 32 (PLS for X, SVD for Z).";
+    const std::string mismatch = engine.BasisMismatch(bin);
+    if (mismatch.empty()) return {};
+    return basis.Path().filename().string() + " does not fit " + bin.FileName() + ": " + mismatch +
+           "; run 702 (Basis Functions) again, then 703.";
+}
+
 void xFitTau::Execute(int) {
     const auto* descriptor = dynamic_cast<const xEMDesc*>(Descriptor());
     if (!descriptor) return SetOutcome(Outcome::Failed);
@@ -125,10 +137,9 @@ void xFitTau::Execute(int) {
     xFitFactory engine(*descriptor, this);
     SetEngine(&engine);
     engine.Configure(Settings(params), basis, Platform());
-    if (!engine.HasAnyFitter()) {
-        Platform().Error("Algorithm " + std::to_string(params.algorithm) +
-                         " names no fitter: set 703.Algorithm to one of 128 (PLS), 2048 (SVD), "
-                         "2 (L1), 16 (positive L1) or 32 (PLS for X, SVD for Z).");
+    const std::string problem = FitterProblem(engine, params.algorithm, basis, bin);
+    if (!problem.empty()) {
+        Platform().Error(problem);
         SetEngine(nullptr);
         SetRunState(Idle);
         amp.Delete();

@@ -12,6 +12,7 @@
 class xFitFactory;
 class xFitParams;
 class xMAmp;
+class xAofTau;
 class xMData;
 struct xMLineBlock;
 
@@ -27,6 +28,10 @@ class xFitTau : public xObject {
 
     // The engine's settings from the deconvolution parameters.
     static xFitSettings Settings(const xFitParams& params);
+    // Why a configured engine cannot fit the records of bin: no fitter for the
+    // algorithm, or a basis made for other windows; empty when it can.
+    static std::string FitterProblem(const xFitFactory& engine, long algorithm,
+                                     const xAofTau& basis, const xMData& bin);
 
   private:
     // The line's fits of its mean record, as FIT_AVERAGE rows.

@@ -15,6 +15,15 @@ namespace {
 
 constexpr long Taus = 4, Channels = 10;
 
+// A survey file layout of TzRz alone, with this many channels.
+void InitTzRzSurvey(xMData& bin, long channelCount) {
+    LongArray channels(100, 109), flags(100, 109);
+    for (long id = 100; id <= 109; ++id) channels[id] = flags[id] = 0;
+    channels[109] = channelCount;
+    flags[109] = 1;
+    bin.InitFromDescriptor(channels, flags, 0);
+}
+
 // A TzRz system of ten windows whose basis is four decays.
 struct Deconvolution {
     xEMDesc system;
@@ -52,11 +61,7 @@ struct Deconvolution {
                                         const std::vector<std::vector<long>>& missing = {}) {
         const FloatMatrix decays = fittest::DecayBasis(Taus, Channels);
         xMData bin;
-        LongArray channels(100, 109), flags(100, 109);
-        for (long id = 100; id <= 109; ++id) channels[id] = flags[id] = 0;
-        channels[109] = Channels;
-        flags[109] = 1;
-        bin.InitFromDescriptor(channels, flags, 0);
+        InitTzRzSurvey(bin, Channels);
         xMAmp amp;
         amp.InitFromData(bin, basis.Taus(), 0);
         xFitSettings settings;
@@ -153,4 +158,28 @@ TEST(FitFactory, MissingWindowsAreLeftOutOfTheirRecord) {
         }
         EXPECT_NE(run.fits[1].front().data[1], BlankValue);
     }
+}
+
+// A basis made for other windows than the survey file's channels, or whose
+// primary field is shorter than its windows when the primary is fitted, is
+// named before any record is read past its channels.
+TEST(FitFactory, ABasisOfOtherWindowsIsRefused) {
+    Deconvolution run;
+    xFitSettings settings;
+    xFitFactory engine(run.system);
+    engine.Configure(settings, run.basis, run.platform);
+    xMData bin;
+    InitTzRzSurvey(bin, Channels);
+    EXPECT_EQ(engine.BasisMismatch(bin), "");
+    xMData shorter;
+    InitTzRzSurvey(shorter, Channels - 1);
+    EXPECT_EQ(engine.BasisMismatch(shorter),
+              "the basis has 10 windows of TzRz, the survey file 9 channels");
+
+    run.basis.SetPrimary(109, FloatArray(1, 5));
+    settings.primaryFit = true;
+    xFitFactory primaryFitted(run.system);
+    primaryFitted.Configure(settings, run.basis, run.platform);
+    EXPECT_EQ(primaryFitted.BasisMismatch(bin),
+              "the basis has a primary field of 5 values for the 10 windows of TzRz");
 }
