@@ -116,7 +116,8 @@ void AddMergeCommand(CLI::App& cdi, CommandTable& table) {
         "below it, blended over 20 m in log conductivity; every other item is the high\n"
         "moment's. The low moment stops sooner where its section runs out into one value\n"
         "or first differs from the high moment's by more than a factor of 2: its short\n"
-        "pulse hardly excites the slow decays of a conductive ground. Both files must come from 704 with the same depths and parameters, over\n"
+        "pulse hardly excites the slow decays of a conductive ground. Both files must come from "
+        "704 with the same depths and parameters, over\n"
         "the same lines and FIDs. The result is a CDI file every export format can write.\n"
         "Example:\n"
         "  tovarn cdi merge LM.CND HM.CND --out both",
