@@ -73,9 +73,15 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
     }
     xAofTau basis;
     basis.SetPath(project.ProjectFile("AOT"));
-    if (!basis.Exists() || !basis.Read()) {
+    if (!basis.Exists()) {
         Platform().Error("There is no basis " + basis.Path().string() +
                          ": run 702 (Basis Functions) first.");
+        return kFailed;
+    }
+    if (!basis.Read()) {
+        Platform().Error("The basis " + basis.Path().string() + " cannot be read" +
+                         (basis.Where().empty() ? "" : ":\n" + basis.Where()) +
+                         "\nRun 702 (Basis Functions) again.");
         return kFailed;
     }
     xMLine line(&bin);

@@ -150,3 +150,14 @@ TEST_F(RunEndsTest, ShowingCommandsFailOnAFullOutput) {
         EXPECT_TRUE(Said(full)) << command << '\n' << output_;
     }
 }
+
+// A damaged basis is named with the place its reader stopped at.
+TEST_F(RunEndsTest, AFitOnADamagedBasisSaysWhereItStopped) {
+    ImportAndDeconvolve();
+    const std::string basis = Slurp(dir_ / "s.AOT");
+    Put("s.AOT", basis.substr(0, basis.size() / 2));
+    EXPECT_EQ(Tovarn("fit " + par_ + " --line 10020 --record 5"), 1) << output_;
+    EXPECT_TRUE(Said("s.AOT cannot be read:")) << output_;
+    EXPECT_TRUE(Said("expected more values, found the end of the file")) << output_;
+    EXPECT_TRUE(Said("Run 702 (Basis Functions) again.")) << output_;
+}
