@@ -12,17 +12,8 @@
 #include "../cli/TovarnProgram.h"
 #include "TempFolder.h"
 
-class xAcceptanceRun : public xTempFolderTest {
+class xAcceptanceRun : public xWorkFolderTest {
   protected:
-    void SetUp() override {
-        xTempFolderTest::SetUp();
-        home_ = std::filesystem::current_path();
-        std::filesystem::current_path(dir_);
-    }
-    void TearDown() override {
-        std::filesystem::current_path(home_);
-        xTempFolderTest::TearDown();
-    }
     // Runs tovarn; a failure is reported with what it printed. True on exit 0.
     bool Tovarn(const std::string& arguments) {
         const int code = RunTovarn(arguments, output_);
@@ -47,7 +38,6 @@ class xAcceptanceRun : public xTempFolderTest {
     }
 
     std::string output_;
-    std::filesystem::path home_;
 };
 
 // Replaces every {data} in text by the folder.

@@ -16,14 +16,12 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class InterruptTest : public xTempFolderTest {
+class InterruptTest : public xWorkFolderTest {
   protected:
     // A survey long enough that its deconvolution takes seconds, run once whole.
     // The survey file is named from the project's folder: the list's names are short.
     void SetUp() override {
-        xTempFolderTest::SetUp();
-        home_ = fs::current_path();
-        fs::current_path(dir_);
+        xWorkFolderTest::SetUp();
         const std::string dsc =
             std::string(TOVARN_SOURCE_DIR) + "/examples/tempest-frome2010/TEMPEST.DSC";
         std::string output;
@@ -43,11 +41,6 @@ class InterruptTest : public xTempFolderTest {
         ASSERT_EQ(RunTovarn("run " + (dir_ / "s.PAR").string() + " --only 701,702,703", output), 0)
             << output;
     }
-    void TearDown() override {
-        fs::current_path(home_);
-        xTempFolderTest::TearDown();
-    }
-    fs::path home_;
 };
 
 TEST_F(InterruptTest, ASignalStopsTheRunAndKeepsTheLastCompleteFiles) {

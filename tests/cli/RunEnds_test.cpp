@@ -20,14 +20,12 @@ namespace {
 const std::string kDescriptor =
     std::string(TOVARN_SOURCE_DIR) + "/examples/tempest-frome2010/TEMPEST.DSC";
 
-class RunEndsTest : public xTempFolderTest {
+class RunEndsTest : public xWorkFolderTest {
   protected:
     // Two lines of 101 records. The survey file is named from the project's
     // folder: the list's names are short.
     void SetUp() override {
-        xTempFolderTest::SetUp();
-        home_ = fs::current_path();
-        fs::current_path(dir_);
+        xWorkFolderTest::SetUp();
         par_ = (dir_ / "s.PAR").string();
         ASSERT_EQ(Tovarn("synth " + kDescriptor +
                          " --model 100:30,1000 --lines 2 --line-length 1000 --spacing 10"
@@ -36,11 +34,6 @@ class RunEndsTest : public xTempFolderTest {
             << output_;
         ASSERT_EQ(Tovarn("new " + par_ + " --descriptor " + kDescriptor), 0) << output_;
     }
-    void TearDown() override {
-        fs::current_path(home_);
-        xTempFolderTest::TearDown();
-    }
-
     int Tovarn(const std::string& arguments) { return RunTovarn(arguments, output_); }
     bool Said(const std::string& text) const { return output_.find(text) != std::string::npos; }
     void ImportAndDeconvolve() {
@@ -53,7 +46,6 @@ class RunEndsTest : public xTempFolderTest {
     }
 
     const std::string kSurvey = "syn/TEMPEST_synthetic.asc";
-    fs::path home_;
     std::string par_, output_;
 };
 

@@ -37,3 +37,21 @@ class xTempFolderTest : public ::testing::Test {
 
     std::filesystem::path dir_;
 };
+
+// The same, with the folder as the current one while the test runs: files are
+// named from it, as a user in the project's folder names them.
+class xWorkFolderTest : public xTempFolderTest {
+  protected:
+    void SetUp() override {
+        xTempFolderTest::SetUp();
+        home_ = std::filesystem::current_path();
+        std::filesystem::current_path(dir_);
+    }
+    void TearDown() override {
+        std::filesystem::current_path(home_);
+        xTempFolderTest::TearDown();
+    }
+
+  private:
+    std::filesystem::path home_;
+};
