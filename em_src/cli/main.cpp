@@ -9,6 +9,9 @@
 #include <iostream>
 
 #include "Commands.h"
+#ifdef TOVARN_FIGURES
+#include "PlotCommands.h"
+#endif
 #include "xConsolePlatform.h"
 #include "xPendingFile.h"
 #include "xProcessRegistry.h"
@@ -51,6 +54,9 @@ void AddCommands(CLI::App& app, cli::CommandTable& table) {
     cli::AddFitCommand(app, table);
     cli::AddSynthCommand(app, table);
     cli::AddCdiCommands(app, table);
+#ifdef TOVARN_FIGURES
+    cli::AddPlotCommands(app, table);
+#endif
 }
 
 // A stream that failed long before the end keeps no error code: one more

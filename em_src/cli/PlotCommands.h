@@ -1,0 +1,62 @@
+#pragma once
+// tovarn plot KIND: the figures of a project's files as PNG, SVG or PDF. Every
+// kind takes the same figure options (--out, --size, --title); each kind's
+// file adds its own options and draws through the plot library.
+
+#include <cstdint>
+#include <filesystem>
+#include <ostream>
+#include <string>
+
+namespace CLI {
+class App;
+}
+class QCustomPlot;
+
+namespace cli {
+
+class CommandTable;
+
+struct FigureArgs {
+    std::filesystem::path out;
+    std::string size = "1200x800";
+    std::string title;  // empty: the kind's own title
+};
+
+// The figure options on a kind's subcommand.
+void AddFigureOptions(CLI::App& command, FigureArgs& figure);
+// Width of the figure's size for decimation; 0 when the size is malformed.
+int FigureWidth(const FigureArgs& figure);
+// Checks the figure options, makes the application Qt draws with, and hands
+// a plot to draw, which answers an exit code; on success the plot is saved
+// and named on out.
+template <class Draw>
+int DrawFigure(const FigureArgs& figure, std::ostream& out, Draw draw);
+int CheckFigureArgs(const FigureArgs& figure);
+int SaveFigureFile(QCustomPlot& plot, const FigureArgs& figure, std::ostream& out);
+QCustomPlot& FigurePlot();
+
+template <class Draw>
+int DrawFigure(const FigureArgs& figure, std::ostream& out, Draw draw) {
+    if (const int bad = CheckFigureArgs(figure)) return bad;
+    QCustomPlot& plot = FigurePlot();
+    if (const int failed = draw(plot)) return failed;
+    return SaveFigureFile(plot, figure, out);
+}
+
+struct PlotCdiArgs {
+    std::filesystem::path cnd;
+    std::int32_t line = 0;
+    std::string section;  // discrete, layered; empty: both
+    std::string scale = "log";
+    std::string range;  // "LO:HI" in mS/m
+    bool elevation = false;
+    bool fid = false;
+};
+int PlotCdi(const PlotCdiArgs& args, const FigureArgs& figure, std::ostream& out);
+
+// The plot command and its kinds.
+void AddPlotCommands(CLI::App& app, CommandTable& table);
+void AddPlotCdiCommand(CLI::App& plot, CommandTable& table);
+
+}  // namespace cli
