@@ -105,8 +105,10 @@ void AddPlotCdiCommand(CLI::App& plot, CommandTable& table) {
     command->add_option("--section", args->cdi.section, "discrete or layered; default both");
     command->add_option("--scale", args->cdi.scale, "log or linear colour scale")
         ->capture_default_str();
-    command->add_option("--range", args->cdi.range,
-                        "LOW:HIGH colour range in mS/m; default the 2nd to 98th percentile");
+    command->add_option(
+        "--range", args->cdi.range,
+        "LOW:HIGH colour range in mS/m; default the 2nd to 98th percentile\n"
+        "of the values above the penetration, at most three decades on a log scale");
     command->add_flag("--elevation", args->cdi.elevation,
                       "elevation down instead of depth, with the ground and the sensor height");
     command->add_flag("--fid", args->cdi.fid, "FID across instead of distance");

@@ -84,6 +84,7 @@ QCPLayoutGrid* xPlotStyle::StartPage(QCustomPlot& plot, const QString& title) {
     plot.clearItems();
     plot.plotLayout()->clear();
     plot.setBackground(Qt::white);
+    plot.setAutoAddPlottableToLegend(false);
     plot.setFont(TickFont());
     plot.plotLayout()->setRowSpacing(0);
     int row = 0;
@@ -122,7 +123,7 @@ void xPlotStyle::StyleAxisRect(QCPAxisRect& rect) {
 void xPlotStyle::StyleLegend(QCPLegend& legend) {
     legend.setVisible(true);
     legend.setFont(TickFont());
-    legend.setBrush(QColor(255, 255, 255, 220));
+    legend.setBrush(QColor(255, 255, 255));
     legend.setBorderPen(QPen(QColor(150, 150, 150)));
     legend.setRowSpacing(0);
 }

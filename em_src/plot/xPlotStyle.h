@@ -35,7 +35,7 @@ class xPlotStyle {
     // Fixed colours of the marks drawn over data.
     static QColor GroundColour() { return QColor(90, 60, 30); }
     static QColor FlightColour() { return QColor(200, 30, 30); }
-    static QColor PenetrationColour() { return QColor(255, 255, 255); }
+    static QColor PenetrationColour() { return QColor(20, 20, 20); }
     static QColor MarkerColour() { return QColor(220, 40, 40); }
     static QColor ShadeColour() { return QColor(0, 0, 0, 22); }
     static QPen CurvePen(const QColor& colour, double width = 1.4);

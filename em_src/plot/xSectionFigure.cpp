@@ -97,7 +97,8 @@ QCPGraph* AddLine(QCPAxisRect& rect, const std::vector<double>& x, const std::ve
     return graph;
 }
 
-// The penetration, and with elevations the ground and the sensor.
+// The penetration, and with elevations the ground and the sensor. The
+// penetration is dashed dark on a pale line, to read on every colour.
 void AddMarks(QCPAxisRect& rect, const xSectionGrid& grid, bool elevation) {
     const auto n = grid.x.size();
     std::vector<double> penetration(n), surface(n), sensor(n);
@@ -106,11 +107,26 @@ void AddMarks(QCPAxisRect& rect, const xSectionGrid& grid, bool elevation) {
         surface[c] = grid.surface[c];
         sensor[c] = grid.sensor[c];
     }
-    QPen dashed(xPlotStyle::PenetrationColour(), 1.5, Qt::DashLine);
-    AddLine(rect, grid.x, penetration, dashed, "Est. penetration");
-    if (!elevation) return;
-    AddLine(rect, grid.x, surface, xPlotStyle::CurvePen(xPlotStyle::GroundColour(), 2.0), "Ground");
-    AddLine(rect, grid.x, sensor, xPlotStyle::CurvePen(xPlotStyle::FlightColour(), 1.5), "Sensor");
+    AddLine(rect, grid.x, penetration, QPen(QColor(255, 255, 255, 200), 3.0), "");
+    AddLine(rect, grid.x, penetration, QPen(xPlotStyle::PenetrationColour(), 1.2, Qt::DashLine),
+            "Est. penetration");
+    if (elevation) {
+        AddLine(rect, grid.x, surface, xPlotStyle::CurvePen(xPlotStyle::GroundColour(), 2.0),
+                "Ground");
+        AddLine(rect, grid.x, sensor, xPlotStyle::CurvePen(xPlotStyle::FlightColour(), 1.5),
+                "Sensor");
+    }
+}
+
+// The legend of the marks, in the top section's lower right corner.
+void AddLegend(QCustomPlot& plot, QCPAxisRect& rect) {
+    plot.legend = new QCPLegend;
+    rect.insetLayout()->addElement(plot.legend, Qt::AlignRight | Qt::AlignBottom);
+    xPlotStyle::StyleLegend(*plot.legend);
+    plot.legend->setLayer(QStringLiteral("legend"));
+    for (int i = 0; i < plot.graphCount(); ++i)
+        if (!plot.graph(i)->name().isEmpty() && plot.graph(i)->valueAxis()->axisRect() == &rect)
+            plot.graph(i)->addToLegend(plot.legend);
 }
 
 void AddSectionName(QCPAxisRect& rect, const QString& name) {
@@ -122,7 +138,7 @@ void AddSectionName(QCPAxisRect& rect, const QString& name) {
     text->setPositionAlignment(Qt::AlignLeft | Qt::AlignTop);
     text->setText(name);
     text->setFont(xPlotStyle::LabelFont());
-    text->setBrush(QColor(255, 255, 255, 210));
+    text->setBrush(QColor(255, 255, 255, 170));
     text->setPadding(QMargins(4, 2, 4, 2));
 }
 
@@ -145,18 +161,27 @@ void StyleColourBar(QCPColorScale& bar, bool logScale, double low, double high) 
 
 bool SectionColourRange(const xSectionGrid& grid, const xSectionLook& look, double& low,
                         double& high) {
+    // What lies below the estimated penetration is not seen by the system; it
+    // would stretch the scale to values that mean nothing.
     std::vector<float> values;
-    for (const auto& section : grid.values)
-        for (float v : section)
-            if (!std::isnan(v) && (!look.logScale || v > 0.0f)) values.push_back(v);
+    for (std::size_t s = 0; s < grid.values.size(); ++s)
+        for (long c = 0; c < grid.Columns(); ++c)
+            for (long d = 0; d < grid.Depths(); ++d) {
+                const float v = grid.Value(s, c, d);
+                const float reach = grid.penetration[std::size_t(c)];
+                if (!std::isnan(v) && (!look.logScale || v > 0.0f) &&
+                    !(grid.depths[std::size_t(d)] > reach))
+                    values.push_back(v);
+            }
     if (values.empty() && !(look.low && look.high)) return false;
     auto percentile = [&values](double p) {
         auto at = values.begin() + long(p * double(values.size() - 1));
         std::nth_element(values.begin(), at, values.end());
         return double(*at);
     };
-    low = look.low ? *look.low : percentile(0.02);
     high = look.high ? *look.high : percentile(0.98);
+    low = look.low ? *look.low : percentile(0.02);
+    if (look.logScale && !look.low) low = std::max(low, high / MaxDefaultContrast);
     if (!(high > low)) {
         const double centre = high;
         low = look.logScale ? centre / 2.0 : centre - std::max(1.0, std::abs(centre) * 0.5);
@@ -188,6 +213,7 @@ void DrawSection(QCustomPlot& plot, const xSectionGrid& grid, const xSectionLook
         map->setDataRange(QCPRange(low, high));
         AddMarks(*rect, grid, look.elevation);
         AddSectionName(*rect, SectionName(grid.sections[s]));
+        if (s == 0) AddLegend(plot, *rect);
         LabelAxes(*rect, grid, look.elevation, s + 1 == grid.sections.size());
         rect->axis(QCPAxis::atBottom)
             ->setRange(std::min(grid.x.front(), grid.x.back()) - halfColumn,

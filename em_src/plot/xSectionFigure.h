@@ -21,8 +21,11 @@ struct xSectionLook {
 };
 
 // The colour range of the grid: the given ends, else the 2nd and 98th
-// percentile of its valid values (with a log scale, of the positive ones),
-// widened about a single value. Answers false when no value qualifies.
+// percentile of its valid values down to the estimated penetration (with a
+// log scale, of the positive ones, and at most MaxDefaultContrast below the
+// upper end), widened about a single value. Answers false when no value qualifies.
+constexpr double MaxDefaultContrast = 1000.0;
+
 bool SectionColourRange(const xSectionGrid& grid, const xSectionLook& look, double& low,
                         double& high);
 

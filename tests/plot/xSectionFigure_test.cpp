@@ -109,6 +109,16 @@ TEST_F(xSectionFigureTest, ColourRangeFollowsTheValuesOrTheUser) {
     EXPECT_EQ(high, 30.0);
 }
 
+TEST_F(xSectionFigureTest, DefaultRangeLooksAboveThePenetrationAndSpansThreeDecadesAtMost) {
+    // 1e-4 mS/m in the upper half of the records, 100 in the lower; 1e6
+    // below the penetration at 150 m, which does not count.
+    Read(100, [](long r, float depth) { return depth > 150.0f ? 1e6f : r < 50 ? 1e-4f : 100.0f; });
+    double low = 0, high = 0;
+    ASSERT_TRUE(SectionColourRange(grid_, xSectionLook{}, low, high));
+    EXPECT_DOUBLE_EQ(high, 100.0);
+    EXPECT_DOUBLE_EQ(low, 100.0 / MaxDefaultContrast);
+}
+
 TEST_F(xSectionFigureTest, OneValueEverywhereGetsARangeAroundIt) {
     Read(10, [](long, float) { return 40.0f; });
     double low = 0, high = 0;
