@@ -105,12 +105,15 @@ TEST_F(CdiMergeCommand, JoinsTheMomentsOfTheSameRecords) {
         }
         const std::size_t top = 1, bottom = m.size() - 1;
         if (a[top] != null && b[top] != null) {
-            if (Part(a, b, 1, 1))
+            if (Part(a, b, 1, 1)) {
                 EXPECT_EQ(m[top], b[top]) << r;
-            else if (!Part(a, b, 1, 3))
+            } else if (!Part(a, b, 1, 3)) {
                 EXPECT_EQ(m[top], a[top]) << r;
+            }
         }
-        if (b[bottom] != null) EXPECT_EQ(m[bottom], b[bottom]) << r;
+        if (b[bottom] != null) {
+            EXPECT_EQ(m[bottom], b[bottom]) << r;
+        }
     }
 }
 

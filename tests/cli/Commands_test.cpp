@@ -258,8 +258,9 @@ TEST_F(CommandsTest, DescriptorCheckHoldsPositionsToTheRecord) {
     std::string output;
     for (const auto& entry :
          fs::recursive_directory_iterator(fs::path(TOVARN_SOURCE_DIR) / "examples")) {
-        if (entry.path().extension() == ".DSC")
+        if (entry.path().extension() == ".DSC") {
             EXPECT_EQ(RunTovarn("descriptor check " + entry.path().string(), output), 0) << output;
+        }
     }
     std::string text = Slurp(fs::path(TOVARN_SOURCE_DIR) / "examples/geotem-gsq823/GEOTEM.DSC");
     const std::string items = "Number of items in each data record\n    55\n";

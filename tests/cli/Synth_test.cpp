@@ -56,8 +56,9 @@ class SynthTest : public xTempFolderTest {
             << Output();
         Import(descriptor, dir_ / (system + "_synthetic.asc"));
         const std::string par = (dir_ / "S.PAR").string();
-        if (!cdiSettings.empty())
+        if (!cdiSettings.empty()) {
             EXPECT_EQ(Tovarn("set " + par + " " + cdiSettings), 0) << Output();
+        }
         EXPECT_EQ(Tovarn("run " + par + " --only 702,703,704"), 0) << Output();
         cnd = OpenSurvey<xMCond>(dir_ / "S.CND");
         xMLine line(cnd.get());
