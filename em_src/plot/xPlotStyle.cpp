@@ -45,6 +45,28 @@ void StyleAxis(QCPAxis& axis) {
     axis.grid()->setSubGridVisible(false);
 }
 
+// Decades where the range spans enough of them; over a narrow range, where a
+// decade tick may not fall at all, plain round numbers.
+class xLogTicker : public QCPAxisTickerLog {
+  public:
+    xLogTicker() {
+        setSubTickCount(8);
+        linear_.setTickCount(4);
+    }
+    void generate(const QCPRange& range, const QLocale& locale, QChar formatChar, int precision,
+                  QVector<double>& ticks, QVector<double>* subTicks,
+                  QVector<QString>* labels) override {
+        if (range.lower > 0 && range.upper / range.lower < 20.0)
+            linear_.generate(range, locale, formatChar, precision, ticks, subTicks, labels);
+        else
+            QCPAxisTickerLog::generate(range, locale, formatChar, precision, ticks, subTicks,
+                                       labels);
+    }
+
+  private:
+    QCPAxisTicker linear_;
+};
+
 }  // namespace
 
 QFont xPlotStyle::TickFont() {
@@ -134,9 +156,7 @@ void xPlotStyle::Label(QCPAxis& axis, const QString& quantity, const QString& un
 
 void xPlotStyle::LogAxis(QCPAxis& axis) {
     axis.setScaleType(QCPAxis::stLogarithmic);
-    QSharedPointer<QCPAxisTickerLog> ticker(new QCPAxisTickerLog);
-    ticker->setSubTickCount(8);
-    axis.setTicker(ticker);
+    axis.setTicker(QSharedPointer<QCPAxisTicker>(new xLogTicker));
     axis.setNumberFormat("g");
     axis.setNumberPrecision(6);
 }

@@ -50,7 +50,8 @@ class xPlotStyle {
     static void StyleLegend(QCPLegend& legend);
     // "Quantity (unit)", or the quantity alone with no unit.
     static void Label(QCPAxis& axis, const QString& quantity, const QString& unit = QString());
-    // Decades with labels at 1, 10, 100..., and the scale logarithmic.
+    // The scale logarithmic, labelled at 1, 10, 100..., or at round numbers
+    // when the range spans less than a decade and a bit.
     static void LogAxis(QCPAxis& axis);
     // A vertical colour bar in the body at row, column, styled and labelled.
     static QCPColorScale* AddColourBar(QCustomPlot& plot, QCPLayoutGrid& body, int row, int column,

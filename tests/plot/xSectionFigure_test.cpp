@@ -119,6 +119,22 @@ TEST_F(xSectionFigureTest, DefaultRangeLooksAboveThePenetrationAndSpansThreeDeca
     EXPECT_DOUBLE_EQ(low, 100.0 / MaxDefaultContrast);
 }
 
+TEST_F(xSectionFigureTest, TheColourBarIsLabelledOverWideAndNarrowRanges) {
+    Read(10, TwoLayers);
+    for (auto [low, high] : {std::pair{1.0, 1000.0}, {20.0, 80.0}}) {
+        xSectionLook look;
+        look.low = low;
+        look.high = high;
+        DrawSection(plot_, grid_, look);
+        Render(plot_, QSize(600, 400));
+        QCPColorScale* bar = nullptr;
+        for (QCPLayoutElement* element : plot_.plotLayout()->elements(true))
+            if (auto* scale = qobject_cast<QCPColorScale*>(element)) bar = scale;
+        ASSERT_NE(bar, nullptr);
+        EXPECT_GE(bar->axis()->tickVectorLabels().size(), 3) << low << ":" << high;
+    }
+}
+
 TEST_F(xSectionFigureTest, OneValueEverywhereGetsARangeAroundIt) {
     Read(10, [](long, float) { return 40.0f; });
     double low = 0, high = 0;
