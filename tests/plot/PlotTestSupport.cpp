@@ -16,7 +16,11 @@ namespace {
 
 class QtEnvironment : public ::testing::Environment {
   public:
-    void SetUp() override { EnsureFigureApplication(); }
+    // Offscreen with or without a display, so that pictures do not depend on one.
+    void SetUp() override {
+        setenv("QT_QPA_PLATFORM", "offscreen", 1);
+        EnsureFigureApplication();
+    }
 };
 
 [[maybe_unused]] auto* const kQt = ::testing::AddGlobalTestEnvironment(new QtEnvironment);
