@@ -33,6 +33,7 @@ const char* kIntro =
     "  tovarn dump   survey.BIN --lines 10010     (or survey.AOT, .AMP, .CND)\n"
     "  tovarn fit    survey.PAR --line 10010 --record 250\n"
     "  tovarn cdi export survey.CND --format simple-xyz\n"
+    "  tovarn plot   cdi survey.CND --line 10010 --out survey-10010-cdi.png\n"
     "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
     "                --spacing 10 --altitude 120 --out synthetic\n"
     "  tovarn descriptor show system.DSC\n";
