@@ -127,6 +127,27 @@ void xPlotStyle::StyleLegend(QCPLegend& legend) {
     legend.setRowSpacing(0);
 }
 
+QCPLegend* xPlotStyle::AddLegend(QCPAxisRect& rect, Qt::Alignment corner) {
+    auto* legend = new QCPLegend;
+    rect.insetLayout()->addElement(legend, corner);
+    legend->setLayer(QStringLiteral("legend"));
+    StyleLegend(*legend);
+    return legend;
+}
+
+void xPlotStyle::PanelName(QCPAxisRect& rect, const QString& name) {
+    auto* text = new QCPItemText(rect.parentPlot());
+    text->setClipAxisRect(&rect);
+    text->position->setAxisRect(&rect);
+    text->position->setType(QCPItemPosition::ptAxisRectRatio);
+    text->position->setCoords(0.005, 0.01);
+    text->setPositionAlignment(Qt::AlignLeft | Qt::AlignTop);
+    text->setText(name);
+    text->setFont(LabelFont());
+    text->setBrush(QColor(255, 255, 255, 210));
+    text->setPadding(QMargins(4, 2, 4, 2));
+}
+
 void xPlotStyle::Label(QCPAxis& axis, const QString& quantity, const QString& unit) {
     axis.setLabel(unit.isEmpty() ? quantity : quantity + " (" + unit + ")");
 }

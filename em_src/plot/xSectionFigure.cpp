@@ -113,19 +113,6 @@ void AddMarks(QCPAxisRect& rect, const xSectionGrid& grid, bool elevation) {
     AddLine(rect, grid.x, sensor, xPlotStyle::CurvePen(xPlotStyle::FlightColour(), 1.5), "Sensor");
 }
 
-void AddSectionName(QCPAxisRect& rect, const QString& name) {
-    auto* text = new QCPItemText(rect.parentPlot());
-    text->setClipAxisRect(&rect);
-    text->position->setAxisRect(&rect);
-    text->position->setType(QCPItemPosition::ptAxisRectRatio);
-    text->position->setCoords(0.005, 0.01);
-    text->setPositionAlignment(Qt::AlignLeft | Qt::AlignTop);
-    text->setText(name);
-    text->setFont(xPlotStyle::LabelFont());
-    text->setBrush(QColor(255, 255, 255, 210));
-    text->setPadding(QMargins(4, 2, 4, 2));
-}
-
 void LabelAxes(QCPAxisRect& rect, const xSectionGrid& grid, bool elevation, bool lowest) {
     QCPAxis& x = *rect.axis(QCPAxis::atBottom);
     QCPAxis& y = *rect.axis(QCPAxis::atLeft);
@@ -187,7 +174,7 @@ void DrawSection(QCustomPlot& plot, const xSectionGrid& grid, const xSectionLook
         FillImage(*map, grid, s, edges, extent, look, low);
         map->setDataRange(QCPRange(low, high));
         AddMarks(*rect, grid, look.elevation);
-        AddSectionName(*rect, SectionName(grid.sections[s]));
+        xPlotStyle::PanelName(*rect, SectionName(grid.sections[s]));
         LabelAxes(*rect, grid, look.elevation, s + 1 == grid.sections.size());
         rect->axis(QCPAxis::atBottom)
             ->setRange(std::min(grid.x.front(), grid.x.back()) - halfColumn,
