@@ -2,6 +2,7 @@
 
 #include <qcustomplot.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "xAofTau.h"
@@ -79,7 +80,9 @@ QCPRange AddCurves(QCPAxisRect& rect, const xAofTau& basis, const FloatMatrix& a
         graph->setName(TauName(basis.Taus()[basis.Taus().Low() + t]));
         legend.addItem(new QCPPlottableLegendItem(&legend, graph));
     }
-    return highest > 0.0 ? QCPRange(lowest, highest) : QCPRange(0.1, 1.0);
+    // Short taus die away by tens of decades; six below the largest show
+    // every shape that the fit can tell apart.
+    return highest > 0.0 ? QCPRange(std::max(lowest, 1e-6 * highest), highest) : QCPRange(0.1, 1.0);
 }
 
 std::string ComponentList(const xAofTau& basis) {
@@ -121,6 +124,7 @@ void DrawBasis(QCustomPlot& plot, const xAofTau& basis, long component, const QS
     side->addElement(0, 0, legend);
     side->addElement(1, 0, new QCPLayoutElement(&plot));
     side->setRowStretchFactors({0.001, 1.0});
+    side->setMargins(QMargins(0, 0, 6, 0));
     xPlotStyle::StyleLegend(*legend);
     legend->setLayer(QStringLiteral("legend"));
     body->setColumnStretchFactors({1.0, 0.001});
