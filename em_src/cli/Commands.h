@@ -100,8 +100,10 @@ int Dump(const std::filesystem::path& file, const std::string& lines,
          std::ostream& out);
 
 // One record of a line (records from 1) deconvolved as a run would: per
-// component the normalised data, the fit, the residuals and the amplitudes.
-int Fit(const std::filesystem::path& parFile, std::int32_t line, long record, std::ostream& out);
+// component the normalised data, the fit, the residuals and the amplitudes;
+// with a plot path, the figure of tovarn plot decay too.
+int Fit(const std::filesystem::path& parFile, std::int32_t line, long record, std::ostream& out,
+        const std::filesystem::path& plot = {});
 
 struct SynthArgs {
     std::filesystem::path descriptor;

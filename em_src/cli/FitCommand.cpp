@@ -9,7 +9,11 @@
 #include <memory>
 
 #include "Commands.h"
+#ifdef TOVARN_FIGURES
+#include "PlotCommands.h"
+#endif
 #include "ProjectParams.h"
+#include "RecordFit.h"
 #include "xAofTau.h"
 #include "xEMDesc.h"
 #include "xFitFactory.h"
@@ -57,7 +61,8 @@ void ShowComponent(const xComponentFit& fit, const FloatArray& taus, std::ostrea
 
 }  // namespace
 
-int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std::ostream& out) {
+int FitRecord(const fs::path& parFile, std::int32_t lineNumber, long recordNumber,
+              RecordFit& result) {
     if (!OpenParFile(parFile, true)) return kFailed;
     const xProjectContext& project = ProjectContext();
     xEMDesc descriptor;
@@ -71,7 +76,7 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
                          ": run 701 (ASCII->Binary) first.");
         return kFailed;
     }
-    xAofTau basis;
+    xAofTau& basis = result.basis;
     basis.SetPath(project.ProjectFile("AOT"));
     if (!basis.Exists()) {
         Platform().Error("There is no basis " + basis.Path().string() +
@@ -107,12 +112,31 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
     }
     engine.SetLayouts(bin, amp);
     const FloatArray binRecord = line.Row(recordNumber - 1);
-    const xRecordLayout layout(bin);
-    out << "Line " << lineNumber << ", record " << recordNumber << " (FID "
-        << xRecordView(layout, binRecord.Data()).Fid() << "), algorithm " << params.algorithm
-        << ", normalization " << params.normalization << "\n";
-    const std::vector<xComponentFit> fits = engine.FitAlone(binRecord.Data());
-    for (const xComponentFit& fit : fits) ShowComponent(fit, amp.Taus(), out);
+    result.line = lineNumber;
+    result.record = recordNumber;
+    result.fid = xRecordView(xRecordLayout(bin), binRecord.Data()).Fid();
+    result.algorithm = params.algorithm;
+    result.normalization = params.normalization;
+    result.fits = engine.FitAlone(binRecord.Data());
+    result.noiseFile = project.ProjectFile("NDF");
+    return kSuccess;
+}
+
+int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std::ostream& out,
+        [[maybe_unused]] const fs::path& plot) {
+    RecordFit result;
+    if (const int failed = FitRecord(parFile, lineNumber, recordNumber, result)) return failed;
+    out << "Line " << lineNumber << ", record " << recordNumber << " (FID " << result.fid
+        << "), algorithm " << result.algorithm << ", normalization " << result.normalization
+        << "\n";
+    for (const xComponentFit& fit : result.fits) ShowComponent(fit, result.basis.Taus(), out);
+#ifdef TOVARN_FIGURES
+    if (!plot.empty()) {
+        FigureArgs figure;
+        figure.out = plot;
+        return DrawRecordFit(result, figure, out);
+    }
+#endif
     return kSuccess;
 }
 
@@ -121,6 +145,7 @@ void AddFitCommand(CLI::App& app, CommandTable& table) {
         std::string par;
         std::int32_t line = 0;
         long record = 0;
+        std::string plot;
     };
     auto args = std::make_shared<Args>();
     auto* command = table.Add(
@@ -129,10 +154,17 @@ void AddFitCommand(CLI::App& app, CommandTable& table) {
         "fit, the residuals and the amplitudes of the taus, to check a fit by eye. Needs the\n"
         "project's BIN (701) and AOT (702) files. Example:\n"
         "  tovarn fit survey.PAR --line 10010 --record 250",
-        [args](xConsolePlatform&) { return Fit(args->par, args->line, args->record, std::cout); });
+        [args](xConsolePlatform&) {
+            return Fit(args->par, args->line, args->record, std::cout, args->plot);
+        });
     command->add_option("PROJECT.PAR", args->par, "the project")->required();
     command->add_option("--line", args->line, "the line number, e.g. 10010")->required();
     command->add_option("--record", args->record, "the record of the line, from 1")->required();
+#ifdef TOVARN_FIGURES
+    command->add_option("--plot", args->plot,
+                        "also draw the record's decays as tovarn plot decay does: FILE.png, "
+                        "FILE.svg or FILE.pdf");
+#endif
 }
 
 }  // namespace cli

@@ -66,11 +66,18 @@ void AddPlotCommands(CLI::App& app, CommandTable& table) {
         "plot",
         "Draw a figure of a project's file as PNG, SVG or PDF (by the extension of --out):\n"
         "  cdi        the conductivity-depth sections of a line (CND)\n"
+        "  decay      one record's decays with their fit and tau spectrum (PAR)\n"
+        "  basis      the basis functions of a component, a curve per tau (AOT)\n"
+        "  histogram  the conductivity histogram of a CDI with its chosen range (CND)\n"
         "Examples:\n"
         "  tovarn plot cdi survey.CND --line 10010 --out survey-10010-cdi.png\n"
-        "  tovarn plot cdi survey.CND --line 10010 --elevation --range 1:300 --out cdi.pdf");
+        "  tovarn plot cdi survey.CND --line 10010 --elevation --range 1:300 --out cdi.pdf\n"
+        "  tovarn plot decay survey.PAR --line 10010 --record 250 --out decay.png");
     plot->require_subcommand(1);
     AddPlotCdiCommand(*plot, table);
+    AddPlotDecayCommand(*plot, table);
+    AddPlotBasisCommand(*plot, table);
+    AddPlotHistogramCommand(*plot, table);
 }
 
 }  // namespace cli

@@ -55,8 +55,31 @@ struct PlotCdiArgs {
 };
 int PlotCdi(const PlotCdiArgs& args, const FigureArgs& figure, std::ostream& out);
 
+struct RecordFit;
+// The decays of a fitted record, with the noise of the project's NDF file
+// where there is one.
+int DrawRecordFit(const RecordFit& fit, const FigureArgs& figure, std::ostream& out);
+
+struct PlotDecayArgs {
+    std::filesystem::path par;
+    std::int32_t line = 0;
+    long record = 0;
+};
+int PlotDecay(const PlotDecayArgs& args, const FigureArgs& figure, std::ostream& out);
+
+struct PlotBasisArgs {
+    std::filesystem::path aot;
+    std::string component;  // empty: the first the basis has
+};
+int PlotBasis(const PlotBasisArgs& args, const FigureArgs& figure, std::ostream& out);
+
+int PlotHistogram(const std::filesystem::path& cnd, const FigureArgs& figure, std::ostream& out);
+
 // The plot command and its kinds.
 void AddPlotCommands(CLI::App& app, CommandTable& table);
 void AddPlotCdiCommand(CLI::App& plot, CommandTable& table);
+void AddPlotDecayCommand(CLI::App& plot, CommandTable& table);
+void AddPlotBasisCommand(CLI::App& plot, CommandTable& table);
+void AddPlotHistogramCommand(CLI::App& plot, CommandTable& table);
 
 }  // namespace cli

@@ -246,6 +246,7 @@ xComponentFit xFitFactory::FitComponent(const float* binRecord, float* ampRecord
     for (long c = 1; c <= data.High(); ++c) data[c] = channels[c - 1];
     const std::vector<char> missing = MissingWindows(data);
     const float sign = Normalize(data, missing);
+    result.scale = scale_;
 
     bool stale = SetRecordWeights(component, data, missing);
     float ratio = 0.0f;

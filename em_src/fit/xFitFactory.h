@@ -34,6 +34,7 @@ struct xComponentFit {
     FloatArray residuals;   // weighted basis times the amplitudes, less the data
     FloatArray amplitudes;  // as written: data units with the data's sign, 1..taus
     float misfit = 0.0f;    // mean |residual| over the measured channels
+    float scale = 1.0f;     // what the data were divided by
 };
 
 class xFitFactory : public xProcessState {

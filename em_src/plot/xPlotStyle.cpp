@@ -106,6 +106,7 @@ QCPLayoutGrid* xPlotStyle::StartPage(QCustomPlot& plot, const QString& title) {
     plot.clearItems();
     plot.plotLayout()->clear();
     plot.setBackground(Qt::white);
+    // A legend lists what a figure puts in it, not every curve of the page.
     plot.setAutoAddPlottableToLegend(false);
     plot.setFont(TickFont());
     plot.plotLayout()->setRowSpacing(0);
@@ -148,6 +149,27 @@ void xPlotStyle::StyleLegend(QCPLegend& legend) {
     legend.setBrush(QColor(255, 255, 255));
     legend.setBorderPen(QPen(QColor(150, 150, 150)));
     legend.setRowSpacing(0);
+}
+
+QCPLegend* xPlotStyle::AddLegend(QCPAxisRect& rect, Qt::Alignment corner) {
+    auto* legend = new QCPLegend;
+    rect.insetLayout()->addElement(legend, corner);
+    legend->setLayer(QStringLiteral("legend"));
+    StyleLegend(*legend);
+    return legend;
+}
+
+void xPlotStyle::PanelName(QCPAxisRect& rect, const QString& name) {
+    auto* text = new QCPItemText(rect.parentPlot());
+    text->setClipAxisRect(&rect);
+    text->position->setAxisRect(&rect);
+    text->position->setType(QCPItemPosition::ptAxisRectRatio);
+    text->position->setCoords(0.005, 0.01);
+    text->setPositionAlignment(Qt::AlignLeft | Qt::AlignTop);
+    text->setText(name);
+    text->setFont(LabelFont());
+    text->setBrush(QColor(255, 255, 255, 170));
+    text->setPadding(QMargins(4, 2, 4, 2));
 }
 
 void xPlotStyle::Label(QCPAxis& axis, const QString& quantity, const QString& unit) {

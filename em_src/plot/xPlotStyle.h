@@ -38,6 +38,12 @@ class xPlotStyle {
     static QColor PenetrationColour() { return QColor(20, 20, 20); }
     static QColor MarkerColour() { return QColor(220, 40, 40); }
     static QColor ShadeColour() { return QColor(0, 0, 0, 22); }
+    // Every other shade of a row of shaded spans, so that neighbours part.
+    static QColor AlternateShadeColour() { return QColor(0, 0, 0, 10); }
+    // Measured values, the model's curve through them, and bars.
+    static QColor DataColour() { return QColor(25, 25, 25); }
+    static QColor FitColour() { return QColor(200, 30, 30); }
+    static QColor BarColour() { return QColor(60, 110, 170); }
     static QPen CurvePen(const QColor& colour, double width = 1.4);
 
     // Clears the plot to a white page with a title row when title is not
@@ -48,6 +54,10 @@ class xPlotStyle {
     // Ticks, grid and pens of an axis rectangle's four axes.
     static void StyleAxisRect(QCPAxisRect& rect);
     static void StyleLegend(QCPLegend& legend);
+    // A new legend inside the rectangle at the corner alignment says, styled.
+    static QCPLegend* AddLegend(QCPAxisRect& rect, Qt::Alignment corner);
+    // A name in the rectangle's top left corner, on a pale ground.
+    static void PanelName(QCPAxisRect& rect, const QString& name);
     // "Quantity (unit)", or the quantity alone with no unit.
     static void Label(QCPAxis& axis, const QString& quantity, const QString& unit = QString());
     // The scale logarithmic, labelled at 1, 10, 100..., or at round numbers

@@ -120,26 +120,10 @@ void AddMarks(QCPAxisRect& rect, const xSectionGrid& grid, bool elevation) {
 
 // The legend of the marks, in the top section's lower right corner.
 void AddLegend(QCustomPlot& plot, QCPAxisRect& rect) {
-    plot.legend = new QCPLegend;
-    rect.insetLayout()->addElement(plot.legend, Qt::AlignRight | Qt::AlignBottom);
-    xPlotStyle::StyleLegend(*plot.legend);
-    plot.legend->setLayer(QStringLiteral("legend"));
+    QCPLegend* legend = xPlotStyle::AddLegend(rect, Qt::AlignRight | Qt::AlignBottom);
     for (int i = 0; i < plot.graphCount(); ++i)
         if (!plot.graph(i)->name().isEmpty() && plot.graph(i)->valueAxis()->axisRect() == &rect)
-            plot.graph(i)->addToLegend(plot.legend);
-}
-
-void AddSectionName(QCPAxisRect& rect, const QString& name) {
-    auto* text = new QCPItemText(rect.parentPlot());
-    text->setClipAxisRect(&rect);
-    text->position->setAxisRect(&rect);
-    text->position->setType(QCPItemPosition::ptAxisRectRatio);
-    text->position->setCoords(0.005, 0.01);
-    text->setPositionAlignment(Qt::AlignLeft | Qt::AlignTop);
-    text->setText(name);
-    text->setFont(xPlotStyle::LabelFont());
-    text->setBrush(QColor(255, 255, 255, 170));
-    text->setPadding(QMargins(4, 2, 4, 2));
+            plot.graph(i)->addToLegend(legend);
 }
 
 void LabelAxes(QCPAxisRect& rect, const xSectionGrid& grid, bool elevation, bool lowest) {
@@ -212,7 +196,7 @@ void DrawSection(QCustomPlot& plot, const xSectionGrid& grid, const xSectionLook
         FillImage(*map, grid, s, edges, extent, look, low);
         map->setDataRange(QCPRange(low, high));
         AddMarks(*rect, grid, look.elevation);
-        AddSectionName(*rect, SectionName(grid.sections[s]));
+        xPlotStyle::PanelName(*rect, SectionName(grid.sections[s]));
         if (s == 0) AddLegend(plot, *rect);
         LabelAxes(*rect, grid, look.elevation, s + 1 == grid.sections.size());
         rect->axis(QCPAxis::atBottom)

@@ -5,12 +5,14 @@
 #include <vector>
 
 #include "xMCond.h"
+#include "xMData.h"
 #include "xMLineBlock.h"
+#include "xRecordLayout.h"
 
 namespace plottest {
 
 void WriteCnd(const std::filesystem::path& path, std::int32_t line, long records,
-              const std::function<float(long, float)>& value) {
+              const std::function<float(long, float)>& value, const FloatMatrix* histogram) {
     xMCond cnd;
     cnd.SetPath(path);
     cnd.SetOverwrite(true);
@@ -20,6 +22,7 @@ void WriteCnd(const std::filesystem::path& path, std::int32_t line, long records
     LongArray flags(100, 109);
     flags[109] = 1;
     cnd.Init(depths, flags);
+    if (histogram) cnd.SetHistogram(*histogram);
     ASSERT_TRUE(cnd.WriteHeader());
     {
         xMLineWriter writer(cnd, line);
@@ -38,6 +41,34 @@ void WriteCnd(const std::filesystem::path& path, std::int32_t line, long records
     }
     ASSERT_TRUE(cnd.WriteHeader());
     ASSERT_EQ(cnd.Commit(), 1);
+}
+
+void WriteTzRzSurvey(const std::filesystem::path& path, std::int32_t line, long channels,
+                     long records, const std::function<float(long, long)>& value) {
+    xMData file;
+    file.SetPath(path);
+    file.SetOverwrite(true);
+    ASSERT_EQ(file.Create(), 1);
+    LongArray counts(100, 109), flags(100, 109);
+    for (long id = 100; id <= 109; ++id) counts[id] = flags[id] = 0;
+    counts[109] = channels;
+    flags[109] = 1;
+    file.InitFromDescriptor(counts, flags, 0);
+    ASSERT_TRUE(file.WriteHeader());
+    {
+        const xRecordLayout layout(file);
+        xMLineWriter writer(file, line);
+        std::vector<float> row(std::size_t(layout.Length()), 0.0f);
+        for (long r = 0; r < records; ++r) {
+            row[0] = float(r);
+            for (long c = 0; c < channels; ++c)
+                row[std::size_t(layout.FirstChannel(109) + c)] = value(r, c);
+            writer.AddRow(row.data());
+        }
+        ASSERT_TRUE(writer.Finish());
+    }
+    ASSERT_TRUE(file.WriteHeader());
+    ASSERT_EQ(file.Commit(), 1);
 }
 
 }  // namespace plottest
