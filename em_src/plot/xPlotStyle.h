@@ -38,6 +38,9 @@ class xPlotStyle {
     static QColor PenetrationColour() { return QColor(255, 255, 255); }
     static QColor MarkerColour() { return QColor(220, 40, 40); }
     static QColor ShadeColour() { return QColor(0, 0, 0, 22); }
+    // Flight lines on a map: plain, and where a coloured one has no value.
+    static QColor TrackColour() { return QColor(40, 40, 40); }
+    static QColor MissingColour() { return QColor(190, 190, 190); }
     static QPen CurvePen(const QColor& colour, double width = 1.4);
 
     // Clears the plot to a white page with a title row when title is not
