@@ -12,9 +12,6 @@
 
 namespace {
 
-// Room around the tracks for the line numbers at their ends, in pixels.
-constexpr double kBorder = 36.0;
-
 using ColourOf = std::function<QColor(double value)>;
 
 // One flight line drawn as short segments, each in the colour of the value at
@@ -122,12 +119,21 @@ void AddMarkers(QCustomPlot& plot, QCPAxisRect& rect, const xMapData& data) {
 
 struct Extent {
     double xLow, xHigh, yLow, yHigh;
+    double border;  // pixels around the tracks, for the line numbers at their ends
 };
+
+double LabelRoom(const xMapData& data) {
+    const QFontMetrics metrics(xPlotStyle::TickFont());
+    int widest = 0;
+    for (const xMapTrack& track : data.tracks)
+        widest = std::max(widest, metrics.horizontalAdvance(QString::number(track.line)));
+    return widest + 12.0;
+}
 
 // One metre is as long across as up: the ranges hold the tracks and the
 // border, centred, at the scale of the tighter side of the laid out rectangle.
 void FitEqualScale(QCPAxisRect& rect, const Extent& e) {
-    const double width = rect.width() - 2 * kBorder, height = rect.height() - 2 * kBorder;
+    const double width = rect.width() - 2 * e.border, height = rect.height() - 2 * e.border;
     if (width <= 0 || height <= 0) return;
     const double perPixel =
         std::max({(e.xHigh - e.xLow) / width, (e.yHigh - e.yLow) / height, 1e-6});
@@ -199,7 +205,7 @@ void DrawMap(QCustomPlot& plot, const xMapData& data, const xMapLook& look) {
     // The scale holds only once the rectangle has its size, so it is set at
     // every layout; the ticks of the new ranges take their room in a second
     // layout, which the scale then follows.
-    const Extent extent{data.xLow, data.xHigh, data.yLow, data.yHigh};
+    const Extent extent{data.xLow, data.xHigh, data.yLow, data.yHigh, LabelRoom(data)};
     QObject::connect(&plot, &QCustomPlot::afterLayout, rect, [rect, extent] {
         FitEqualScale(*rect, extent);
         QCPLayout& page = *rect->parentPlot()->plotLayout();

@@ -86,7 +86,8 @@ TEST_F(xProfileFigureTest, CurvesPassThroughThePixelsOfTheirValues) {
     const QImage image = Render(plot_, QSize(800, 600));
     for (int c = 0; c < 3; ++c)
         for (long r : {40L, 120L}) {
-            const QColor seen = ColourAt(image, Rect(0), 10.0 * r, 100.0 * (c + 1) + r);
+            const QColor seen = plottest::ClosestColourNear(
+                image, Rect(0), 10.0 * r, 100.0 * (c + 1) + r, xPlotStyle::SequenceColour(c, 3));
             EXPECT_EQ(NearestCurve(seen, 3), c) << r;
             EXPECT_EQ(NearestCurve(ColourAt(image, Rect(0), 10.0 * r, 100.0 * c + 150.0 + r), 3),
                       -1);
