@@ -41,6 +41,9 @@ class CommandTable {
     std::vector<std::pair<CLI::App*, Body>> commands_;
 };
 
+// Line numbers separated by commas, e.g. "10010,22810"; false for anything else.
+bool ParseLines(const std::string& text, std::vector<std::int32_t>& lines);
+
 // An existing PAR file is replaced only with force.
 int New(const std::filesystem::path& parFile, const std::filesystem::path& descriptor,
         const std::filesystem::path& copyFrom, bool force = false);

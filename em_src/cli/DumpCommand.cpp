@@ -24,15 +24,6 @@ namespace cli {
 
 namespace {
 
-bool ParseLines(const std::string& text, std::vector<std::int32_t>& lines) {
-    for (const auto& item : SplitList(text)) {
-        long number;
-        if (!ParseLong(item, number) || number < INT32_MIN || number > INT32_MAX) return false;
-        lines.push_back(std::int32_t(number));
-    }
-    return true;
-}
-
 std::string Joined(const std::vector<std::int32_t>& numbers) {
     std::string text;
     for (auto n : numbers) text += (text.empty() ? "" : ", ") + std::to_string(n);
@@ -122,6 +113,15 @@ int DumpAot(const fs::path& file, const std::string& lines, const fs::path& patt
 }
 
 }  // namespace
+
+bool ParseLines(const std::string& text, std::vector<std::int32_t>& lines) {
+    for (const auto& item : SplitList(text)) {
+        long number;
+        if (!ParseLong(item, number) || number < INT32_MIN || number > INT32_MAX) return false;
+        lines.push_back(std::int32_t(number));
+    }
+    return true;
+}
 
 int Dump(const fs::path& file, const std::string& lines, const fs::path& pattern,
          const fs::path& target, std::ostream& out) {

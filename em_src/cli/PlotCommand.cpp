@@ -3,11 +3,15 @@
 #include <qcustomplot.h>
 #include <CLI/CLI.hpp>
 
+#include <cctype>
 #include <memory>
 
 #include "Commands.h"
 #include "PlotCommands.h"
 #include "xFigureFile.h"
+#include "xMAmp.h"
+#include "xMCond.h"
+#include "xMData.h"
 #include "xPlatform.h"
 
 namespace fs = std::filesystem;
@@ -61,23 +65,58 @@ int SaveFigureFile(QCustomPlot& plot, const FigureArgs& figure, std::ostream& ou
     return kSuccess;
 }
 
+std::unique_ptr<xMFile> OpenSurveyFile(const fs::path& path) {
+    std::string extension = path.extension().string();
+    for (char& c : extension) c = char(std::toupper(static_cast<unsigned char>(c)));
+    std::unique_ptr<xMFile> file;
+    if (extension == ".AMP")
+        file = std::make_unique<xMAmp>();
+    else if (extension == ".CND")
+        file = std::make_unique<xMCond>();
+    else
+        file = std::make_unique<xMData>();
+    file->SetPath(path);
+    if (!file->Exists()) {
+        Platform().Error("There is no file " + path.string() + ".");
+        return nullptr;
+    }
+    if (file->Open() != 1 || !file->ReadHeader()) return nullptr;
+    return file;
+}
+
 void AddPlotCommands(CLI::App& app, CommandTable& table) {
     CLI::App* plot = app.add_subcommand(
         "plot",
         "Draw a figure of a project's file as PNG, SVG or PDF (by the extension of --out):\n"
         "  cdi        the conductivity-depth sections of a line (CND)\n"
-        "  decay      one record's decays with their fit and tau spectrum (PAR)\n"
-        "  basis      the basis functions of a component, a curve per tau (AOT)\n"
-        "  histogram  the conductivity histogram of a CDI with its chosen range (CND)\n"
-        "Examples:\n"
-        "  tovarn plot cdi survey.CND --line 10010 --out survey-10010-cdi.png\n"
-        "  tovarn plot cdi survey.CND --line 10010 --elevation --range 1:300 --out cdi.pdf\n"
-        "  tovarn plot decay survey.PAR --line 10010 --record 250 --out decay.png");
+        "  profiles   the channel or tau amplitude profiles of a line (BIN, AMP)
+"
+        "  decay      one record's decays with their fit and tau spectrum (PAR)
+"
+        "  map        the flight lines in plan, plain or coloured by a value (BIN, AMP, CND)
+"
+        "  histogram  the conductivity histogram of a CDI with its chosen range (CND)
+"
+        "  basis      the basis functions of a component, a curve per tau (AOT)
+"
+        "Examples:
+"
+        "  tovarn plot cdi survey.CND --line 10010 --out survey-10010-cdi.png
+"
+        "  tovarn plot cdi survey.CND --line 10010 --elevation --range 1:300 --out cdi.pdf
+"
+        "  tovarn plot profiles survey.BIN --line 10010 --log --out survey-10010-profiles.png
+"
+        "  tovarn plot decay survey.PAR --line 10010 --record 250 --out decay.png
+"
+        "  tovarn plot map survey.CND --depth 50 --out survey-map.png");
     plot->require_subcommand(1);
     AddPlotCdiCommand(*plot, table);
+    AddPlotProfilesCommand(*plot, table);
     AddPlotDecayCommand(*plot, table);
-    AddPlotBasisCommand(*plot, table);
+    AddPlotMapCommand(*plot, table);
     AddPlotHistogramCommand(*plot, table);
+    AddPlotBasisCommand(*plot, table);
 }
 
 }  // namespace cli

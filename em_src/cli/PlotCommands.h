@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <ostream>
 #include <string>
 
@@ -12,6 +13,7 @@ namespace CLI {
 class App;
 }
 class QCustomPlot;
+class xMFile;
 
 namespace cli {
 
@@ -44,6 +46,10 @@ int DrawFigure(const FigureArgs& figure, std::ostream& out, Draw draw) {
     return SaveFigureFile(plot, figure, out);
 }
 
+// A survey file opened by its extension (AMP, CND, else a BIN form) with its
+// header read; null when it is missing or unreadable, which was said.
+std::unique_ptr<xMFile> OpenSurveyFile(const std::filesystem::path& path);
+
 struct PlotCdiArgs {
     std::filesystem::path cnd;
     std::int32_t line = 0;
@@ -74,6 +80,23 @@ struct PlotBasisArgs {
 int PlotBasis(const PlotBasisArgs& args, const FigureArgs& figure, std::ostream& out);
 
 int PlotHistogram(const std::filesystem::path& cnd, const FigureArgs& figure, std::ostream& out);
+struct PlotProfilesArgs {
+    std::filesystem::path file;
+    std::int32_t line = 0;
+    std::string component;  // empty: the file's default
+    std::string channels;   // "FIRST-LAST" or "ONE", 1-based; empty: all
+    bool log = false;
+    bool fid = false;
+};
+int PlotProfiles(const PlotProfilesArgs& args, const FigureArgs& figure, std::ostream& out);
+
+struct PlotMapArgs {
+    std::filesystem::path file;
+    std::string value;  // an item's title or index
+    std::string depth;  // metres, for a CND
+    std::string lines;  // "10010,22810"; empty: all
+};
+int PlotMap(const PlotMapArgs& args, const FigureArgs& figure, std::ostream& out);
 
 // The plot command and its kinds.
 void AddPlotCommands(CLI::App& app, CommandTable& table);
@@ -81,5 +104,7 @@ void AddPlotCdiCommand(CLI::App& plot, CommandTable& table);
 void AddPlotDecayCommand(CLI::App& plot, CommandTable& table);
 void AddPlotBasisCommand(CLI::App& plot, CommandTable& table);
 void AddPlotHistogramCommand(CLI::App& plot, CommandTable& table);
+void AddPlotProfilesCommand(CLI::App& plot, CommandTable& table);
+void AddPlotMapCommand(CLI::App& plot, CommandTable& table);
 
 }  // namespace cli

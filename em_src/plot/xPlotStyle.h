@@ -44,6 +44,9 @@ class xPlotStyle {
     static QColor DataColour() { return QColor(25, 25, 25); }
     static QColor FitColour() { return QColor(200, 30, 30); }
     static QColor BarColour() { return QColor(60, 110, 170); }
+    // Flight lines on a map: plain, and where a coloured one has no value.
+    static QColor TrackColour() { return QColor(40, 40, 40); }
+    static QColor MissingColour() { return QColor(190, 190, 190); }
     static QPen CurvePen(const QColor& colour, double width = 1.4);
 
     // Clears the plot to a white page with a title row when title is not

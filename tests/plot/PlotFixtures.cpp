@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "xMCond.h"
 #include "xMData.h"
 #include "xMLineBlock.h"
 #include "xRecordLayout.h"
+#include "xTRClasf.h"
 
 namespace plottest {
 
@@ -69,6 +71,36 @@ void WriteTzRzSurvey(const std::filesystem::path& path, std::int32_t line, long 
     }
     ASSERT_TRUE(file.WriteHeader());
     ASSERT_EQ(file.Commit(), 1);
+}
+
+void WriteBin(const std::filesystem::path& path, const std::vector<std::int32_t>& lines,
+              long records, long channels, const RowFill& fill) {
+    xMData bin;
+    bin.SetPath(path);
+    bin.SetOverwrite(true);
+    ASSERT_EQ(bin.Create(), 1);
+    LongArray flags(100, 109);
+    flags[FirstComponent] = flags[LastComponent] = 1;
+    bin.InitFromDescriptor(channels, flags, 0);
+    ASSERT_TRUE(bin.WriteHeader());
+    const long tzrz = bin.ChannelOffset(LastComponent);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        xMLineWriter writer(bin, lines[i]);
+        std::vector<float> row(std::size_t(bin.RowLength()), 1.0f);
+        for (long r = 0; r < records; ++r) {
+            std::fill(row.begin(), row.end(), 1.0f);
+            row[0] = row[5] = 10.0f * float(r);
+            row[1] = 1000.0f + 10.0f * float(r);
+            row[2] = 5000.0f + 1000.0f * float(i);
+            row[3] = 0.0f;
+            row[4] = 100.0f;
+            fill(lines[i], r, row.data(), tzrz);
+            writer.AddRow(row.data());
+        }
+        ASSERT_TRUE(writer.Finish());
+    }
+    ASSERT_TRUE(bin.WriteHeader());
+    ASSERT_EQ(bin.Commit(), 1);
 }
 
 }  // namespace plottest

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <vector>
 
 #include "xMatrix.h"
 
@@ -21,5 +22,14 @@ void WriteCnd(const std::filesystem::path& path, std::int32_t line, long records
 // records whose channel c (from 0) holds value(record, c).
 void WriteTzRzSurvey(const std::filesystem::path& path, std::int32_t line, long channels,
                      long records, const std::function<float(long record, long channel)>& value);
+
+// A survey file (BIN) with the given lines, each of `records` records and
+// TxRx and TzRz with `channels` channels each. Record r of the i-th line is at
+// distance and FID 10 r, X = 1000 + 10 r, Y = 5000 + 1000 i, Z 0, altitude
+// 100 m, every channel 1; then fill(line, r, row) sets what a test wants,
+// with row[tzrz + c] channel c (0-based) of TzRz.
+using RowFill = std::function<void(std::int32_t line, long record, float* row, long tzrz)>;
+void WriteBin(const std::filesystem::path& path, const std::vector<std::int32_t>& lines,
+              long records, long channels, const RowFill& fill);
 
 }  // namespace plottest

@@ -50,6 +50,19 @@ QColor ColourAt(const QImage& image, QCPAxisRect& rect, double x, double y) {
     return image.pixelColor(px, py);
 }
 
+QColor ClosestColourNear(const QImage& image, QCPAxisRect& rect, double x, double y,
+                         QColor wanted) {
+    const int px = int(std::lround(rect.axis(QCPAxis::atBottom)->coordToPixel(x)));
+    const int py = int(std::lround(rect.axis(QCPAxis::atLeft)->coordToPixel(y)));
+    QColor best = image.pixelColor(px, py);
+    for (int dy = -1; dy <= 1; ++dy)
+        for (int dx = -1; dx <= 1; ++dx) {
+            const QColor seen = image.pixelColor(px + dx, py + dy);
+            if (ColourDistance(seen, wanted) < ColourDistance(best, wanted)) best = seen;
+        }
+    return best;
+}
+
 ::testing::AssertionResult MatchesReference(const QImage& image, const std::string& name,
                                             double share, int distance) {
     const fs::path reference = ReferenceFolder() / (name + ".png");

@@ -22,6 +22,9 @@ int ColourDistance(QColor a, QColor b);
 // The colour of the picture at the data point (x, y) of the rectangle's bottom
 // and left axes.
 QColor ColourAt(const QImage& image, QCPAxisRect& rect, double x, double y);
+// Of the pixels within one of the data point's, the one nearest in colour to
+// wanted: an antialiased line of a pixel or two may fall between pixels.
+QColor ClosestColourNear(const QImage& image, QCPAxisRect& rect, double x, double y, QColor wanted);
 // The picture against tests/plot/reference/<name>.png: same size, and at most
 // a fraction `share` of pixels farther than `distance` from the reference.
 // The failure text says how many differ and where the new picture was put.
