@@ -89,26 +89,16 @@ void AddPlotCommands(CLI::App& app, CommandTable& table) {
         "plot",
         "Draw a figure of a project's file as PNG, SVG or PDF (by the extension of --out):\n"
         "  cdi        the conductivity-depth sections of a line (CND)\n"
-        "  profiles   the channel or tau amplitude profiles of a line (BIN, AMP)
-"
-        "  decay      one record's decays with their fit and tau spectrum (PAR)
-"
-        "  map        the flight lines in plan, plain or coloured by a value (BIN, AMP, CND)
-"
-        "  histogram  the conductivity histogram of a CDI with its chosen range (CND)
-"
-        "  basis      the basis functions of a component, a curve per tau (AOT)
-"
-        "Examples:
-"
-        "  tovarn plot cdi survey.CND --line 10010 --out survey-10010-cdi.png
-"
-        "  tovarn plot cdi survey.CND --line 10010 --elevation --range 1:300 --out cdi.pdf
-"
-        "  tovarn plot profiles survey.BIN --line 10010 --log --out survey-10010-profiles.png
-"
-        "  tovarn plot decay survey.PAR --line 10010 --record 250 --out decay.png
-"
+        "  profiles   the channel or tau amplitude profiles of a line (BIN, AMP)\n"
+        "  decay      one record's decays with their fit and tau spectrum (PAR)\n"
+        "  map        the flight lines in plan, plain or coloured by a value (BIN, AMP, CND)\n"
+        "  histogram  the conductivity histogram of a CDI with its chosen range (CND)\n"
+        "  basis      the basis functions of a component, a curve per tau (AOT)\n"
+        "Examples:\n"
+        "  tovarn plot cdi survey.CND --line 10010 --out survey-10010-cdi.png\n"
+        "  tovarn plot cdi survey.CND --line 10010 --elevation --range 1:300 --out cdi.pdf\n"
+        "  tovarn plot profiles survey.BIN --line 10010 --log --out survey-10010-profiles.png\n"
+        "  tovarn plot decay survey.PAR --line 10010 --record 250 --out decay.png\n"
         "  tovarn plot map survey.CND --depth 50 --out survey-map.png");
     plot->require_subcommand(1);
     AddPlotCdiCommand(*plot, table);
