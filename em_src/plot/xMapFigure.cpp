@@ -7,6 +7,7 @@
 #include <functional>
 #include <vector>
 
+#include "xColourRange.h"
 #include "xMapData.h"
 #include "xPlotStyle.h"
 
@@ -160,20 +161,11 @@ bool MapColourRange(const xMapData& data, double& low, double& high) {
     std::vector<double> values;
     for (const xMapTrack& track : data.tracks)
         for (double v : track.value)
-            if (!std::isnan(v) && (!data.logValue || v > 0.0)) values.push_back(v);
-    if (values.empty()) return false;
-    auto percentile = [&values](double p) {
-        auto at = values.begin() + long(p * double(values.size() - 1));
-        std::nth_element(values.begin(), at, values.end());
-        return *at;
-    };
-    low = percentile(0.02);
-    high = percentile(0.98);
-    if (!(high > low)) {
-        const double centre = high;
-        low = data.logValue ? centre / 2.0 : centre - std::max(1.0, std::abs(centre) * 0.5);
-        high = data.logValue ? centre * 2.0 : centre + std::max(1.0, std::abs(centre) * 0.5);
-    }
+            if (!std::isnan(v)) values.push_back(v);
+    const auto range = RobustColourRange(values, data.logValue);
+    if (!range) return false;
+    low = range->low;
+    high = range->high;
     return true;
 }
 

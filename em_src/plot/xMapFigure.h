@@ -12,9 +12,8 @@ struct xMapLook {
     QString title;
 };
 
-// The colour range of the values: the 2nd and 98th percentile of the valid
-// ones (of the positive ones on a log scale), widened about a single value.
-// False when no value qualifies.
+// The colour range (RobustColourRange) of the tracks' valid values. False when
+// no value qualifies.
 bool MapColourRange(const xMapData& data, double& low, double& high);
 
 // Draws the map on plot, replacing what it held.

@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "xColourRange.h"
 #include "xPlotStyle.h"
 #include "xSectionGrid.h"
 
@@ -147,30 +148,19 @@ bool SectionColourRange(const xSectionGrid& grid, const xSectionLook& look, doub
                         double& high) {
     // What lies below the estimated penetration is not seen by the system; it
     // would stretch the scale to values that mean nothing.
-    std::vector<float> values;
+    std::vector<double> values;
     for (std::size_t s = 0; s < grid.values.size(); ++s)
         for (long c = 0; c < grid.Columns(); ++c)
             for (long d = 0; d < grid.Depths(); ++d) {
                 const float v = grid.Value(s, c, d);
-                const float reach = grid.penetration[std::size_t(c)];
-                if (!std::isnan(v) && (!look.logScale || v > 0.0f) &&
-                    !(grid.depths[std::size_t(d)] > reach))
+                if (!std::isnan(v) &&
+                    !(grid.depths[std::size_t(d)] > grid.penetration[std::size_t(c)]))
                     values.push_back(v);
             }
-    if (values.empty() && !(look.low && look.high)) return false;
-    auto percentile = [&values](double p) {
-        auto at = values.begin() + long(p * double(values.size() - 1));
-        std::nth_element(values.begin(), at, values.end());
-        return double(*at);
-    };
-    high = look.high ? *look.high : percentile(0.98);
-    low = look.low ? *look.low : percentile(0.02);
-    if (look.logScale && !look.low) low = std::max(low, high / MaxDefaultContrast);
-    if (!(high > low)) {
-        const double centre = high;
-        low = look.logScale ? centre / 2.0 : centre - std::max(1.0, std::abs(centre) * 0.5);
-        high = look.logScale ? centre * 2.0 : centre + std::max(1.0, std::abs(centre) * 0.5);
-    }
+    const auto range = RobustColourRange(values, look.logScale, look.low, look.high);
+    if (!range) return false;
+    low = range->low;
+    high = range->high;
     return true;
 }
 

@@ -20,12 +20,8 @@ struct xSectionLook {
     long rows = 500;  // of the image under each section
 };
 
-// The colour range of the grid: the given ends, else the 2nd and 98th
-// percentile of its valid values down to the estimated penetration (with a
-// log scale, of the positive ones, and at most MaxDefaultContrast below the
-// upper end), widened about a single value. Answers false when no value qualifies.
-constexpr double MaxDefaultContrast = 1000.0;
-
+// The colour range (RobustColourRange) of the grid's valid values down to the
+// estimated penetration, or the given ends. False when no value qualifies.
 bool SectionColourRange(const xSectionGrid& grid, const xSectionLook& look, double& low,
                         double& high);
 

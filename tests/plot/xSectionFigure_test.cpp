@@ -8,6 +8,7 @@
 #include "PlotFixtures.h"
 #include "PlotTestSupport.h"
 #include "TempFolder.h"
+#include "xColourRange.h"
 #include "xMCond.h"
 #include "xPlotStyle.h"
 #include "xSectionGrid.h"
