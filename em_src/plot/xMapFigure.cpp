@@ -189,7 +189,7 @@ void DrawMap(QCustomPlot& plot, const xMapData& data, const xMapLook& look) {
     const ColourOf colour = TrackColours(data, coloured, low, high);
     for (const xMapTrack& track : data.tracks) {
         new xTrackPlottable(rect->axis(QCPAxis::atBottom), rect->axis(QCPAxis::atLeft), track,
-                            colour, coloured ? 3.0 : 1.5);
+                            colour, coloured ? 4.5 : 1.5);
         AddLineNumber(plot, *rect, track, true);
         if (track.x.size() > 1) AddLineNumber(plot, *rect, track, false);
     }
