@@ -106,8 +106,11 @@ void DrawDecayPanel(QCPAxisRect& rect, const xDecayPanel& panel, bool frequencyD
     xPlotStyle::Label(y, "Normalised |data|");
     x.setRange(Widened(MagnitudeRange({&panel.times}), 1.25));
     y.setRange(Widened(MagnitudeRange({&panel.data, &panel.fit}), 2.0));
-    xPlotStyle::PanelName(rect, QString::fromStdString(ComponentName(panel.component)) +
-                                    QString("   misfit %1").arg(panel.misfit, 0, 'g', 3));
+    // A decay falls from the top left: its name goes where it is not.
+    xPlotStyle::PanelName(rect,
+                          QString::fromStdString(ComponentName(panel.component)) +
+                              QString("   misfit %1").arg(panel.misfit, 0, 'g', 3),
+                          Qt::AlignRight | Qt::AlignTop);
 }
 
 void DrawSpectrum(QCPAxisRect& rect, const xDecayPanel& panel, const std::vector<double>& taus) {

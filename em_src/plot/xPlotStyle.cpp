@@ -159,13 +159,14 @@ QCPLegend* xPlotStyle::AddLegend(QCPAxisRect& rect, Qt::Alignment corner) {
     return legend;
 }
 
-void xPlotStyle::PanelName(QCPAxisRect& rect, const QString& name) {
+void xPlotStyle::PanelName(QCPAxisRect& rect, const QString& name, Qt::Alignment corner) {
     auto* text = new QCPItemText(rect.parentPlot());
     text->setClipAxisRect(&rect);
     text->position->setAxisRect(&rect);
     text->position->setType(QCPItemPosition::ptAxisRectRatio);
-    text->position->setCoords(0.005, 0.01);
-    text->setPositionAlignment(Qt::AlignLeft | Qt::AlignTop);
+    text->position->setCoords(corner & Qt::AlignRight ? 0.995 : 0.005,
+                              corner & Qt::AlignBottom ? 0.99 : 0.01);
+    text->setPositionAlignment(corner);
     text->setText(name);
     text->setFont(LabelFont());
     text->setBrush(QColor(255, 255, 255, 170));

@@ -59,8 +59,9 @@ class xPlotStyle {
     static void StyleLegend(QCPLegend& legend);
     // A new legend inside the rectangle at the corner alignment says, styled.
     static QCPLegend* AddLegend(QCPAxisRect& rect, Qt::Alignment corner);
-    // A name in the rectangle's top left corner, on a pale ground.
-    static void PanelName(QCPAxisRect& rect, const QString& name);
+    // A name in a corner of the rectangle (top left unless told), on a pale ground.
+    static void PanelName(QCPAxisRect& rect, const QString& name,
+                          Qt::Alignment corner = Qt::AlignLeft | Qt::AlignTop);
     // "Quantity (unit)", or the quantity alone with no unit.
     static void Label(QCPAxis& axis, const QString& quantity, const QString& unit = QString());
     // The scale logarithmic, labelled at 1, 10, 100..., or at round numbers
