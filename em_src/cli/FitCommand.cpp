@@ -34,13 +34,6 @@ namespace cli {
 
 namespace {
 
-std::string LineList(xMData& bin) {
-    std::string list;
-    for (std::int32_t number : bin.LineNumbers())
-        list += (list.empty() ? "" : ", ") + std::to_string(number);
-    return list;
-}
-
 void ShowComponent(const xComponentFit& fit, const FloatArray& taus, std::ostream& out) {
     out << ComponentName(fit.component) << "  misfit " << fit.misfit << "\n"
         << "  channel      data (norm.)         fit            residual\n";
@@ -91,8 +84,7 @@ int FitRecord(const fs::path& parFile, std::int32_t lineNumber, long recordNumbe
     }
     xMLine line(&bin);
     if (!line.Find(lineNumber)) {
-        Platform().Error("Line " + std::to_string(lineNumber) + " is not in " + bin.FileName() +
-                         "; its lines are " + LineList(bin) + ".");
+        Platform().Error(bin.MissingLineText(lineNumber));
         return kUsage;
     }
     if (recordNumber < 1 || recordNumber > line.Rows()) {

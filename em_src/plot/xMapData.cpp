@@ -83,7 +83,7 @@ bool ChooseBlocks(xMFile& file, const xMapRequest& request, std::vector<xMLineBl
         auto found = std::find_if(blocks.begin(), blocks.end(),
                                   [number](const xMLineBlock& b) { return b.number == number; });
         if (found == blocks.end()) {
-            error = MissingLineText(file, number);
+            error = file.MissingLineText(number);
             return false;
         }
         chosen.push_back(*found);

@@ -128,14 +128,6 @@ void Walk(xMLine& line, const Channels& channels, const xProfileRequest& request
 
 }  // namespace
 
-std::string MissingLineText(xMFile& file, std::int32_t line) {
-    std::string list;
-    for (std::int32_t number : file.LineNumbers())
-        list += (list.empty() ? "" : ", ") + std::to_string(number);
-    return "Line " + std::to_string(line) + " is not in " + file.FileName() + "; its lines are " +
-           (list.empty() ? "none" : list) + ".";
-}
-
 std::string DefaultProfileComponent(const xMData& file) {
     if (Present(file, LastComponent)) return ComponentName(LastComponent);
     for (long id = FirstComponent; id < LastComponent; ++id)
@@ -157,7 +149,7 @@ bool ReadProfileData(xMData& file, const xProfileRequest& request, xProfileData&
     if (!SelectChannels(request, channels, error)) return false;
     xMLine line(&file, 4096);
     if (!line.Find(request.line)) {
-        error = MissingLineText(file, request.line);
+        error = file.MissingLineText(request.line);
         return false;
     }
     if (line.Rows() == 0) {

@@ -43,10 +43,6 @@ struct xProfileData {
     std::vector<xProfileMarker> markers;
 };
 
-// "Line L is not in NAME; its lines are ...": the words of every figure
-// that asks for a line.
-std::string MissingLineText(xMFile& file, std::int32_t line);
-
 // The component a profile shows by default: TzRz when the file has it, else
 // its first component; empty when it has none.
 std::string DefaultProfileComponent(const xMData& file);

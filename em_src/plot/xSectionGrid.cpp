@@ -12,13 +12,6 @@ namespace {
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-std::string LineList(xMCond& cnd) {
-    std::string list;
-    for (std::int32_t number : cnd.LineNumbers())
-        list += (list.empty() ? "" : ", ") + std::to_string(number);
-    return list;
-}
-
 float Valid(float value) {
     return value == xMCond::NullValue ? kNaN : value;
 }
@@ -104,8 +97,7 @@ bool ReadSectionGrid(xMCond& cnd, const xSectionRequest& request, xSectionGrid& 
         }
     xMLine line(&cnd, 4096);
     if (!line.Find(request.line)) {
-        error = "Line " + std::to_string(request.line) + " is not in " + name + "; its lines are " +
-                LineList(cnd) + ".";
+        error = cnd.MissingLineText(request.line);
         return false;
     }
     const long item = request.byFid ? xRecordLayout::Fid : xRecordLayout::Distance;

@@ -557,6 +557,14 @@ std::vector<std::int32_t> xMFile::LineNumbers() {
     return numbers;
 }
 
+std::string xMFile::MissingLineText(std::int32_t line) {
+    std::string list;
+    for (std::int32_t number : LineNumbers())
+        list += (list.empty() ? "" : ", ") + std::to_string(number);
+    return "Line " + std::to_string(line) + " is not in " + FileName() + "; its lines are " +
+           (list.empty() ? "none" : list) + ".";
+}
+
 std::vector<xMLineBlock> xMFile::LineBlocks() {
     std::vector<xMLineBlock> blocks;
     if (!EnsureHeader()) return blocks;

@@ -59,6 +59,9 @@ class xMFile : public xDoc {
     bool ReadRows(const xMLineBlock& line, long first, long count, FloatMatrix& target);
     // The numbers of all lines, in file order.
     std::vector<std::int32_t> LineNumbers();
+    // "Line L is not in F; its lines are ...": what a reader says of a line
+    // the file does not have.
+    std::string MissingLineText(std::int32_t line);
     // The block headers of all lines, in file order: a walk that loads lines
     // moves the file's stream, so it takes the blocks first.
     std::vector<xMLineBlock> LineBlocks();
