@@ -158,6 +158,23 @@ TEST_F(xSectionFigureTest, LongLinesAreDecimatedToTheColumns) {
     }
 }
 
+TEST_F(xSectionFigureTest, AFileWithoutDepthsHasNoSectionToDraw) {
+    xMCond cnd;
+    cnd.SetPath(dir_ / "P.CND");
+    cnd.SetOverwrite(true);
+    ASSERT_EQ(cnd.Create(), 1);
+    LongArray flags(100, 109);
+    flags[109] = 1;
+    cnd.Init(FloatArray(0L), flags);
+    ASSERT_TRUE(cnd.WriteHeader());
+    ASSERT_EQ(cnd.Commit(), 1);
+    std::string error;
+    xSectionRequest request;
+    request.line = 7;
+    EXPECT_FALSE(Read(request, error));
+    EXPECT_EQ(error, "P.CND has no depths: its sections are empty. Run the CDI (704) again.");
+}
+
 TEST_F(xSectionFigureTest, BadRequestsAreRefusedInWords) {
     plottest::WriteCnd(dir_ / "P.CND", 7, 5, [](long, float) { return xMCond::NullValue; });
     std::string error;
