@@ -116,6 +116,13 @@ int FitRecord(const fs::path& parFile, std::int32_t lineNumber, long recordNumbe
 
 int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std::ostream& out,
         [[maybe_unused]] const fs::path& plot) {
+#ifdef TOVARN_FIGURES
+    FigureArgs figure;
+    figure.out = plot;
+    // A figure that cannot be made is refused before anything is shown.
+    if (!plot.empty())
+        if (const int bad = CheckFigureArgs(figure, "--plot")) return bad;
+#endif
     RecordFit result;
     if (const int failed = FitRecord(parFile, lineNumber, recordNumber, result)) return failed;
     out << "Line " << lineNumber << ", record " << recordNumber << " (FID " << result.fid
@@ -123,11 +130,7 @@ int Fit(const fs::path& parFile, std::int32_t lineNumber, long recordNumber, std
         << "\n";
     for (const xComponentFit& fit : result.fits) ShowComponent(fit, result.basis.Taus(), out);
 #ifdef TOVARN_FIGURES
-    if (!plot.empty()) {
-        FigureArgs figure;
-        figure.out = plot;
-        return DrawRecordFit(result, figure, out);
-    }
+    if (!plot.empty()) return DrawRecordFit(result, figure, out);
 #endif
     return kSuccess;
 }

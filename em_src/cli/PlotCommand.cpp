@@ -31,9 +31,9 @@ int FigureWidth(const FigureArgs& figure) {
     return size ? size->width() : 0;
 }
 
-int CheckFigureArgs(const FigureArgs& figure) {
+int CheckFigureArgs(const FigureArgs& figure, const std::string& option) {
     if (!FigureFormatOf(figure.out)) {
-        Platform().Error("--out names the figure as FILE.png, FILE.svg or FILE.pdf, not \"" +
+        Platform().Error(option + " names the figure as FILE.png, FILE.svg or FILE.pdf, not \"" +
                          figure.out.string() + "\".");
         return kUsage;
     }

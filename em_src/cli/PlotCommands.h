@@ -34,7 +34,8 @@ int FigureWidth(const FigureArgs& figure);
 // and named on out.
 template <class Draw>
 int DrawFigure(const FigureArgs& figure, std::ostream& out, Draw draw);
-int CheckFigureArgs(const FigureArgs& figure);
+// option: how the command names the figure's file in its messages.
+int CheckFigureArgs(const FigureArgs& figure, const std::string& option = "--out");
 int SaveFigureFile(QCustomPlot& plot, const FigureArgs& figure, std::ostream& out);
 QCustomPlot& FigurePlot();
 

@@ -85,6 +85,13 @@ TEST_F(PlotCommands, WhatCannotBeDrawnIsSaidInWords) {
     EXPECT_EQ(
         RunTovarn("plot basis " + (dir_ / "S.AOT").string() + " --component XY" + out, output), 2);
     EXPECT_NE(output.find("The basis has no component TxRy; it has "), std::string::npos) << output;
+    // A figure fit cannot write is refused before the fit is shown.
+    EXPECT_EQ(RunTovarn("fit " + par_ + " --line 10010 --record 250 --plot fit.jpg", output), 2);
+    EXPECT_EQ(output.find("misfit"), std::string::npos) << output;
+    EXPECT_NE(
+        output.find("--plot names the figure as FILE.png, FILE.svg or FILE.pdf, not \"fit.jpg\"."),
+        std::string::npos)
+        << output;
     EXPECT_EQ(RunTovarn("plot histogram " + (dir_ / "none.CND").string() + out, output), 1);
     EXPECT_NE(output.find("There is no CDI file"), std::string::npos) << output;
     EXPECT_FALSE(fs::exists(dir_ / "x.png"));
