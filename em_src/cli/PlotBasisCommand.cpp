@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cctype>
 #include <memory>
 
 #include "Commands.h"
@@ -13,17 +12,6 @@
 #include "xTRClasf.h"
 
 namespace cli {
-
-namespace {
-
-// "ZZ" or "zz" stands for TzRz; a full name is taken as it is.
-long ComponentOf(const std::string& name) {
-    if (name.size() != 2) return ComponentId(name);
-    const auto axis = [](char c) { return char(std::tolower(static_cast<unsigned char>(c))); };
-    return ComponentId(std::string("T") + axis(name[0]) + "R" + axis(name[1]));
-}
-
-}  // namespace
 
 int PlotBasis(const PlotBasisArgs& args, const FigureArgs& figure, std::ostream& out) {
     if (const int bad = CheckFigureArgs(figure)) return bad;
@@ -41,7 +29,7 @@ int PlotBasis(const PlotBasisArgs& args, const FigureArgs& figure, std::ostream&
     const std::vector<long> components = basis.Components();
     const long component = args.component.empty() && !components.empty()
                                ? components.front()
-                               : ComponentOf(args.component);
+                               : ComponentIdTyped(args.component);
     if (const std::string problem = BasisFigureProblem(basis, component); !problem.empty()) {
         Platform().Error(problem);
         return args.component.empty() ? kFailed : kUsage;

@@ -88,7 +88,7 @@ void AddPlotProfilesCommand(CLI::App& plot, CommandTable& table) {
         ->required();
     command->add_option("--line", args->profiles.line, "the line number, e.g. 10010")->required();
     command->add_option("--component", args->profiles.component,
-                        "the component, e.g. TzRz or TxRx; default TzRz, else the first");
+                        "the component, e.g. TzRz (or ZZ) or TxRx; default TzRz, else the first");
     command->add_option("--channels", args->profiles.channels,
                         "FIRST-LAST channels (taus of an AMP file), from 1; default all");
     command->add_flag("--log", args->profiles.log,

@@ -1,6 +1,7 @@
 #include "xTRClasf.h"
 
 #include <array>
+#include <cctype>
 #include <iomanip>
 #include <istream>
 #include <ostream>
@@ -47,6 +48,18 @@ std::string ComponentName(long id) {
 long ComponentId(const std::string& name) {
     for (long id = FirstComponent; id <= LastComponent; ++id)
         if (name == Entry(id)->name) return id;
+    return UndefinedComponent;
+}
+
+long ComponentIdTyped(const std::string& name) {
+    std::string lower;
+    for (char c : name) lower += char(std::tolower(static_cast<unsigned char>(c)));
+    if (lower.size() == 2) lower = std::string("t") + lower[0] + "r" + lower[1];
+    for (long id = FirstComponent; id <= LastComponent; ++id) {
+        std::string known = Entry(id)->name;
+        for (char& c : known) c = char(std::tolower(static_cast<unsigned char>(c)));
+        if (lower == known) return id;
+    }
     return UndefinedComponent;
 }
 

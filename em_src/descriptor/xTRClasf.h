@@ -26,6 +26,9 @@ constexpr std::uint32_t DefaultComponentColour = 0x000000;
 std::string ComponentName(long id);
 // Exact match of one of the names above; anything else is 100.
 long ComponentId(const std::string& name);
+// A component as a person types it on a command line: a name above in any
+// case ("tzrz"), or its two axes ("ZZ" for TzRz); anything else is 100.
+long ComponentIdTyped(const std::string& name);
 // 4 for 100; ids outside the table answer 2, as they always have.
 int TxAxis(long id);
 int RxAxis(long id);

@@ -1,6 +1,5 @@
 #include "xProfileData.h"
 
-#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -25,19 +24,9 @@ std::string ComponentList(const xMData& file) {
     return list;
 }
 
-bool SameName(const std::string& a, const std::string& b) {
-    if (a.size() != b.size()) return false;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(a[i])) !=
-            std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    return true;
-}
-
 long ComponentNamed(const xMData& file, const std::string& name) {
-    for (long id = FirstComponent; id <= LastComponent; ++id)
-        if (Present(file, id) && SameName(ComponentName(id), name)) return id;
-    return 0;
+    const long id = ComponentIdTyped(name);
+    return id != UndefinedComponent && Present(file, id) ? id : 0;
 }
 
 std::string TauLabel(float seconds) {

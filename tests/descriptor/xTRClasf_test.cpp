@@ -39,6 +39,18 @@ TEST(Components, NamesAxesAndIdsAgree) {
     EXPECT_EQ(Colour(109), 0x0000FFu);
 }
 
+TEST(Components, TypedNamesTakeAnyCaseAndTheTwoAxes) {
+    for (auto [typed, id] : {std::pair{"TzRz", 109L},
+                             {"tzrz", 109L},
+                             {"ZZ", 109L},
+                             {"zx", 107L},
+                             {"xy", 102L},
+                             {"TXRY", 102L}})
+        EXPECT_EQ(ComponentIdTyped(typed), id) << typed;
+    for (const char* typed : {"", "Z", "ZT", "TzRzz", "????", "tr"})
+        EXPECT_EQ(ComponentIdTyped(typed), UndefinedComponent) << typed;
+}
+
 TEST(Components, OutsideTheTable) {
     EXPECT_EQ(ComponentName(100), "????");
     EXPECT_EQ(ComponentName(110), "undefined");
