@@ -14,6 +14,7 @@
 #endif
 #include "xConsolePlatform.h"
 #include "xPendingFile.h"
+#include "xPlatform.h"
 #include "xProcessRegistry.h"
 
 namespace {
@@ -57,6 +58,17 @@ void AddCommands(CLI::App& app, cli::CommandTable& table) {
     cli::AddCdiCommands(app, table);
 #ifdef TOVARN_FIGURES
     cli::AddPlotCommands(app, table);
+#else
+    table
+        .Add(app, "plot", "Figures: not in this build (it was made with TOVARN_FIGURES=OFF).",
+             [](xConsolePlatform&) {
+                 Platform().Error(
+                     "This tovarn was built without figures (TOVARN_FIGURES=OFF). "
+                     "Install Qt 6 and QCustomPlot (scripts/setup) and build it "
+                     "again with -DTOVARN_FIGURES=ON.");
+                 return cli::kUsage;
+             })
+        ->allow_extras();
 #endif
 }
 
