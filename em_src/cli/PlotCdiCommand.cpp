@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 
 #include <memory>
-#include <regex>
 
 #include "Commands.h"
 #include "PlotCommands.h"
@@ -16,31 +15,14 @@ namespace cli {
 
 namespace {
 
-bool ParseRange(const std::string& text, xSectionLook& look) {
-    static const std::regex form(R"(\s*([-+0-9.eE]+)\s*:\s*([-+0-9.eE]+)\s*)");
-    std::smatch match;
-    if (!std::regex_match(text, match, form)) return false;
-    try {
-        look.low = std::stod(match[1]);
-        look.high = std::stod(match[2]);
-    } catch (const std::exception&) {
-        return false;
-    }
-    return *look.high > *look.low && (!look.logScale || *look.low > 0.0);
-}
-
 int ReadLook(const PlotCdiArgs& args, xSectionRequest& request, xSectionLook& look) {
     if (args.scale != "log" && args.scale != "linear") {
         Platform().Error("--scale wants log or linear, not \"" + args.scale + "\".");
         return kUsage;
     }
     look.logScale = args.scale == "log";
-    if (!args.range.empty() && !ParseRange(args.range, look)) {
-        Platform().Error("--range wants LOW:HIGH in mS/m with LOW below HIGH" +
-                         std::string(look.logScale ? " and above 0 on a log scale" : "") +
-                         ", not \"" + args.range + "\".");
-        return kUsage;
-    }
+    if (const int bad = ReadColourRange(args.range, look.logScale, "mS/m", look.low, look.high))
+        return bad;
     if (args.section == "discrete")
         request.sections = {0};
     else if (args.section == "layered")

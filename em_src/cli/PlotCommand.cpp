@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <memory>
+#include <regex>
 
 #include "Commands.h"
 #include "PlotCommands.h"
@@ -45,6 +46,25 @@ int CheckFigureArgs(const FigureArgs& figure, const std::string& option) {
         return kUsage;
     }
     return kSuccess;
+}
+
+int ReadColourRange(const std::string& text, bool logScale, const std::string& unit,
+                    std::optional<double>& low, std::optional<double>& high) {
+    if (text.empty()) return kSuccess;
+    static const std::regex form(R"(\s*([-+0-9.eE]+)\s*:\s*([-+0-9.eE]+)\s*)");
+    std::smatch match;
+    try {
+        if (std::regex_match(text, match, form)) {
+            low = std::stod(match[1]);
+            high = std::stod(match[2]);
+            if (*high > *low && (!logScale || *low > 0.0)) return kSuccess;
+        }
+    } catch (const std::exception&) {
+    }
+    Platform().Error("--range wants LOW:HIGH" + (unit.empty() ? "" : " in " + unit) +
+                     " with LOW below HIGH" + (logScale ? " and above 0 on a log scale" : "") +
+                     ", not \"" + text + "\".");
+    return kUsage;
 }
 
 QCustomPlot& FigurePlot() {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -37,6 +38,10 @@ int DrawFigure(const FigureArgs& figure, std::ostream& out, Draw draw);
 // option: how the command names the figure's file in its messages.
 int CheckFigureArgs(const FigureArgs& figure, const std::string& option = "--out");
 int SaveFigureFile(QCustomPlot& plot, const FigureArgs& figure, std::ostream& out);
+// --range LOW:HIGH of a colour scale into low and high; empty text leaves
+// them unset. A bad range is said, in unit, and answers kUsage.
+int ReadColourRange(const std::string& text, bool logScale, const std::string& unit,
+                    std::optional<double>& low, std::optional<double>& high);
 QCustomPlot& FigurePlot();
 
 template <class Draw>
@@ -96,6 +101,7 @@ struct PlotMapArgs {
     std::string value;  // an item's title or index
     std::string depth;  // metres, for a CND
     std::string lines;  // "10010,22810"; empty: all
+    std::string range;  // "LO:HI" of the colour scale
 };
 int PlotMap(const PlotMapArgs& args, const FigureArgs& figure, std::ostream& out);
 

@@ -16,7 +16,8 @@ namespace cli {
 
 namespace {
 
-int ReadRequest(const PlotMapArgs& args, const FigureArgs& figure, xMapRequest& request) {
+int ReadRequest(const PlotMapArgs& args, const FigureArgs& figure, xMapRequest& request,
+                xMapLook& look) {
     if (!args.value.empty() && !args.depth.empty()) {
         Platform().Error("A map is coloured by --value or by --depth, not by both.");
         return kUsage;
@@ -41,7 +42,9 @@ int ReadRequest(const PlotMapArgs& args, const FigureArgs& figure, xMapRequest& 
     }
     request.value = args.value;
     request.pixels = FigureWidth(figure);
-    return kSuccess;
+    // A depth colours by conductivity, on a log scale; an item on a plain one.
+    return ReadColourRange(args.range, request.depth.has_value(), request.depth ? "mS/m" : "",
+                           look.low, look.high);
 }
 
 QString Title(const FigureArgs& figure, const xMapData& data, const xMFile& file) {
@@ -54,7 +57,8 @@ QString Title(const FigureArgs& figure, const xMapData& data, const xMFile& file
 
 int PlotMap(const PlotMapArgs& args, const FigureArgs& figure, std::ostream& out) {
     xMapRequest request;
-    if (const int bad = ReadRequest(args, figure, request)) return bad;
+    xMapLook look;
+    if (const int bad = ReadRequest(args, figure, request, look)) return bad;
     const std::unique_ptr<xMFile> file = OpenSurveyFile(args.file);
     if (!file) return kFailed;
     return DrawFigure(figure, out, [&](QCustomPlot& plot) {
@@ -64,7 +68,8 @@ int PlotMap(const PlotMapArgs& args, const FigureArgs& figure, std::ostream& out
             Platform().Error(error);
             return kFailed;
         }
-        DrawMap(plot, data, xMapLook{Title(figure, data, *file)});
+        look.title = Title(figure, data, *file);
+        DrawMap(plot, data, look);
         return kSuccess;
     });
 }
@@ -90,6 +95,9 @@ void AddPlotMapCommand(CLI::App& plot, CommandTable& table) {
     command->add_option("--depth", args->map.depth,
                         "metres below the surface: a CND's conductivity colours the lines");
     command->add_option("--lines", args->map.lines, "the lines to draw, e.g. 10010,22810");
+    command->add_option("--range", args->map.range,
+                        "LOW:HIGH of the colour scale (mS/m with --depth); default the 2nd to\n"
+                        "98th percentile, at most three decades for a conductivity");
     AddFigureOptions(*command, args->figure);
 }
 

@@ -157,12 +157,12 @@ void StyleMapAxes(QCPAxisRect& rect) {
 
 }  // namespace
 
-bool MapColourRange(const xMapData& data, double& low, double& high) {
+bool MapColourRange(const xMapData& data, const xMapLook& look, double& low, double& high) {
     std::vector<double> values;
     for (const xMapTrack& track : data.tracks)
         for (double v : track.value)
             if (!std::isnan(v)) values.push_back(v);
-    const auto range = RobustColourRange(values, data.logValue);
+    const auto range = RobustColourRange(values, data.logValue, look.low, look.high);
     if (!range) return false;
     low = range->low;
     high = range->high;
@@ -174,7 +174,7 @@ void DrawMap(QCustomPlot& plot, const xMapData& data, const xMapLook& look) {
     QCPAxisRect* rect = xPlotStyle::AddAxisRect(plot, *body, 0, 0);
     StyleMapAxes(*rect);
     double low = 1, high = 10;
-    const bool coloured = data.Coloured() && MapColourRange(data, low, high);
+    const bool coloured = data.Coloured() && MapColourRange(data, look, low, high);
     if (coloured) {
         QCPColorScale* bar =
             xPlotStyle::AddColourBar(plot, *body, 0, 1, QString::fromStdString(data.quantity),

@@ -5,16 +5,19 @@
 
 #include <QString>
 
+#include <optional>
+
 class QCustomPlot;
 struct xMapData;
 
 struct xMapLook {
     QString title;
+    std::optional<double> low, high;  // of the colour scale; else from the values
 };
 
-// The colour range (RobustColourRange) of the tracks' valid values. False when
-// no value qualifies.
-bool MapColourRange(const xMapData& data, double& low, double& high);
+// The colour range (RobustColourRange) of the tracks' valid values, or the
+// ends the look gives. False when no value qualifies.
+bool MapColourRange(const xMapData& data, const xMapLook& look, double& low, double& high);
 
 // Draws the map on plot, replacing what it held.
 void DrawMap(QCustomPlot& plot, const xMapData& data, const xMapLook& look);

@@ -79,7 +79,7 @@ TEST_F(xMapFigureTest, TracksTakeTheColourOfTheirValue) {
     EXPECT_EQ(data_.quantity, "Altitude");
     EXPECT_EQ(data_.unit, "m");
     double low = 0, high = 0;
-    ASSERT_TRUE(MapColourRange(data_, low, high));
+    ASSERT_TRUE(MapColourRange(data_, xMapLook{}, low, high));
     DrawMap(plot_, data_, xMapLook{});
     const QImage image = Render(plot_, QSize(800, 600));
     QCPColorGradient gradient = xPlotStyle::SectionGradient();
@@ -91,6 +91,23 @@ TEST_F(xMapFigureTest, TracksTakeTheColourOfTheirValue) {
     EXPECT_GT(ColourDistance(QColor(gradient.color(130, QCPRange(low, high))),
                              QColor(gradient.color(170, QCPRange(low, high)))),
               60);
+}
+
+TEST_F(xMapFigureTest, AGivenColourRangeHoldsOverTheValues) {
+    xMapRequest request;
+    request.value = "altitude";
+    ReadBin(request);
+    xMapLook look;
+    look.low = 100.0;
+    look.high = 300.0;
+    double low = 0, high = 0;
+    ASSERT_TRUE(MapColourRange(data_, look, low, high));
+    EXPECT_EQ(low, 100.0);
+    EXPECT_EQ(high, 300.0);
+    DrawMap(plot_, data_, look);
+    const QImage image = Render(plot_, QSize(800, 600));
+    const QColor expected(xPlotStyle::SectionGradient().color(150.0, QCPRange(100.0, 300.0)));
+    EXPECT_LE(ColourDistance(ClosestColourNear(image, Rect(), 1500, 6000, expected), expected), 12);
 }
 
 TEST_F(xMapFigureTest, LongLinesAreThinnedToAboutAPointAPixel) {
@@ -158,6 +175,8 @@ TEST_F(xMapFigureTest, SmallFigureMatchesItsReference) {
     request.value = "Altitude";
     ReadBin(request);
     data_.markers = {{1400.0, 5600.0, "B1"}};
-    DrawMap(plot_, data_, xMapLook{"Flight lines"});
+    xMapLook look;
+    look.title = "Flight lines";
+    DrawMap(plot_, data_, look);
     EXPECT_TRUE(plottest::MatchesReference(Render(plot_, QSize(480, 320)), "map"));
 }
