@@ -76,7 +76,9 @@ QCustomPlot& FigurePlot() {
 int SaveFigureFile(QCustomPlot& plot, const FigureArgs& figure, std::ostream& out) {
     const QSize size = *ParseFigureSize(figure.size);
     std::string error;
-    if (!SaveFigure(plot, figure.out, size, error)) {
+    const bool saved = SaveFigure(plot, figure.out, size, error);
+    EndFigureThreads();  // the command ends with the figure
+    if (!saved) {
         if (!error.empty()) Platform().Error(error);
         return kFailed;
     }

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QPdfWriter>
 #include <QSvgGenerator>
+#include <QThreadPool>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -64,6 +65,10 @@ void EnsureFigureApplication() {
     static char* argv[] = {name, nullptr};
     static auto* application = new QApplication(argc, argv);
     (void)application;
+}
+
+void EndFigureThreads() {
+    QThreadPool::globalInstance()->waitForDone();
 }
 
 namespace {

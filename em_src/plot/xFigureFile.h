@@ -24,6 +24,11 @@ std::optional<QSize> ParseFigureSize(const std::string& text);
 // nor WAYLAND_DISPLAY) and no platform chosen, Qt draws offscreen.
 void EnsureFigureApplication();
 
+// Ends the worker threads Qt keeps after drawing (its image conversions run
+// on a pool whose threads idle for half a minute), so that none is left
+// running while the process tears down. Call before the process ends.
+void EndFigureThreads();
+
 // The plot laid out and drawn at size, in the format's bytes.
 QByteArray RenderFigure(QCustomPlot& plot, QSize size, xFigureFormat format);
 

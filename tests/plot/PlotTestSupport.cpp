@@ -21,6 +21,7 @@ class QtEnvironment : public ::testing::Environment {
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
         EnsureFigureApplication();
     }
+    void TearDown() override { EndFigureThreads(); }
 };
 
 [[maybe_unused]] auto* const kQt = ::testing::AddGlobalTestEnvironment(new QtEnvironment);
