@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "xAofTau.h"
+#include "xBackground.h"
 #include "xEMDesc.h"
 #include "xFitAverage.h"
 #include "xFitFactory.h"
@@ -92,6 +93,27 @@ bool xFitTau::DeconvolveLine(xFitFactory& engine, xMData& bin, const xMLineBlock
     return finished;
 }
 
+void xFitTau::CalculateBackground(xMAmp& amp) {
+    Platform().Note("Calculating background...");
+    xBackground background(BackgroundLowOrder, BackgroundHighOrder, this);
+    SetEngine(&background);
+    OpenProgress("Line:");
+    long channels = 0;
+    for (long id = FirstComponent; id <= LastComponent; ++id)
+        if (amp.AmplitudeOffset(id) != 0) channels += amp.Channels()[id];
+    SetRange(long(amp.Records()) * channels);
+    xMLine line(&amp);
+    for (const xMLineBlock& block : amp.LineBlocks()) {
+        if (!line.Load(block)) break;
+        SetStatus("Line: " + std::to_string(block.number));
+        for (long id = FirstComponent; id <= LastComponent; ++id)
+            if (amp.AmplitudeOffset(id) != 0) background.Calculate(line, id, Platform());
+        if (!line.Flush() || background.ErrorCode() == xBackground::Terminated) break;
+    }
+    SetEngine(nullptr);
+    CloseProgress();
+}
+
 std::string xFitTau::FitterProblem(const xFitFactory& engine, long algorithm, const xAofTau& basis,
                                    const xMData& bin) {
     if (!engine.HasAnyFitter())
@@ -173,12 +195,9 @@ void xFitTau::Execute(int) {
         SetUnfinished();
         return SetRunState(Idle);
     }
+    if (params.calculateBackground) CalculateBackground(amp);
     SetRunState(Idle);
     if (!amp.Commit() || !averageFile.Commit()) return SetOutcome(Outcome::Failed);
-    if (params.calculateBackground)
-        Platform().Note(
-            "Calculate background is not available yet: the amplitudes are written "
-            "without it.");
     if (params.saveInAscii) SaveInAscii(amp.Path());
     Project().latestCreatedFile = amp.FileName();
     std::ostringstream note;

@@ -19,6 +19,9 @@ struct xMLineBlock;
 class xFitTau : public xObject {
   public:
     static constexpr int Id = 703;
+    // The orders of the background's bounding and final polynomials.
+    static constexpr int BackgroundLowOrder = 3;
+    static constexpr int BackgroundHighOrder = 5;
 
     xFitTau();
 
@@ -44,6 +47,9 @@ class xFitTau : public xObject {
     // amp; false when the run was stopped or the line could not be written.
     bool DeconvolveLine(xFitFactory& engine, xMData& bin, const xMLineBlock& block, xMAmp& amp,
                         xLineAverages& averages);
+    // The background half of every record of the amplitude file, still open
+    // from the run, line by line.
+    void CalculateBackground(xMAmp& amp);
     // The amplitude file as text beside it: <project>_AMP.TEXT.
     void SaveInAscii(const std::filesystem::path& path);
 };

@@ -1,6 +1,7 @@
 #include "xFitParams.h"
 
 #include "xParFile.h"
+#include "xPlatform.h"
 
 namespace {
 
@@ -104,6 +105,18 @@ void xFitParams::ReadBlock(xBlockReader& in, std::int32_t version, std::streamof
     if (version > 0x7EFFFF) in.Get(channelOrTau);
 }
 
+// Leaving the smoothing field low while the background is on is allowed, with a
+// word of warning: the background's fits follow the unsmoothed amplitudes.
+void xFitParams::WarnOnLowSmoothing(xParamFields& fields) {
+    xParamField& field = fields.Last();
+    field.assign = [this, assign = field.assign](const std::string& text) {
+        if (!assign(text)) return false;
+        if (calculateBackground && smoothing <= 0.01f)
+            Platform().Warning("Background can be calculated correctly only with smoothing > 0.15");
+        return true;
+    };
+}
+
 void xFitParams::BlockFields(xParamFields& fields) {
     fields.Float("Threshold", "ThreshHold(norm):", threshold, 0.0, 1.0);
     fields.Long("Normalization", "Normalization", normalization, 1, 4);
@@ -128,6 +141,7 @@ void xFitParams::BlockFields(xParamFields& fields) {
     fields.Float("WeightParameter", "Parameter:", weightParameter, 0.0, 100.0);
     fields.Flag("SaveInAscii", "Save in ASCII", saveInAscii);
     fields.Float("Smoothing", "Smoothing (0-0.5)", smoothing, 0.0, 0.5);
+    WarnOnLowSmoothing(fields);
     fields.Flag("CalculateBackground", "Calculate background", calculateBackground);
     fields.Float("ForceToSurface", "Force to surface", forceToSurface, 0.0, 1.0e6);
     fields.Float("MinLength", "Min Length", minLength, 0.0, 0.5);

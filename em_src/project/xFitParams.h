@@ -45,4 +45,9 @@ class xFitParams : public xPrsCont {
     void WriteBlock(xBlockWriter& out, std::streamoff sectionStart) const override;
     void ReadBlock(xBlockReader& in, std::int32_t version, std::streamoff sectionStart) override;
     void BlockFields(xParamFields& fields) override;
+
+  private:
+    // The smoothing field, just added, warns when it is left too low for the
+    // background.
+    void WarnOnLowSmoothing(xParamFields& fields);
 };

@@ -31,6 +31,8 @@ class xParamFields {
     void Choice(const std::string& name, const std::string& label, T& field,
                 const std::vector<std::string>& names);
     void Add(xParamField field) { fields_.push_back(std::move(field)); }
+    // The field added last, to be given more to do.
+    xParamField& Last() { return fields_.back(); }
 
     const std::vector<xParamField>& All() const { return fields_; }
     const xParamField* Find(const std::string& name) const;
