@@ -96,23 +96,27 @@ bool xSurveyDatabase::Create(const fs::path& path) {
     return true;
 }
 
-bool xSurveyDatabase::Open(const fs::path& path, bool readOnly) {
-    if (OpenQuietly(path, readOnly)) return true;
+bool xSurveyDatabase::Open(const fs::path& path) {
+    if (OpenQuietly(path)) return true;
     Report("Cannot open data base file " + path.string());
     return false;
 }
 
 bool xSurveyDatabase::IsWhole(const fs::path& path) {
     xSurveyDatabase db;
-    return db.OpenQuietly(path, true);
+    return db.OpenQuietly(path);
 }
 
-bool xSurveyDatabase::OpenQuietly(const fs::path& path, bool readOnly) {
+// Readers open for update too, though they write nothing: only such a
+// connection removes the WAL's side files when it is the last to close, and a
+// look at the survey must not leave them in the project's folder.
+bool xSurveyDatabase::OpenQuietly(const fs::path& path) {
     Close();
     std::error_code ec;
-    const int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
-    if (fs::is_regular_file(path, ec) && OpenConnection(path, flags) && ReadsAsSurveyDatabase())
-        return true;
+    if (!fs::is_regular_file(path, ec)) return false;
+    const bool opened =
+        OpenConnection(path, SQLITE_OPEN_READWRITE) || OpenConnection(path, SQLITE_OPEN_READONLY);
+    if (opened && ReadsAsSurveyDatabase()) return true;
     Close();
     return false;
 }

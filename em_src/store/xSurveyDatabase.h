@@ -46,10 +46,9 @@ class xSurveyDatabase {
 
     // A new, empty database at path; a file of that name is removed first.
     bool Create(const std::filesystem::path& path);
-    // An existing database, for reading only unless asked otherwise. False,
-    // with the system's message, for a missing file or one that is not a
-    // whole survey database.
-    bool Open(const std::filesystem::path& path, bool readOnly = true);
+    // An existing database. False, with the system's message, for a missing
+    // file or one that is not a whole survey database.
+    bool Open(const std::filesystem::path& path);
     void Close();
     // Whether path holds a whole survey database; nothing is said either way.
     static bool IsWhole(const std::filesystem::path& path);
@@ -72,7 +71,7 @@ class xSurveyDatabase {
     std::string JournalMode();
 
   private:
-    bool OpenQuietly(const std::filesystem::path& path, bool readOnly);
+    bool OpenQuietly(const std::filesystem::path& path);
     bool OpenConnection(const std::filesystem::path& path, int flags);
     bool Execute(const char* sql);
     bool ReadsAsSurveyDatabase();

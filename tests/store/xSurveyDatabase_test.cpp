@@ -168,4 +168,11 @@ TEST_F(SurveyDatabaseTest, ReadersInTwoProcessesDoNotWaitForEachOther) {
     xSurveyDatabase fresh;
     ASSERT_TRUE(fresh.Open(sdb_));
     EXPECT_EQ(fresh.LoadNode(-1)->key, "renamed");
+
+    // The last reader to close takes the WAL's side files with it.
+    first.Close();
+    second.Close();
+    fresh.Close();
+    EXPECT_FALSE(fs::exists(dir_ / "small.SDB-wal"));
+    EXPECT_FALSE(fs::exists(dir_ / "small.SDB-shm"));
 }
