@@ -136,6 +136,10 @@ int CdiExport(const CdiExportArgs& args, std::ostream& out);
 int CdiMerge(const std::filesystem::path& low, const std::filesystem::path& high,
              std::filesystem::path out, std::ostream& report);
 
+// The survey's table and its lines', or with line one line's table; the
+// project's SDB is made from its BIN first when it is missing or damaged.
+int Info(const std::filesystem::path& parFile, const std::string& line, std::ostream& out);
+
 void AddNewCommand(CLI::App& app, CommandTable& table);
 void AddParamsCommand(CLI::App& app, CommandTable& table);
 void AddSetCommand(CLI::App& app, CommandTable& table);
@@ -143,6 +147,7 @@ void AddRunCommand(CLI::App& app, CommandTable& table);
 // descriptor show, check, build and build-fd.
 void AddDescriptorCommands(CLI::App& app, CommandTable& table);
 void AddDumpCommand(CLI::App& app, CommandTable& table);
+void AddInfoCommand(CLI::App& app, CommandTable& table);
 void AddFitCommand(CLI::App& app, CommandTable& table);
 void AddSynthCommand(CLI::App& app, CommandTable& table);
 // cdi export.

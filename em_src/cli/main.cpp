@@ -53,6 +53,7 @@ void AddCommands(CLI::App& app, cli::CommandTable& table) {
     cli::AddRunCommand(app, table);
     cli::AddDescriptorCommands(app, table);
     cli::AddDumpCommand(app, table);
+    cli::AddInfoCommand(app, table);
     cli::AddFitCommand(app, table);
     cli::AddSynthCommand(app, table);
     cli::AddCdiCommands(app, table);

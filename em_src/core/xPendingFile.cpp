@@ -79,6 +79,11 @@ bool xPendingFile::Commit(std::ios& stream, std::filebuf& buffer) {
     const bool written = !stream.bad();
     const bool closed = buffer.close() != nullptr;
     if (!written || !closed) return Fail(WhyItCannotGrow(temporary_, errno));
+    return CommitClosed();
+}
+
+bool xPendingFile::CommitClosed() {
+    if (!Pending()) return false;
     std::error_code ec;
     fs::rename(temporary_, target_, ec);
     if (ec) return Fail(ec.value());

@@ -27,6 +27,8 @@ class xPendingFile {
     // over the target. A failed write, close or rename shows an error naming
     // the target and the system's reason, removes the temporary and answers false.
     bool Commit(std::ios& stream, std::filebuf& buffer);
+    // The same for a temporary that its writer (a database, say) has closed.
+    bool CommitClosed();
     // Removes the temporary; the target stays as it was.
     void Discard();
 

@@ -10,6 +10,7 @@
 #include "xPlatform.h"
 #include "xProjectContext.h"
 #include "xRecordChecker.h"
+#include "xSurveyInfo.h"
 
 namespace fs = std::filesystem;
 
@@ -126,6 +127,8 @@ void xFileCnv::AfterConversion() {
     if (bin.Open() && bin.ReadHeader())
         Platform().Note(bin.FileName() + ": " + std::to_string(bin.Lines()) + " lines, " +
                         std::to_string(bin.Records()) + " records.");
+    // The survey tree describes the lines just written.
+    xSurveyInfo::Rebuild(Project().ProjectFile("SDB"), bin.Path(), Project().projectName);
     // Residuals of an earlier smoothing no longer belong to these lines.
     std::error_code ec;
     fs::remove(Project().ProjectFile("NDF"), ec);
