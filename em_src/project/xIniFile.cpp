@@ -131,7 +131,11 @@ const std::vector<SettableField>& SettableFields() {
     using Ini = xIniFile;
     static const std::vector<SettableField> fields{
         {"EditorName", "a program",
-         [](Ini& ini, const std::string& v) { return !(ini.GetEditorName() = v).empty(); }},
+         [](Ini& ini, const std::string& v) {
+             if (v.empty()) return false;
+             ini.GetEditorName() = v;
+             return true;
+         }},
         {"UnresolvedColor", OneOf(Ini::ColorNames()),
          [](Ini& ini, const std::string& v) {
              return SetByName(Ini::ColorNames(), v, ini.GetUnresolvedColor());
