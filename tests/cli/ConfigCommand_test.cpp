@@ -78,7 +78,7 @@ TEST_F(ConfigCommandTest, ExtraTausShapeTheBasisAndTheProjectsFileComesFirst) {
     EXPECT_NE(Basis(), byDefault);
 }
 
-TEST_F(ConfigCommandTest, TheCdiReportsTakeTheConfiguredExtension) {
+TEST_F(ConfigCommandTest, TheCdiTakesItsReportsExtensionAndItsCalibrationCheck) {
     ASSERT_EQ(Tovarn("set s.PAR 704.SaveAscii=11"), 0) << output_;
     ASSERT_EQ(Tovarn("config set CdiAsciiExtension=TXT --project s.PAR"), 0) << output_;
     ASSERT_EQ(Tovarn("run s.PAR --only 702,703,704"), 0) << output_;
@@ -89,6 +89,18 @@ TEST_F(ConfigCommandTest, TheCdiReportsTakeTheConfiguredExtension) {
                    entry.path().filename().string().rfind("s-", 0) == 0;
     }
     EXPECT_EQ(reports, 2) << "one report per line";
+
+    // The calibration check asks only when it is on and the data lie outside
+    // the level: the synthetic survey is calibrated to well within 10.
+    const std::string asked =
+        "question: CDI module detected a possibility that input data was "
+        "incorrectly calibrated.";
+    ASSERT_EQ(Tovarn("config set InspectAmplitudes=Yes --project s.PAR"), 0) << output_;
+    ASSERT_EQ(Tovarn("run s.PAR --only 704"), 0) << output_;
+    EXPECT_FALSE(Said(asked)) << output_;
+    ASSERT_EQ(Tovarn("config set AmplitudeDeviation=1.001 --project s.PAR"), 0) << output_;
+    ASSERT_EQ(Tovarn("run s.PAR --only 704"), 0) << output_;
+    EXPECT_TRUE(Said(asked)) << output_;
 }
 
 TEST_F(ConfigCommandTest, ABrokenFileWarnsWithItsLinesAndTheRunGoesOn) {
