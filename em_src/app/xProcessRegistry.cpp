@@ -25,9 +25,11 @@ void RegisterDescriptor() {
 
 void RegisterChainProcesses(xShellApp& shell) {
     Register<xFileCnv>(shell);
-    Register<xWaveBasis>(shell);
     Register<xFitTau>(shell);
-    // The CDI reads its amplitude checks from the configuration.
+    // The basis takes its approximation factors and extra taus from the
+    // configuration, the CDI its amplitude checks and its report's extension.
+    shell.RegisterProcess(xWaveBasis::Id,
+                          [&shell] { return std::make_unique<xWaveBasis>(shell.Configuration()); });
     shell.RegisterProcess(xConda::Id,
                           [&shell] { return std::make_unique<xConda>(shell.Configuration()); });
 }

@@ -9,6 +9,7 @@
 #include "Commands.h"
 #include "xCndMerge.h"
 #include "xCndReports.h"
+#include "xIniFile.h"
 #include "xMCond.h"
 #include "xParamFields.h"
 #include "xPlatform.h"
@@ -74,6 +75,9 @@ int CdiExport(const CdiExportArgs& args, std::ostream& out) {
     // Both sections are there to be named; an empty pattern writes both.
     options.sections = 3;
     options.out = args.out.empty() ? DefaultCdiOutputPath(args.cnd, code) : args.out;
+    // The per-line reports take the extension the CDI process gives them.
+    xIniFile configuration(ConfigurationFolder(args.cnd), {}, xIniFile::Saving::WhenAsked);
+    options.extension = configuration.GetCdiAsciiExtension();
     if (!args.pattern.empty() && !ReadText(args.pattern, options.pattern)) {
         Platform().Error("Cannot read the pattern file " + args.pattern.string() + ".");
         return kFailed;

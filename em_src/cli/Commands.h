@@ -140,6 +140,18 @@ int CdiMerge(const std::filesystem::path& low, const std::filesystem::path& high
 // project's SDB is made from its BIN first when it is missing or damaged.
 int Info(const std::filesystem::path& parFile, const std::string& line, std::ostream& out);
 
+// The user's folder of the configuration file: $XDG_CONFIG_HOME/tovarn, else
+// ~/.config/tovarn.
+std::filesystem::path UserConfigurationFolder();
+// The folder whose configuration a project reads: its own when it holds the
+// file, else the user's; the user's for an empty path.
+std::filesystem::path ConfigurationFolder(const std::filesystem::path& parFile);
+// The configuration's text, as it would be written.
+int ConfigShow(const std::filesystem::path& parFile, std::ostream& out);
+// "Field=value" each, all checked before the file is written.
+int ConfigSet(const std::vector<std::string>& assignments, const std::filesystem::path& parFile,
+              std::ostream& out);
+
 void AddNewCommand(CLI::App& app, CommandTable& table);
 void AddParamsCommand(CLI::App& app, CommandTable& table);
 void AddSetCommand(CLI::App& app, CommandTable& table);
@@ -152,5 +164,7 @@ void AddFitCommand(CLI::App& app, CommandTable& table);
 void AddSynthCommand(CLI::App& app, CommandTable& table);
 // cdi export.
 void AddCdiCommands(CLI::App& app, CommandTable& table);
+// config show and set.
+void AddConfigCommand(CLI::App& app, CommandTable& table);
 
 }  // namespace cli

@@ -8,6 +8,7 @@
 
 #include "Commands.h"
 #include "xConsolePlatform.h"
+#include "xIniFile.h"
 #include "xParamFields.h"
 #include "xProcessRegistry.h"
 #include "xProcessTable.h"
@@ -86,7 +87,8 @@ bool TakeLock(xProjectLock& lock, bool wait) {
 }  // namespace
 
 int Run(const fs::path& parFile, const std::vector<int>& only, std::ostream& out, bool wait) {
-    xShellApp shell;
+    xIniFile configuration(ConfigurationFolder(parFile), {}, xIniFile::Saving::WhenAsked);
+    xShellApp shell(&configuration);
     RegisterChainProcesses(shell);
     if (const int refused = CheckOnly(shell, only); refused != kSuccess) return refused;
     xProjectLock lock(parFile, "tovarn run " + parFile.string());

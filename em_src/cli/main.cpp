@@ -37,7 +37,8 @@ const char* kIntro =
     "  tovarn plot   cdi survey.CND --line 10010 --out survey-10010-cdi.png\n"
     "  tovarn synth  system.DSC --model 100:30,1000 --lines 2 --line-length 1000 \\\n"
     "                --spacing 10 --altitude 120 --out synthetic\n"
-    "  tovarn descriptor show system.DSC\n";
+    "  tovarn descriptor show system.DSC\n"
+    "  tovarn config set ExtraTaus=3 --project survey.PAR\n";
 
 const char* kExitCodes =
     "Exit codes: 0 success, 1 a process or a check reported an error,\n"
@@ -57,6 +58,7 @@ void AddCommands(CLI::App& app, cli::CommandTable& table) {
     cli::AddFitCommand(app, table);
     cli::AddSynthCommand(app, table);
     cli::AddCdiCommands(app, table);
+    cli::AddConfigCommand(app, table);
 #ifdef TOVARN_FIGURES
     cli::AddPlotCommands(app, table);
 #else

@@ -1,10 +1,12 @@
 #include "xIniFile.h"
 
 #include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <locale>
 #include <sstream>
 
+#include "xParamFields.h"
 #include "xPendingFile.h"
 #include "xPlatform.h"
 #include "xReadError.h"
@@ -53,21 +55,144 @@ int IndexOf(const std::array<const char*, N>& names, const std::string& value) {
 
 // A leading number; the target is left alone when there is none.
 template <class T>
-void ParseNumber(const std::string& text, T& target) {
+bool ParseNumber(const std::string& text, T& target) {
     std::istringstream in(text);
     in.imbue(std::locale::classic());
     T value{};
-    if (in >> value) target = value;
+    if (!(in >> value)) return false;
+    target = value;
+    return true;
 }
 
 // Nine blank-separated factors, all or nothing.
-void ParseFactors(const std::string& text, FloatArray& factors) {
+bool ParseFactors(const std::string& text, FloatArray& factors) {
     std::istringstream in(text);
     in.imbue(std::locale::classic());
     FloatArray values(kFirstFactor, kLastFactor);
     for (long id = kFirstFactor; id <= kLastFactor; ++id)
-        if (!(in >> values[id])) return;
+        if (!(in >> values[id])) return false;
     factors = values;
+    return true;
+}
+
+std::string Upper(std::string text) {
+    for (char& c : text) c = char(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+// A name of the list in any case into an enumeration.
+template <class Enum, std::size_t N>
+bool SetByName(const std::array<const char*, N>& names, const std::string& value, Enum& target) {
+    const int i = IndexOf(names, Upper(value));
+    if (i < 0) return false;
+    target = Enum(i);
+    return true;
+}
+
+bool SetWhole(const std::string& value, long low, long high, int& target) {
+    long number = 0;
+    if (!ParseLong(value, number) || number < low || number > high) return false;
+    target = int(number);
+    return true;
+}
+
+// Exactly nine numbers, blank- or comma-separated.
+bool SetFactors(std::string value, FloatArray& factors) {
+    std::replace(value.begin(), value.end(), ',', ' ');
+    std::istringstream in(value);
+    FloatArray values(kFirstFactor, kLastFactor);
+    std::string item;
+    for (long id = kFirstFactor; id <= kLastFactor; ++id) {
+        double number = 0.0;
+        if (!(in >> item) || !ParseDouble(item, number)) return false;
+        values[id] = float(number);
+    }
+    if (in >> item) return false;
+    factors = values;
+    return true;
+}
+
+template <std::size_t N>
+std::string OneOf(const std::array<const char*, N>& names) {
+    std::string text = "one of ";
+    for (std::size_t i = 0; i < N; ++i) text += (i ? ", " : "") + std::string(names[i]);
+    return text;
+}
+
+// What config set may change, in the file's order. The recent projects are
+// kept by the program itself.
+struct SettableField {
+    const char* name;
+    std::string wants;
+    bool (*set)(xIniFile& ini, const std::string& value);
+};
+
+const std::vector<SettableField>& SettableFields() {
+    using Ini = xIniFile;
+    static const std::vector<SettableField> fields{
+        {"EditorName", "a program",
+         [](Ini& ini, const std::string& v) {
+             if (v.empty()) return false;
+             ini.GetEditorName() = v;
+             return true;
+         }},
+        {"UnresolvedColor", OneOf(Ini::ColorNames()),
+         [](Ini& ini, const std::string& v) {
+             return SetByName(Ini::ColorNames(), v, ini.GetUnresolvedColor());
+         }},
+        {"CdiAsciiExtension", "an extension without its dot",
+         [](Ini& ini, const std::string& v) {
+             if (v.empty() || v.find_first_of(". /") != std::string::npos) return false;
+             ini.GetCdiAsciiExtension() = v;
+             return true;
+         }},
+        {"InspectAmplitudes", "Yes or No",
+         [](Ini& ini, const std::string& v) {
+             const std::string answer = Upper(v);
+             if (answer != "YES" && answer != "NO") return false;
+             ini.GetInspectAmplitudes() = answer == "YES";
+             return true;
+         }},
+        {"AmplitudeDeviation", "a number above 0",
+         [](Ini& ini, const std::string& v) {
+             double level = 0.0;
+             if (!ParseDouble(v, level) || !(level > 0.0)) return false;
+             ini.GetAmplitudeDeviation() = level;
+             return true;
+         }},
+        {"FontFamily", OneOf(Ini::FontFamilyNames()),
+         [](Ini& ini, const std::string& v) {
+             return SetByName(Ini::FontFamilyNames(), v, ini.GetFontFamily());
+         }},
+        {"FontStyle", OneOf(Ini::FontStyleNames()),
+         [](Ini& ini, const std::string& v) {
+             return SetByName(Ini::FontStyleNames(), v, ini.GetFontStyle());
+         }},
+        {"FontSize", "a whole number from 1 to 200",
+         [](Ini& ini, const std::string& v) { return SetWhole(v, 1, 200, ini.GetFontSize()); }},
+        {"LinesOrder", OneOf(Ini::LinesOrderNames()),
+         [](Ini& ini, const std::string& v) {
+             return SetByName(Ini::LinesOrderNames(), v, ini.GetLinesOrder());
+         }},
+        {"ThinSheetFactors", "nine numbers, TxRx to TzRz",
+         [](Ini& ini, const std::string& v) { return SetFactors(v, ini.GetThinSheetFactors()); }},
+        {"HalfSpaceFactors", "nine numbers, TxRx to TzRz",
+         [](Ini& ini, const std::string& v) { return SetFactors(v, ini.GetHalfSpaceFactors()); }},
+        // Each extra tau multiplies the fine grid the basis is built on.
+        {"ExtraTaus", "a whole number from 0 to 20",
+         [](Ini& ini, const std::string& v) { return SetWhole(v, 0, 20, ini.GetExtraTaus()); }},
+        {"DynamicTitle", "any text",
+         [](Ini& ini, const std::string& v) {
+             ini.GetDynamicTitle() = v;
+             return true;
+         }},
+        {"DynamicCommand", "any text",
+         [](Ini& ini, const std::string& v) {
+             ini.GetDynamicCommand() = v;
+             return true;
+         }},
+    };
+    return fields;
 }
 
 FloatArray Factors(float tzrx, float tzrz) {
@@ -145,9 +270,10 @@ class xIniFile::Reader {
     std::size_t mark_ = 0;
 };
 
-xIniFile::xIniFile(std::filesystem::path startupDirectory, Launcher launcher)
+xIniFile::xIniFile(std::filesystem::path startupDirectory, Launcher launcher, Saving saving)
     : directory_(std::move(startupDirectory)),
       launcher_(std::move(launcher)),
+      saving_(saving),
       thinSheetFactors_(Factors(4.0f, 3.0f)),
       halfSpaceFactors_(Factors(2.5f, 1.5f)) {
     Read();
@@ -155,6 +281,7 @@ xIniFile::xIniFile(std::filesystem::path startupDirectory, Launcher launcher)
 
 xIniFile::~xIniFile() {
     if (gIniFile == this) gIniFile = nullptr;
+    if (saving_ != Saving::AtEnd) return;
     try {
         Write();
     } catch (...) {
@@ -188,7 +315,11 @@ void xIniFile::Read() {
     std::error_code error;
     if (!std::filesystem::exists(Path(), error)) return;
     std::ifstream file(Path());
-    if (!file) return;
+    if (!file || std::filesystem::is_directory(Path(), error)) {
+        Platform().Warning(Path().string() +
+                           ": cannot be read; the configuration's defaults hold.");
+        return;
+    }
     Reader in(file, Path());
     ReadEditor(in);
     ReadProjects(in);
@@ -244,7 +375,8 @@ void xIniFile::ReadCdi(Reader& in) {
     if (value == "No") inspectAmplitudes_ = false;
 
     if (!in.Key(kDeviationKey, section, value)) return;
-    ParseNumber(value, amplitudeDeviation_);
+    if (!ParseNumber(value, amplitudeDeviation_))
+        in.Incorrect(section + "\n" + kDeviationKey, "a number after the key");
 }
 
 void xIniFile::ReadSystem(Reader& in) {
@@ -259,7 +391,8 @@ void xIniFile::ReadSystem(Reader& in) {
     if (int i = IndexOf(FontStyleNames(), value); i >= 0) fontStyle_ = FontStyle(i);
 
     if (!in.Key(kSizeKey, fonts, value)) return;
-    ParseNumber(value, fontSize_);
+    if (!ParseNumber(value, fontSize_))
+        in.Incorrect(fonts + "\n" + kSizeKey, "a number after the key");
 
     if (!in.Key(kOrderKey, "[Line Order]", value)) return;
     if (int i = IndexOf(LinesOrderNames(), value); i >= 0) linesOrder_ = i;
@@ -269,12 +402,19 @@ void xIniFile::ReadApprox(Reader& in) {
     const std::string section = "[APPROX]";
     if (!in.FindSection(section)) return;
     std::string value;
+    const std::string factors = "nine numbers after the key";
     if (!in.Key(kThinSheetKey, section, value)) return;
-    ParseFactors(value, thinSheetFactors_);
+    if (!ParseFactors(value, thinSheetFactors_))
+        in.Incorrect(section + "\n" + kThinSheetKey, factors);
     if (!in.Key(kHalfSpaceKey, section, value)) return;
-    ParseFactors(value, halfSpaceFactors_);
+    if (!ParseFactors(value, halfSpaceFactors_))
+        in.Incorrect(section + "\n" + kHalfSpaceKey, factors);
     if (!in.Key(kExtraTausKey, section, value)) return;
-    ParseNumber(value, extraTaus_);
+    int extra = 0;
+    if (ParseNumber(value, extra) && extra >= 0)
+        extraTaus_ = extra;
+    else
+        in.Incorrect(section + "\n" + kExtraTausKey, "a whole number of 0 or more");
 }
 
 void xIniFile::ReadDynamicControls(Reader& in) {
@@ -287,7 +427,7 @@ void xIniFile::ReadDynamicControls(Reader& in) {
     dynamicCommand_ = value;
 }
 
-bool xIniFile::Write() const {
+std::string xIniFile::Text() const {
     std::ostringstream out;
     out.imbue(std::locale::classic());
     auto name = [](const auto& names, auto value) {
@@ -328,11 +468,40 @@ bool xIniFile::Write() const {
     out << "[DYNAMIC CONTROLS]\n"
         << kTitleKey << dynamicTitle_ << "\n"
         << kCommandKey << dynamicCommand_ << "\n\n";
+    return out.str();
+}
 
+bool xIniFile::Write() const {
     xOutputFile file;
     if (!file.Open(Path())) return false;
-    file.Stream() << out.str();
+    file.Stream() << Text();
     return file.Commit();
+}
+
+std::filesystem::path xIniFile::Locate(const std::filesystem::path& projectDirectory,
+                                       const std::filesystem::path& userDirectory) {
+    std::error_code error;
+    return std::filesystem::exists(projectDirectory / FileName, error) ? projectDirectory
+                                                                       : userDirectory;
+}
+
+bool xIniFile::Set(const std::string& field, const std::string& value, std::string& why) {
+    for (const auto& settable : SettableFields()) {
+        if (Upper(field) != Upper(settable.name)) continue;
+        if (settable.set(*this, value)) return true;
+        why = std::string(settable.name) + " wants " + settable.wants + ", not \"" + value + "\".";
+        return false;
+    }
+    std::string names;
+    for (const auto& name : FieldNames()) names += (names.empty() ? "" : ", ") + name;
+    why = "The configuration has no field \"" + field + "\"; its fields are " + names + ".";
+    return false;
+}
+
+std::vector<std::string> xIniFile::FieldNames() {
+    std::vector<std::string> names;
+    for (const auto& settable : SettableFields()) names.emplace_back(settable.name);
+    return names;
 }
 
 void xIniFile::AddRecentProject(const std::string& path) {

@@ -1,8 +1,9 @@
 #pragma once
 // The program-wide settings in "Tovarn.INI": the external editor, the recent
 // projects, a few CDI and display choices and the approximation factors. Read
-// when the object is made, written again when it goes. The keys carry their
-// legal values in their own names so that the file documents itself.
+// when the object is made; the desktop program writes it again when it goes,
+// the command line only when asked. The keys carry their legal values in their
+// own names so that the file documents itself.
 
 #include <array>
 #include <filesystem>
@@ -24,16 +25,34 @@ class xIniFile {
     static constexpr const char* FileName = "Tovarn.INI";
     static constexpr std::size_t MaxRecentProjects = 5;
 
+    enum class Saving { AtEnd, WhenAsked };
+
     // Sets the defaults, then reads the file in the start-up directory if it is
     // there. A broken file warns and leaves defaults for what it could not give.
-    explicit xIniFile(std::filesystem::path startupDirectory, Launcher launcher = {});
-    // Writes the file; a failure here is silent.
+    explicit xIniFile(std::filesystem::path startupDirectory, Launcher launcher = {},
+                      Saving saving = Saving::AtEnd);
+    // Writes the file when it is saved at the end; a failure here is silent.
     ~xIniFile();
     xIniFile(const xIniFile&) = delete;
     xIniFile& operator=(const xIniFile&) = delete;
 
+    // The folder whose file a project reads: its own when it holds one, else
+    // the user's.
+    static std::filesystem::path Locate(const std::filesystem::path& projectDirectory,
+                                        const std::filesystem::path& userDirectory);
+
     // The whole file, overwritten. False when it cannot be written.
     bool Write() const;
+    // The file's text as Write writes it.
+    std::string Text() const;
+    void MoveTo(std::filesystem::path directory) { directory_ = std::move(directory); }
+
+    // A field by its name (EditorName, ExtraTaus...), from the text a user
+    // types: names in any case, factors blank- or comma-separated. False with
+    // the reason in why for a name it does not know or a value it refuses.
+    bool Set(const std::string& field, const std::string& value, std::string& why);
+    // The names Set takes, in the file's order.
+    static std::vector<std::string> FieldNames();
     std::filesystem::path Path() const { return directory_ / FileName; }
 
     // By reference: the dialogs change them in place.
@@ -80,6 +99,7 @@ class xIniFile {
 
     std::filesystem::path directory_;
     Launcher launcher_;
+    Saving saving_;
 
     std::string editorName_ = "sysedit400.exe";
     std::vector<std::string> recentProjects_;

@@ -280,7 +280,21 @@ TEST_F(IniFileTest, UnknownValuesKeepDefaultsButColoursFallToBlue) {
         EXPECT_EQ(ini.GetThinSheetFactors()[101], 0.0f);  // all nine or none
         EXPECT_EQ(ini.GetHalfSpaceFactors()[107], 1.25f);
     }
-    EXPECT_TRUE(platform_.messages.empty());
+    // Unknown names are silent; a number that does not read says where it is.
+    const std::vector<std::string> warnings = platform_.Texts("warning");
+    ASSERT_EQ(warnings.size(), 3 * colours.size());
+    EXPECT_EQ(std::vector<std::string>(warnings.begin(), warnings.begin() + 3),
+              (std::vector<std::string>{
+                  kIncorrect + "[CDI]\nAcceptable amplitude scale deviation level=." +
+                      At(12,
+                         "expected a number after the key, found \"Acceptable amplitude scale "
+                         "deviation level=high\""),
+                  kIncorrect + "[Font]\nFont Size=." +
+                      At(17, "expected a number after the key, found \"Font Size=\""),
+                  kIncorrect + "[APPROX]\nThinSheet(TxRx,..,TzRz)=." +
+                      At(21,
+                         "expected nine numbers after the key, found "
+                         "\"ThinSheet(TxRx,..,TzRz)=1 2 3\"")}));
 }
 
 TEST_F(IniFileTest, SixProjectsReadAndTheNextAdditionCutsToFive) {
@@ -358,4 +372,81 @@ TEST_F(IniFileTest, WriteFailureIsSilentAtTheEnd) {
     EXPECT_EQ(IniFile(), nullptr);
     EXPECT_FALSE(fs::exists(nowhere));
     EXPECT_TRUE(platform_.messages.empty());
+}
+
+TEST_F(IniFileTest, SetTakesTheNamesAUserTypesAndRefusesWhatTheFileCouldNotHold) {
+    xIniFile ini(dir_, {}, xIniFile::Saving::WhenAsked);
+    std::string why;
+    for (auto [field, value] : std::vector<std::pair<std::string, std::string>>{
+             {"extrataus", "4"},
+             {"UnresolvedColor", "ltgray"},
+             {"InspectAmplitudes", "yes"},
+             {"AmplitudeDeviation", "2.5"},
+             {"ThinSheetFactors", "1,2,3,4,5,6,7,8,9"},
+             {"HalfSpaceFactors", "0.5 0 0 0 0 0 1.25 0 0.75"},
+             {"LinesOrder", "increasing_offset"},
+             {"EditorName", "C:\\tools\\editor.exe"}})
+        EXPECT_TRUE(ini.Set(field, value, why)) << field << ": " << why;
+    // What was set is what a custom file says.
+    std::string text = ini.Text();
+    for (int section : {Editor, Cdi, Approx})
+        EXPECT_NE(
+            text.find(Replace(Replace(kCustomSections[section], "=TXT", "=DOC"), "Backup", "")),
+            std::string::npos)
+            << kCustomSections[section];
+
+    const std::vector<std::pair<std::string, std::string>> refused = {
+        {"ExtraTaus", "-1"},
+        {"ExtraTaus", "2.5"},
+        {"ExtraTaus", "21"},
+        {"FontSize", "0"},
+        {"AmplitudeDeviation", "0"},
+        {"InspectAmplitudes", "maybe"},
+        {"ThinSheetFactors", "1 2"},
+        {"HalfSpaceFactors", "1 2 3 4 5 6 7 8 9 10"},
+        {"CdiAsciiExtension", ".TXT"},
+        {"FontStyle", "UNDERLINE"},
+        {"EditorName", ""}};
+    for (const auto& [field, value] : refused) {
+        why.clear();
+        EXPECT_FALSE(ini.Set(field, value, why)) << field << "=" << value;
+        EXPECT_EQ(why.find(field + " wants "), 0u) << why;
+    }
+    EXPECT_EQ(ini.Text(), text);
+    EXPECT_FALSE(ini.Set("RecentProjects", "a.PAR", why));
+    EXPECT_EQ(why.find("The configuration has no field \"RecentProjects\"; its fields are "
+                       "EditorName, "),
+              0u)
+        << why;
+}
+
+TEST_F(IniFileTest, SavedWhenAskedIsNeverWrittenAtTheEnd) {
+    {
+        xIniFile ini(dir_, {}, xIniFile::Saving::WhenAsked);
+        ini.GetExtraTaus() = 5;
+    }
+    EXPECT_FALSE(fs::exists(IniPath()));
+    Put(Join(kCustomSections));
+    {
+        xIniFile ini(dir_, {}, xIniFile::Saving::WhenAsked);
+        ini.AddRecentProject("new.PAR");
+    }
+    EXPECT_EQ(Written(), Join(kCustomSections));
+}
+
+TEST_F(IniFileTest, AProjectsOwnFileComesBeforeTheUsers) {
+    const fs::path project = dir_ / "project", user = dir_ / "user";
+    fs::create_directories(project);
+    EXPECT_EQ(xIniFile::Locate(project, user), user);
+    xTempFolderTest::Put("project/Tovarn.INI", kDefaultText);
+    EXPECT_EQ(xIniFile::Locate(project, user), project);
+}
+
+TEST_F(IniFileTest, AFileThatCannotBeReadWarnsAndKeepsTheDefaults) {
+    fs::create_directories(IniPath());
+    xIniFile ini(dir_, {}, xIniFile::Saving::WhenAsked);
+    EXPECT_EQ(platform_.Texts("warning"),
+              std::vector<std::string>{IniPath().string() +
+                                       ": cannot be read; the configuration's defaults hold."});
+    EXPECT_EQ(ini.Text(), kDefaultText);
 }
