@@ -7,5 +7,9 @@ extern "C" const char* __asan_default_options() {
 
 // Fontconfig keeps a cache it never frees for the life of the process; Qt
 // reaches it through the first font of a figure. It is not ours to free.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig.so\n"; }
-extern "C" const char* __lsan_default_options() { return "print_suppressions=0"; }
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig.so\n";
+}
+extern "C" const char* __lsan_default_options() {
+    return "print_suppressions=0";
+}
