@@ -4,6 +4,7 @@
 
 #include <sstream>
 
+#include "NewProjectTest.h"
 #include "TempFolder.h"
 #include "TovarnProgram.h"
 #include "xProjectContext.h"
@@ -14,26 +15,13 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class CommandsTest : public xTempFolderTest {
+class CommandsTest : public xNewProjectTest {
   protected:
-    void SetUp() override {
-        xTempFolderTest::SetUp();
-        ProjectContext() = xProjectContext();
-        par_ = dir_ / "survey.PAR";
-        ASSERT_EQ(cli::New(par_, Put("system.DSC", "descriptor\n"), {}), cli::kSuccess);
-    }
-    void TearDown() override {
-        ProjectContext() = xProjectContext();
-        xTempFolderTest::TearDown();
-    }
     std::string Params(int process) {
         std::ostringstream out;
         EXPECT_EQ(cli::Params(par_, process, out), cli::kSuccess);
         return out.str();
     }
-
-    fs::path par_;
-    xRecordingPlatform platform_;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "../store/SurveyFiles.h"
 #include "Commands.h"
+#include "NewProjectTest.h"
 #include "TempFolder.h"
 #include "TovarnProgram.h"
 #include "xProjectContext.h"
@@ -13,23 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class InfoCommandTest : public xTempFolderTest {
-  protected:
-    void SetUp() override {
-        xTempFolderTest::SetUp();
-        ProjectContext() = xProjectContext();
-        par_ = dir_ / "survey.PAR";
-        ASSERT_EQ(cli::New(par_, Put("system.DSC", "descriptor\n"), {}), cli::kSuccess);
-        platform_.messages.clear();
-    }
-    void TearDown() override {
-        ProjectContext() = xProjectContext();
-        xTempFolderTest::TearDown();
-    }
-
-    fs::path par_;
-    xRecordingPlatform platform_;
-};
+using InfoCommandTest = xNewProjectTest;
 
 }  // namespace
 
